@@ -1,0 +1,47 @@
+# One interface target carries the language, the warnings and the strict Qt rules for every target of ours.
+
+add_library(FetraCommon INTERFACE)
+target_compile_features(FetraCommon INTERFACE cxx_std_20)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+target_compile_options(FetraCommon INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
+if(FETRA_WERROR)
+    target_compile_options(FetraCommon INTERFACE -Werror)
+endif()
+
+target_compile_definitions(FetraCommon INTERFACE
+    _FILE_OFFSET_BITS=64
+    QT_NO_KEYWORDS
+    QT_NO_CAST_FROM_ASCII
+    QT_NO_CAST_TO_ASCII
+    QT_NO_URL_CAST_FROM_STRING
+    QT_NO_FOREACH
+    QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
+
+if(FETRA_SANITIZE)
+    add_compile_options(-fsanitize=${FETRA_SANITIZE} -fno-omit-frame-pointer -O1)
+    add_link_options(-fsanitize=${FETRA_SANITIZE})
+    if(FETRA_SANITIZE MATCHES "undefined")
+        add_compile_options(-fno-sanitize-recover=undefined)
+    endif()
+endif()
+
+if(FETRA_FUZZ)
+    # The libraries are instrumented too: a fuzzer follows only the paths that it can see.
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
+        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+find_program(MOLD mold)
+if(MOLD)
+    add_link_options(-fuse-ld=mold)
+endif()

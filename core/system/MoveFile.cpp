@@ -1,0 +1,56 @@
+#include "system/MoveFile.h"
+
+#include "system/PosixError.h"
+#include "system/PosixFile.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace fetra::MoveFile {
+
+namespace {
+
+bool isUnsupported(int error) {
+    return error == EINVAL || error == ENOSYS || error == EPERM || error == ENOTSUP || error == EMLINK;
+}
+
+/// For file systems that cannot rename without replacing: a second name fails where there is one already.
+bool moveByLink(const QByteArray& from, const QByteArray& to) {
+    if (::link(from.constData(), to.constData()) == 0) {
+        ::unlink(from.constData());
+        return true;
+    }
+    if (errno == EEXIST)
+        return false;
+    if (!isUnsupported(errno))
+        throw PosixError::last();
+    // No second names either (FAT). The look before the leap is all that is left.
+    if (PosixFile::exists(QFile::decodeName(to)))
+        return false;
+    if (::rename(from.constData(), to.constData()) != 0)
+        throw PosixError::last();
+    return true;
+}
+
+} // namespace
+
+bool withoutReplacing(const QString& from, const QString& to) {
+    const QByteArray source = QFile::encodeName(from);
+    const QByteArray target = QFile::encodeName(to);
+    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE) != 0) {
+        if (errno == EEXIST)
+            return false;
+        if (!isUnsupported(errno))
+            throw PosixError::last();
+        if (!moveByLink(source, target))
+            return false;
+    }
+    PosixFile::syncFolderOf(to);
+    return true;
+}
+
+} // namespace fetra::MoveFile

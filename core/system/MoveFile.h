@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace fetra::MoveFile {
+
+/// Renames `from` to `to` within one file system and syncs the folder. Never replaces a file: answers false
+/// when there is one at `to`. Throws `PosixError`.
+[[nodiscard]] bool withoutReplacing(const QString& from, const QString& to);
+
+} // namespace fetra::MoveFile
