@@ -1,0 +1,80 @@
+#include "transfer/Mirrors.h"
+
+#include "http/TransportError.h"
+#include "system/AbsoluteURL.h"
+#include "system/Log.h"
+#include "transfer/DownloadError.h"
+#include "transfer/HTTPProbe.h"
+
+#include <future>
+#include <optional>
+#include <vector>
+
+namespace fetra::Mirrors {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Check {
+    /// Present when the mirror has ranges and the right size.
+    std::optional<QUrl> resolved;
+    std::optional<QByteArray> fingerprint;
+};
+
+/// What `question` answers, or nothing when the server fails it.
+template <typename Question>
+auto answerOf(Question question) -> std::optional<decltype(question())> {
+    try {
+        return question();
+    } catch (const DownloadError&) {
+    } catch (const TransportError&) {
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSession& session,
+                      const DownloadOptions& options) {
+    const qint64 total = info.totalSize.value_or(0);
+    const auto fingerprintOf = [&](const QUrl& url) {
+        return answerOf([&] { return HTTPProbe::fingerprint(url, total, session, options); });
+    };
+    const auto check = [&](const QUrl& mirror) {
+        const std::optional<RemoteInfo> answer =
+            answerOf([&] { return HTTPProbe::probe(mirror, session, options); });
+        Check result;
+        if (answer && answer->acceptsRanges && answer->totalSize == info.totalSize) {
+            result.resolved = answer->finalURL;
+            result.fingerprint = fingerprintOf(answer->finalURL);
+        }
+        return result;
+    };
+
+    const std::optional<QByteArray> primary = fingerprintOf(info.finalURL);
+    std::vector<std::future<Check>> checks;
+    for (const QUrl& mirror : mirrors)
+        checks.push_back(std::async(std::launch::async, check, mirror));
+
+    QList<Admitted> admitted;
+    for (qsizetype i = 0; i < mirrors.size(); ++i) {
+        const QUrl& mirror = mirrors[i];
+        const Check result = checks[static_cast<size_t>(i)].get();
+        if (!result.resolved) {
+            Log::warn([&] {
+                return u"mirror skipped, size or range support differs: "_s + presentableString(mirror);
+            });
+        } else if (!primary || result.fingerprint != primary) {
+            Log::warn([&] {
+                return u"mirror skipped, sampled bytes differ from the primary: "_s +
+                       presentableString(mirror);
+            });
+        } else {
+            admitted.append({.original = mirror, .resolved = *result.resolved});
+        }
+    }
+    return admitted;
+}
+
+} // namespace fetra::Mirrors

@@ -1,0 +1,506 @@
+// What everything above relies on: the promises of the HTTP layer, each against a server that tries them.
+
+#include "http/CurlClient.h"
+#include "http/HTTPFetch.h"
+#include "Recorder.h"
+#include "support/FileScript.h"
+#include "support/ProcessCounters.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
+
+#include <atomic>
+#include <list>
+#include <random>
+#include <thread>
+
+#include <fcntl.h>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+class HTTPContract : public ::testing::Test {
+protected:
+    HTTPContract() { TestCertificate::trustAuthority(); }
+
+    CurlClient& client() {
+        if (!client_)
+            client_ = std::make_unique<CurlClient>();
+        return *client_;
+    }
+    std::unique_ptr<HTTPSession> makeSession(int perHost = 64, const QUrl& home = {}) {
+        return client().makeSession({.maxConnectionsPerHost = perHost, .secretsHome = home});
+    }
+    /// Runs one request to its end.
+    void run(const QUrl& url, double timeout = 10) { run(HTTPRequest{.url = url, .timeout = timeout}); }
+    void run(const HTTPRequest& request, const QUrl& home = {}) {
+        const auto session = makeSession(64, home);
+        const auto task = session->dataTask(request, recorder);
+        task->resume();
+        ASSERT_TRUE(recorder.waitForEnd());
+    }
+
+    Recorder recorder;
+
+private:
+    std::unique_ptr<CurlClient> client_;
+};
+
+TEST_F(HTTPContract, DeliversHeadThenBodyThenOneEndOverPlainAndTLS) {
+    const ServerFile file = ServerFile::ofSize(3'000'000);
+    for (const bool tls : {false, true}) {
+        SCOPED_TRACE(tls ? "https" : "http");
+        ScriptedServer server(serve(file),
+                              {.certificate = tls ? std::optional(TestCertificate()) : std::nullopt});
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask({.url = server.url("/f.bin?x=1#part")}, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), 0) << local.errorText().toStdString();
+        EXPECT_TRUE(local.body() == file.content);
+        EXPECT_EQ(local.response()->status, 200);
+        EXPECT_EQ(local.response()->expectedLength, 3'000'000);
+        EXPECT_EQ(local.response()->mimeType, u"application/octet-stream"_s);
+        EXPECT_EQ(local.response()->headers.value("eTAG"), u"\"v1\""_s);
+        EXPECT_EQ(server.log().at(0).target, "/f.bin?x=1");
+    }
+}
+
+TEST_F(HTTPContract, CancellingAtTheHeadReadsNoBody) {
+    ScriptedServer server(serve(ServerFile::ofSize(5'000'000)));
+    recorder.disposition = HTTPDisposition::cancel;
+    run(server.url("/f"));
+    EXPECT_EQ(recorder.response()->status, 200);
+    EXPECT_EQ(recorder.errorCode(), TransportError::cancelled);
+}
+
+TEST_F(HTTPContract, ReadsOverInterimAnswersAndTheEndOfChunkedBodies) {
+    const ServerFile file = ServerFile::ofSize(100'000);
+    ScriptedServer server(serve(file, {.informational = 5, .framing = Framing::Chunked}));
+    run(server.url("/f"));
+    EXPECT_EQ(recorder.response()->status, 200);
+    EXPECT_EQ(recorder.response()->expectedLength, -1);
+    EXPECT_TRUE(recorder.body() == file.content);
+}
+
+TEST_F(HTTPContract, FollowsOnlyRealRedirectsWithinReason) {
+    ScriptedServer server;
+    struct Row {
+        const char* name;
+        Handler start;
+        int error;
+        int status;
+    };
+    const QByteArray root = server.url("/").toEncoded();
+    const Row rows[] = {
+        {"301", redirect("/end", 301), 0, 200},
+        {"302, relative", redirect("end", 302), 0, 200},
+        {"303", redirect("/end", 303), 0, 200},
+        {"307, absolute", redirect(root + "end#fragment", 307), 0, 200},
+        {"308, without scheme", redirect("//127.0.0.1:" + QByteArray::number(server.port()) + "/end", 308), 0,
+         200},
+        {"300 is no redirect", redirect("/end", 300), 0, 300},
+        {"304 is no redirect", redirect("/end", 304), 0, 304},
+        {"twenty hops", redirect("/hop18", 302), 0, 200},
+        {"twenty-one hops", redirect("/hop19", 302), TransportError::tooManyRedirects, 0},
+        {"to itself", redirect("/start", 302), TransportError::tooManyRedirects, 0},
+        {"in a circle", redirect("/back", 302), TransportError::tooManyRedirects, 0},
+        {"to a file", redirect("file:///etc/passwd", 302), TransportError::badURL, 0},
+        {"to ftp", redirect("ftp://127.0.0.1/x", 302), TransportError::badURL, 0},
+        {"to data", redirect("data:text/plain,hello", 302), TransportError::badURL, 0},
+        {"nowhere", redirect("http://", 302), TransportError::badURL, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        server.setHandler(routes({{"/start", row.start},
+                                  {"/back", redirect("/start")},
+                                  {"/hop*", redirectHops("/hop", "/end")},
+                                  {"/end", serve(ServerFile::ofSize(10))}}));
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask({.url = server.url("/start")}, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), row.error) << local.errorText().toStdString();
+        ASSERT_EQ(local.response().has_value(), row.status != 0);
+        if (row.status == 0)
+            continue;
+        EXPECT_EQ(local.response()->status, row.status);
+        EXPECT_EQ(local.response()->url.path(), row.status == 200 ? u"/end"_s : u"/start"_s);
+    }
+}
+
+TEST_F(HTTPContract, KeepsSecretsToTheSiteTheyWereGivenFor) {
+    ScriptedServer plain;
+    ScriptedServer secure({}, {.certificate = TestCertificate()});
+    struct Row {
+        const char* name;
+        QUrl start;
+        QUrl target;
+        QUrl home;
+        bool sent;
+    };
+    const Row rows[] = {
+        {"same host, other port",
+         secure.url("/start", "a.localhost"),
+         secure.url("/end", "a.localhost"),
+         {},
+         true},
+        {"sister host of one domain",
+         plain.url("/start", "x.a.localhost"),
+         plain.url("/end", "y.a.localhost"),
+         {},
+         true},
+        {"other domain", plain.url("/start", "a.localhost"), plain.url("/end", "b.localhost"), {}, false},
+        {"other address", plain.url("/start", "localhost"), plain.url("/end", "127.0.0.1"), {}, false},
+        {"down from https", secure.url("/start", "a.localhost"), plain.url("/end", "a.localhost"), {}, false},
+        {"up to https", plain.url("/start", "a.localhost"), secure.url("/end", "a.localhost"), {}, true},
+        {"first request already away from home",
+         plain.url("/end", "b.localhost"),
+         {},
+         plain.url("/", "a.localhost"),
+         false},
+        {"back at home", plain.url("/start", "b.localhost"), plain.url("/end", "a.localhost"),
+         plain.url("/", "a.localhost"), true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const Handler handler =
+            routes({{"/start", redirect(row.target)}, {"/end", serve(ServerFile::ofSize(10))}});
+        plain.setHandler(handler);
+        secure.setHandler(handler);
+        const size_t plainBefore = plain.log().size();
+        const size_t secureBefore = secure.log().size();
+        HTTPRequest request{.url = row.start};
+        request.headers.set("cookie", "session=s3cret");
+        request.headers.set("Authorization", "Bearer t0ken");
+        request.headers.set("X-Kept", "yes");
+        Recorder local;
+        const auto session = makeSession(64, row.home);
+        const auto task = session->dataTask(request, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        ASSERT_EQ(local.errorCode(), 0) << local.errorText().toStdString();
+
+        std::vector<ServerRequest> reached = plain.log();
+        reached.erase(reached.begin(), reached.begin() + static_cast<std::ptrdiff_t>(plainBefore));
+        const std::vector<ServerRequest> overTLS = secure.log();
+        reached.insert(reached.end(), overTLS.begin() + static_cast<std::ptrdiff_t>(secureBefore),
+                       overTLS.end());
+        const auto end = std::ranges::find(reached, QByteArray("/end"), &ServerRequest::path);
+        ASSERT_NE(end, reached.end());
+        EXPECT_EQ(end->header("Cookie").has_value(), row.sent);
+        EXPECT_EQ(end->header("Authorization").has_value(), row.sent);
+        EXPECT_EQ(end->header("X-Kept"), QByteArray("yes"));
+    }
+}
+
+TEST_F(HTTPContract, SendsTheCredentialsOfAnAddressAsAHeaderToItsSiteOnly) {
+    ScriptedServer server(routes({{"/same", redirect("/end")}, {"/end", serve(ServerFile::ofSize(10))}}));
+    QUrl url = server.url("/same", "a.localhost");
+    url.setUserName(u"jo"_s);
+    url.setPassword(u"p@ss"_s);
+    run(url);
+    EXPECT_EQ(recorder.errorCode(), 0);
+    for (const ServerRequest& request : server.log())
+        EXPECT_EQ(request.header("Authorization"), "Basic " + QByteArray("jo:p@ss").toBase64());
+    EXPECT_TRUE(recorder.response()->url.userName().isEmpty());
+
+    server.setHandler(routes(
+        {{"/away", redirect(server.url("/end", "b.localhost"))}, {"/end", serve(ServerFile::ofSize(10))}}));
+    url.setPath(u"/away"_s);
+    Recorder away;
+    const auto session = makeSession();
+    const auto task = session->dataTask({.url = url}, away);
+    task->resume();
+    ASSERT_TRUE(away.waitForEnd());
+    EXPECT_FALSE(server.log().back().header("Authorization").has_value());
+}
+
+TEST_F(HTTPContract, RefusesHeadersThatCouldSmuggleInOthers) {
+    ScriptedServer server(serve(ServerFile::ofSize(10)));
+    const std::pair<QByteArray, QByteArray> bad[] = {
+        {"X-A", "b\r\nInjected: yes"},  {"X-A", "b\nc"}, {"X A", "b"}, {"X:A", "b"}, {"", "b"},
+        {"X-A", QByteArray("b\0c", 3)},
+    };
+    for (const auto& [name, value] : bad) {
+        HTTPRequest request{.url = server.url("/f")};
+        request.headers.add(name, value);
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask(request, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), TransportError::badHeader);
+    }
+    EXPECT_EQ(server.requests(), 0);
+
+    HTTPRequest empty{.url = server.url("/f")};
+    empty.headers.set("X-Empty", "");
+    run(empty);
+    EXPECT_EQ(server.log().at(0).header("X-Empty"), QByteArray(""));
+}
+
+TEST_F(HTTPContract, TimesOutWhenNothingComesAndOnlyThen) {
+    constexpr double timeout = 0.5;
+    struct Row {
+        const char* name;
+        Lies lies;
+        int error;
+    };
+    const Row rows[] = {
+        {"silent before the head", {.latency = 1min}, TransportError::timedOut},
+        {"silent in the body", {.cut = Cut{.how = Cut::How::Stall, .at = 500}}, TransportError::timedOut},
+        {"slow but steady, far longer than the time-out", {.bytesPerSecond = 500}, 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ScriptedServer server(serve(ServerFile::ofSize(1'000), row.lies));
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask({.url = server.url("/f"), .timeout = timeout}, local);
+        const auto begun = std::chrono::steady_clock::now();
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), row.error);
+        if (row.error != 0) {
+            EXPECT_LT(std::chrono::steady_clock::now() - begun, 3s);
+        }
+    }
+}
+
+TEST_F(HTTPContract, NamesWhatIsWrongWithAnAnswer) {
+    struct Row {
+        const char* name;
+        Lies lies;
+        int error;
+    };
+    const Row rows[] = {
+        {"two lengths",
+         {.contentLengths = std::vector<QByteArray>{"1000", "900"}},
+         TransportError::badResponse},
+        {"one length twice", {.contentLengths = std::vector<QByteArray>{"1000", "1000"}}, 0},
+        {"negative length", {.contentLengths = std::vector<QByteArray>{"-5"}}, TransportError::badResponse},
+        {"gzip", {.contentEncoding = "gzip"}, TransportError::badResponse},
+        {"identity coding", {.contentEncoding = "identity"}, 0},
+        {"gzip, chunked", {.framing = Framing::GzipChunked}, TransportError::badResponse},
+        {"huge head", {.extraHeaders = paddingHeaders(50, 2'000)}, TransportError::badResponse},
+        {"countless headers", {.extraHeaders = paddingHeaders(2'000, 20)}, TransportError::badResponse},
+        {"closed in the body",
+         {.cut = Cut{.how = Cut::How::Close, .at = 500}},
+         TransportError::connectionLost},
+        {"reset in the body",
+         {.cut = Cut{.how = Cut::How::Reset, .at = 500}},
+         TransportError::connectionLost},
+        {"closed in the head",
+         {.cut = Cut{.how = Cut::How::Close, .where = Cut::Where::Head, .at = 0}},
+         TransportError::connectionLost},
+        {"chunks without an end", {.framing = Framing::ChunkedWithoutEnd}, TransportError::connectionLost},
+        {"more than declared", {.surplus = 500}, 0},
+        {"a coded error page is still its status",
+         {.answer = FixedAnswer{.status = 404, .headers = {{"Content-Encoding", "gzip"}}, .body = "x"}},
+         0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ScriptedServer server(serve(ServerFile::ofSize(1'000), row.lies));
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask({.url = server.url("/f")}, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), row.error) << local.errorText().toStdString();
+        EXPECT_LE(local.body().size(), 1'000);
+    }
+}
+
+TEST_F(HTTPContract, AnswersWithoutAStatusWhenItIsNotHTTP) {
+    ScriptedServer server(serve(ServerFile::ofSize(10), {.raw = "SSH-2.0-OpenSSH_9.2\r\nhello\r\n"}));
+    run(server.url("/f"));
+    ASSERT_TRUE(recorder.response());
+    EXPECT_EQ(recorder.response()->status, 0);
+    EXPECT_NE(recorder.errorCode(), 0);
+}
+
+TEST_F(HTTPContract, TrustsOnlyCertificatesThatAreVouchedFor) {
+    using Kind = TestCertificate::Kind;
+    for (const Kind kind : {Kind::Expired, Kind::NotYetValid, Kind::OtherName, Kind::SelfSigned}) {
+        SCOPED_TRACE(static_cast<int>(kind));
+        ScriptedServer server(serve(ServerFile::ofSize(10)), {.certificate = TestCertificate(kind)});
+        Recorder local;
+        const auto session = makeSession();
+        const auto task = session->dataTask({.url = server.url("/f")}, local);
+        task->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), TransportError::secureConnectionFailed);
+        EXPECT_TRUE(local.errorText().contains("127.0.0.1"_L1)) << local.errorText().toStdString();
+        EXPECT_EQ(server.requests(), 0);
+    }
+}
+
+TEST_F(HTTPContract, TellsAClosedTLSConnectionFromACutOne) {
+    const ServerFile file = ServerFile::ofSize(1'000);
+    for (const bool cut : {false, true}) {
+        SCOPED_TRACE(cut);
+        Lies lies{.framing = Framing::UntilClose};
+        if (cut)
+            lies.cut = Cut{.how = Cut::How::CloseWithoutNotify, .at = 500};
+        ScriptedServer server(serve(file, lies), {.certificate = TestCertificate()});
+        Recorder local;
+        const auto session = makeSession();
+        session->dataTask({.url = server.url("/f")}, local)->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), cut ? TransportError::connectionLost : 0);
+        EXPECT_EQ(local.body().size(), cut ? 500 : 1'000);
+    }
+}
+
+TEST_F(HTTPContract, SaysWhatServerCouldNotBeReached) {
+    quint16 closed = 0;
+    {
+        ScriptedServer server;
+        closed = server.port();
+    }
+    run(QUrl(u"http://127.0.0.1:%1/f"_s.arg(closed)));
+    EXPECT_EQ(recorder.errorCode(), TransportError::cannotConnect);
+    EXPECT_EQ(recorder.errorText(), u"Could not connect to 127.0.0.1: Connection refused"_s);
+}
+
+TEST_F(HTTPContract, HoldsToTheConnectionsPerHostAndServesWhoWaited) {
+    ScriptedServer server(serve(ServerFile::ofSize(20'000), {.latency = 20ms}));
+    const auto session = makeSession(2);
+    std::list<Recorder> recorders(9);
+    std::vector<std::shared_ptr<HTTPTask>> tasks;
+    for (Recorder& each : recorders) {
+        tasks.push_back(session->dataTask({.url = server.url("/f")}, each));
+        tasks.back()->resume();
+    }
+    tasks[8]->cancel(); // while it waits
+    for (Recorder& each : recorders)
+        ASSERT_TRUE(each.waitForEnd());
+    EXPECT_EQ(server.maxSimultaneousExchanges(), 2);
+    EXPECT_EQ(server.requests(), 8);
+    EXPECT_EQ(recorders.back().errorCode(), TransportError::cancelled);
+}
+
+TEST_F(HTTPContract, EndsGracefullyOrAtOnce) {
+    ScriptedServer server(serve(ServerFile::ofSize(100'000), {.bytesPerSecond = 200'000}));
+    for (const bool gracefully : {true, false}) {
+        SCOPED_TRACE(gracefully);
+        const auto session = makeSession(1);
+        std::list<Recorder> admitted(2); // one runs, one waits
+        for (Recorder& each : admitted)
+            session->dataTask({.url = server.url("/f")}, each)->resume();
+        ASSERT_TRUE(admitted.front().waitForBody(1));
+        if (gracefully)
+            session->finishTasksAndInvalidate();
+        else
+            session->invalidateAndCancel();
+        Recorder late;
+        session->dataTask({.url = server.url("/f")}, late)->resume();
+        ASSERT_TRUE(late.waitForEnd());
+        EXPECT_EQ(late.errorCode(), TransportError::cancelled);
+        for (Recorder& each : admitted) {
+            ASSERT_TRUE(each.waitForEnd());
+            EXPECT_EQ(each.errorCode(), gracefully ? 0 : TransportError::cancelled);
+        }
+    }
+}
+
+TEST_F(HTTPContract, CancellingFromTheDataCallbackStopsTheData) {
+    ScriptedServer server(serve(ServerFile::ofSize(20'000'000)));
+    recorder.onData = [](HTTPTask& task) { task.cancel(); };
+    run(server.url("/f"));
+    EXPECT_EQ(recorder.errorCode(), TransportError::cancelled);
+    EXPECT_LT(recorder.body().size(), 1'000'000);
+}
+
+TEST_F(HTTPContract, KeepsAConnectionThroughWholeAnswersAndShortRedirects) {
+    ScriptedServer server(
+        routes({{"/start", redirect("/end")}, {"/end", serve(ServerFile::ofSize(50'000))}}));
+    const auto session = makeSession();
+    for (int i = 0; i < 5; ++i) {
+        Recorder local;
+        session->dataTask({.url = server.url("/start")}, local)->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        ASSERT_EQ(local.body().size(), 50'000);
+    }
+    EXPECT_EQ(server.connectionsAccepted(), 1);
+}
+
+TEST_F(HTTPContract, LeavesAConnectionOnWhichTooMuchWasSent) {
+    const ServerFile file = ServerFile::ofSize(1'000);
+    ScriptedServer server(serve(file, {.surplus = 500}, {.first = 1, .last = 1}));
+    const auto session = makeSession();
+    for (int i = 0; i < 2; ++i) {
+        Recorder local;
+        session->dataTask({.url = server.url("/f")}, local)->resume();
+        ASSERT_TRUE(local.waitForEnd());
+        EXPECT_EQ(local.errorCode(), 0) << local.errorText().toStdString();
+        EXPECT_TRUE(local.body() == file.content);
+    }
+}
+
+TEST_F(HTTPContract, OpensNoDescriptorThatAChildWouldInherit) {
+    ScriptedServer server(serve(ServerFile::ofSize(10'000'000), {.bytesPerSecond = 100'000}),
+                          {.certificate = TestCertificate()});
+    const auto inheritable = [] {
+        int count = 0;
+        for (int descriptor = 3; descriptor < 1'024; ++descriptor) {
+            const int flags = ::fcntl(descriptor, F_GETFD);
+            count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
+        }
+        return count;
+    };
+    const int before = inheritable();
+    const auto session = makeSession();
+    std::list<Recorder> recorders(6);
+    for (Recorder& each : recorders)
+        session->dataTask({.url = server.url("/f")}, each)->resume();
+    for (Recorder& each : recorders)
+        ASSERT_TRUE(each.waitForBody(1));
+    EXPECT_EQ(inheritable(), before);
+    session->invalidateAndCancel();
+    for (Recorder& each : recorders)
+        ASSERT_TRUE(each.waitForEnd());
+}
+
+TEST_F(HTTPContract, EndsWithTheDescriptorsAndThreadsItBeganWith) {
+    ScriptedServer server(serve(ServerFile::ofSize(300'000), {.latency = 5ms}));
+    std::mt19937 random(7);
+    const ProcessCounters before = ProcessCounters::now();
+    {
+        CurlClient local;
+        std::list<Recorder> recorders(400);
+        const auto session = local.makeSession({.maxConnectionsPerHost = 16});
+        std::vector<std::shared_ptr<HTTPTask>> tasks;
+        for (Recorder& each : recorders) {
+            tasks.push_back(session->dataTask({.url = server.url("/f")}, each));
+            tasks.back()->resume();
+            if (random() % 2 == 0)
+                tasks[random() % tasks.size()]->cancel();
+            if (random() % 8 == 0)
+                std::this_thread::sleep_for(std::chrono::microseconds(random() % 3'000));
+        }
+        for (Recorder& each : recorders)
+            ASSERT_TRUE(each.waitForEnd());
+    }
+    server.dropConnections();
+    EXPECT_TRUE(eventually(5s, [&] { return ProcessCounters::now().descriptors <= before.descriptors; }));
+    EXPECT_TRUE(eventually(5s, [&] { return ProcessCounters::now().threads <= before.threads; }));
+}
+
+TEST_F(HTTPContract, FetchReadsNoMoreThanItsBound) {
+    ScriptedServer server(serve(ServerFile::ofSize(5'000'000)));
+    const auto session = makeSession();
+    EXPECT_EQ(HTTPFetch::head(*session, {.url = server.url("/f")}).expectedLength, 5'000'000);
+    EXPECT_EQ(HTTPFetch::body(*session, {.url = server.url("/f")}, 1'000).body.size(), 1'001);
+    EXPECT_EQ(HTTPFetch::body(*session, {.url = server.url("/f")}, 5'000'000).body.size(), 5'000'000);
+    EXPECT_THROW(HTTPFetch::head(*session, {.url = QUrl(u"gopher://x/"_s)}), TransportError);
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "http/HTTPSession.h"
+#include "support/Eventually.h"
+
+#include <QByteArray>
+
+#include <condition_variable>
+#include <functional>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <optional>
+
+namespace fetra::test {
+
+/// A delegate that writes down what it hears, and objects when it hears it in the wrong order.
+class Recorder final : public HTTPTaskDelegate {
+public:
+    HTTPDisposition disposition = HTTPDisposition::allow;
+    /// Called on the I/O thread for each chunk, before it is written down.
+    std::function<void(HTTPTask&)> onData;
+
+    HTTPDisposition didReceiveResponse(HTTPTask&, const HTTPResponse& head) override {
+        const std::lock_guard lock(mutex_);
+        EXPECT_FALSE(response_ || completions_ > 0) << "a second head, or one after the end";
+        response_ = head;
+        wake_.notify_all();
+        return disposition;
+    }
+
+    void didReceiveData(HTTPTask& task, std::span<const char> data) override {
+        if (onData)
+            onData(task);
+        const std::lock_guard lock(mutex_);
+        EXPECT_TRUE(response_ && completions_ == 0) << "data before the head or after the end";
+        EXPECT_EQ(disposition, HTTPDisposition::allow) << "data that was not wanted";
+        body_.append(data.data(), static_cast<qsizetype>(data.size()));
+        wake_.notify_all();
+    }
+
+    void didComplete(HTTPTask&, const TransportError* error) override {
+        const std::lock_guard lock(mutex_);
+        ++completions_;
+        EXPECT_EQ(completions_, 1) << "a second end";
+        if (error)
+            error_.emplace(*error);
+        wake_.notify_all();
+    }
+
+    /// False when the task has not completed in time.
+    [[nodiscard]] bool waitForEnd(std::chrono::milliseconds deadline = std::chrono::seconds(20)) {
+        std::unique_lock lock(mutex_);
+        return wake_.wait_for(lock, deadline, [this] { return completions_ > 0; });
+    }
+    [[nodiscard]] bool waitForBody(qsizetype bytes) {
+        std::unique_lock lock(mutex_);
+        return wake_.wait_for(lock, std::chrono::seconds(20), [&] { return body_.size() >= bytes; });
+    }
+
+    /// For use after the end.
+    [[nodiscard]] const std::optional<HTTPResponse>& response() const { return response_; }
+    [[nodiscard]] const QByteArray& body() const { return body_; }
+    [[nodiscard]] int errorCode() const { return error_ ? error_->code() : 0; }
+    [[nodiscard]] QString errorText() const { return error_ ? error_->description() : QString(); }
+    [[nodiscard]] int completions() {
+        const std::lock_guard lock(mutex_);
+        return completions_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::optional<HTTPResponse> response_;
+    QByteArray body_;
+    std::optional<TransportError> error_;
+    int completions_ = 0;
+};
+
+} // namespace fetra::test

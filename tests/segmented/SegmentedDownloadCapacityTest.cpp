@@ -1,0 +1,227 @@
+#include "segmented/HostLimits.h"
+#include "SegmentedDownloadTest.h"
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class SegmentedDownloadCapacityTest : public SegmentedDownloadTest {
+protected:
+    static void refuse(EngineRun& run, size_t index, int status) {
+        EXPECT_EQ(run.task(index).respond(head(status, 0)), HTTPDisposition::cancel);
+        run.http.pump();
+    }
+    static std::optional<qint64> remembered() { return HostLimits::get(u"s0.test"_s); }
+};
+
+TEST_F(SegmentedDownloadCapacityTest, AServerThatIsFullGetsOneConnectionLessThanItHad) {
+    struct Case {
+        int status;
+        qint64 running;
+        qint64 limit;
+        std::optional<qint64> remembered;
+    };
+    const Case cases[] = {
+        {503, 4, 3, 3},           {429, 4, 3, 3}, {503, 8, 7, 7}, {503, 1, 1, 1}, {500, 4, 8, std::nullopt},
+        {404, 4, 8, std::nullopt}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(testing::Message() << each.status << " with " << each.running);
+        SegmentedConfig config = rangedConfig(800, 8);
+        config.options.minSegmentSize = 800 / each.running;
+        EngineRun run(*this, config);
+        run.start();
+        ASSERT_EQ(run.http.startedCount(), each.running);
+        refuse(run, 0, each.status);
+        EXPECT_EQ(run.limit(), each.limit);
+        EXPECT_EQ(remembered(), each.remembered);
+        run.serveAll();
+        run.at(1);
+        run.serveAll();
+        EXPECT_TRUE(run.outcome());
+        EXPECT_EQ(remembered(), each.remembered);
+    }
+}
+
+TEST_F(SegmentedDownloadCapacityTest, TheLimitStopsNewStartsAndNothingElse) {
+    EngineRun run(*this, rangedConfig(400, 4));
+    run.start();
+    refuse(run, 0, 503);
+    refuse(run, 1, 503);
+    EXPECT_EQ(run.limit(), 2);
+    EXPECT_FALSE(run.task(2).isCancelAsked());
+    run.at(5);
+    EXPECT_EQ(run.http.startedCount(), 4);
+    run.serve(run.task(2));
+    EXPECT_EQ(run.http.startedCount(), 5);
+    run.serveAll();
+    EXPECT_TRUE(run.outcome());
+    EXPECT_EQ(run.outcome()->peakConnections, 4);
+}
+
+TEST_F(SegmentedDownloadCapacityTest, StartsAtTheRememberedLimitAndForgetsItAfterACalmRun) {
+    struct Case {
+        qint64 remembered;
+        qint64 started;
+        std::optional<int> status;
+        std::optional<qint64> after;
+    };
+    const Case cases[] = {{3, 3, std::nullopt, std::nullopt},
+                          {50, 4, std::nullopt, std::nullopt},
+                          {3, 3, 503, 2},
+                          {3, 3, 500, std::nullopt}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(testing::Message() << each.remembered << ", " << each.status.value_or(0));
+        EngineRun run(*this, rangedConfig(400, 4));
+        HostLimits::set(u"s0.test"_s, each.remembered);
+        run.start();
+        EXPECT_EQ(run.http.startedCount(), each.started);
+        EXPECT_EQ(run.limit(), each.started);
+        if (each.status)
+            refuse(run, 0, *each.status);
+        run.at(1);
+        while (!run.hasEnded() && !run.http.live().empty())
+            run.serveAll();
+        EXPECT_TRUE(run.outcome());
+        EXPECT_EQ(remembered(), each.after);
+    }
+}
+
+TEST_F(SegmentedDownloadCapacityTest, AFailedRunForgetsNothing) {
+    EngineRun run(*this, rangedConfig(400, 4));
+    HostLimits::set(u"s0.test"_s, 3);
+    run.start();
+    run.engine().cancel();
+    EXPECT_EQ(run.error(), DownloadError::cancelled());
+    EXPECT_EQ(remembered(), 3);
+}
+
+TEST_F(SegmentedDownloadCapacityTest, CreepsBackByOneConnectionAfterEachCalmQuarterMinute) {
+    EngineRun run(*this, rangedConfig(800, 8));
+    run.start();
+    for (size_t i = 3; i < 8; ++i)
+        run.send(run.task(i), 1);
+    run.at(2);
+    for (size_t i = 0; i < 3; ++i)
+        refuse(run, i, 503);
+    EXPECT_EQ(run.limit(), 5);
+    struct Step {
+        double at;
+        qint64 limit;
+        size_t started;
+    };
+    const Step steps[] = {{16.9, 5, 8},  {17, 5, 8},     {17.25, 6, 9}, {17.5, 6, 9},  {32.25, 6, 9},
+                          {32.5, 7, 10}, {47.75, 8, 11}, {63.0, 8, 11}, {100.0, 8, 11}};
+    for (const Step& step : steps) {
+        SCOPED_TRACE(step.at);
+        run.at(step.at);
+        for (const auto& task : run.http.live()) {
+            if (!task->hasAnswered())
+                run.send(*task, 1);
+        }
+        EXPECT_EQ(run.progress().connectionLimit, step.limit);
+        EXPECT_EQ(run.http.startedCount(), step.started);
+    }
+}
+
+TEST_F(SegmentedDownloadCapacityTest, ATimeOutBesideStreamsIsNoFailureButASignal) {
+    SegmentedConfig config = rangedConfig(800, 8);
+    config.options.maxRetries = 0;
+    setSources(config, 2);
+    EngineRun run(*this, config);
+    run.start();
+    for (size_t i = 0; i < 3; ++i)
+        run.send(run.task(i), 1);
+    run.task(5).fail(TransportError::timedOut, u"timed out"_s);
+    run.task(6).fail(TransportError::timedOut, u"timed out"_s);
+    EXPECT_EQ(run.limit(), 3);
+    EXPECT_EQ(remembered(), 3);
+    run.task(3).fail(TransportError::timedOut, u"timed out"_s);
+    run.task(4).fail(TransportError::timedOut, u"timed out"_s);
+    run.task(7).fail(TransportError::timedOut, u"timed out"_s);
+    run.serve(run.task(0));
+    // A lane is free, and the pause decides; the server stays the same.
+    EXPECT_TRUE(run.restartsAfter(1.0));
+    EXPECT_EQ(run.lastTask().request().url, run.task(3).request().url);
+    run.serveAll();
+    EXPECT_TRUE(run.outcome());
+    EXPECT_EQ(remembered(), 3);
+}
+
+TEST_F(SegmentedDownloadCapacityTest, OtherTimeOutsAreFailures) {
+    struct Case {
+        const char* name;
+        bool ranged;
+        bool otherStreams;
+        bool answered;
+        int code;
+    };
+    const Case cases[] = {
+        {"nothing streams", true, false, false, TransportError::timedOut},
+        {"after the answer", true, true, true, TransportError::timedOut},
+        {"another error", true, true, false, TransportError::connectionLost},
+        {"a stream", false, false, false, TransportError::timedOut},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        SegmentedConfig config = rangedConfig(200, 2);
+        config.ranged = each.ranged;
+        config.options.maxRetries = 0;
+        EngineRun run(*this, config);
+        run.start();
+        if (each.otherStreams)
+            run.send(run.task(1), 1);
+        if (each.answered)
+            run.send(run.task(0), 1);
+        run.task(0).fail(each.code, u"too bad"_s);
+        EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"too bad"_s));
+        EXPECT_EQ(remembered(), std::nullopt);
+    }
+}
+
+TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanTheOthersDid) {
+    struct Case {
+        std::vector<double> answeredAfter; ///< ascending
+        double threshold;
+    };
+    const Case cases[] = {
+        {{0.2, 0.3, 0.5}, 4.0}, {{1.0, 1.5, 2.0}, 12.0}, {{1.0, 2.0}, 16.0}, {{0.5}, 4.0}, {{0.6}, 4.8}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.threshold);
+        const size_t streaming = each.answeredAfter.size();
+        SegmentedConfig config = rangedConfig(800, static_cast<qint64>(streaming) + 2);
+        config.options.maxRetries = 0;
+        EngineRun run(*this, config);
+        run.start();
+        for (size_t i = 0; i < streaming; ++i) {
+            run.at(each.answeredAfter[i]);
+            run.send(run.task(i), 1);
+        }
+        run.at(each.threshold);
+        EXPECT_FALSE(run.task(streaming).isCancelAsked());
+        run.at(each.threshold + 0.001);
+        EXPECT_TRUE(run.task(streaming).isCancelAsked());
+        EXPECT_TRUE(run.task(streaming + 1).isCancelAsked());
+        EXPECT_FALSE(run.task(0).isCancelAsked());
+        EXPECT_EQ(run.progress().connectionLimit, streaming);
+        EXPECT_EQ(remembered(), streaming);
+        run.http.pump();
+        run.serve(run.task(0));
+        EXPECT_TRUE(run.restartsAfter(1.0));
+        EXPECT_EQ(run.lastTask().range(), run.task(streaming).range());
+        run.serveAll();
+        EXPECT_TRUE(run.outcome());
+    }
+}
+
+TEST_F(SegmentedDownloadCapacityTest, NothingIsGivenUpWhileNothingStreams) {
+    EngineRun run(*this, rangedConfig(400, 4));
+    run.start();
+    run.at(1'000);
+    for (const auto& task : run.http.live())
+        EXPECT_FALSE(task->isCancelAsked());
+    EXPECT_EQ(run.progress().connectionLimit, 4);
+}
+
+} // namespace
+} // namespace fetra::test

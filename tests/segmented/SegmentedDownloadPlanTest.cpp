@@ -1,0 +1,215 @@
+#include "SegmentedDownloadTest.h"
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+using Segments = QList<ResumeRecord::Seg>;
+
+class SegmentedDownloadPlanTest : public SegmentedDownloadTest {};
+
+TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) {
+    struct Case {
+        const char* name;
+        std::optional<qint64> total;
+        bool ranged;
+        qint64 connections;
+        qint64 minimum;
+        std::vector<QByteArray> ranges;
+    };
+    const std::vector<Case> cases{
+        {"a segment a connection, the last one with the rest",
+         10'000'000,
+         true,
+         8,
+         1'048'576,
+         {"bytes=0-1249999", "bytes=1250000-2499999", "bytes=2500000-3749999", "bytes=3750000-4999999",
+          "bytes=5000000-6249999", "bytes=6250000-7499999", "bytes=7500000-8749999",
+          "bytes=8750000-9999999"}},
+        {"fewer segments than connections",
+         3'000'000,
+         true,
+         8,
+         1'048'576,
+         {"bytes=0-999999", "bytes=1000000-1999999", "bytes=2000000-2999999"}},
+        {"exactly the smallest segments", 200, true, 8, 100, {"bytes=0-99", "bytes=100-199"}},
+        {"one byte more", 201, true, 8, 100, {"bytes=0-66", "bytes=67-133", "bytes=134-200"}},
+        {"less than the smallest segment", 1'000, true, 8, 1'048'576, {"bytes=0-999"}},
+        {"a remainder", 10, true, 3, 1, {"bytes=0-2", "bytes=3-5", "bytes=6-9"}},
+        {"one byte", 1, true, 8, 1, {"bytes=0-0"}},
+        {"no ranges", 10'000'000, false, 8, 1'048'576, {""}},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        SegmentedConfig config = rangedConfig(each.total, each.connections);
+        config.ranged = each.ranged;
+        config.options.minSegmentSize = each.minimum;
+        EngineRun run(*this, config);
+        run.start();
+        EXPECT_EQ(run.ranges(), each.ranges);
+        // Lanes are taken from the lowest number on, whatever their number.
+        for (size_t i = 0; i < run.http.startedCount(); ++i)
+            EXPECT_EQ(run.task(i).session(), i);
+        EXPECT_EQ(run.http.sessions().size(), each.ranged ? each.connections : 1);
+        run.serveAll();
+        const auto outcome = run.outcome();
+        ASSERT_TRUE(outcome);
+        EXPECT_EQ(outcome->totalWritten, *each.total);
+        EXPECT_EQ(outcome->finalSize, *each.total);
+        EXPECT_EQ(outcome->resumedBytes, 0);
+        EXPECT_EQ(outcome->peakConnections, each.ranges.size());
+        EXPECT_TRUE(run.file() == fileBytes(*each.total));
+        for (const FakeHTTP::SessionRecord& session : run.http.sessions())
+            EXPECT_EQ(session.state, FakeHTTP::SessionState::finishing);
+    }
+}
+
+TEST_F(SegmentedDownloadPlanTest, LearnsTheSizeFromTheBodyWhenItWasUnknown) {
+    struct Case {
+        const char* name;
+        bool ranged;
+        QByteArray range;
+        std::optional<HTTPResponse> head; ///< nothing: as an honest server answers
+        std::optional<qint64> totalAfterHead;
+    };
+    const std::vector<Case> cases{
+        {"an open range", true, "bytes=0-", std::nullopt, std::nullopt},
+        {"an open range, answered with the whole file", true, "bytes=0-", head(200, -1), std::nullopt},
+        {"an open range, answered with a whole file of known length", true, "bytes=0-", head(200, 5'000),
+         std::nullopt},
+        {"a stream", false, "", std::nullopt, std::nullopt},
+        {"a stream of known length", false, "", head(200, 5'000), 5'000},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        SegmentedConfig config = rangedConfig(std::nullopt, 4);
+        config.ranged = each.ranged;
+        config.options.dynamicSplit = true;
+        EngineRun run(*this, config);
+        run.start();
+        // What has no end is not split.
+        EXPECT_EQ(run.ranges(), std::vector<QByteArray>{each.range});
+        FakeTask& task = run.task(0);
+        ASSERT_EQ(task.respond(each.head.value_or(run.honestHead(task))), HTTPDisposition::allow);
+        run.at(0.25);
+        EXPECT_EQ(run.progress().totalBytes, each.totalAfterHead);
+        EXPECT_EQ(run.progress().segments.first().end, each.totalAfterHead.value_or(0) - 1);
+        run.send(task, 5'000);
+        task.finish();
+        const auto outcome = run.outcome();
+        ASSERT_TRUE(outcome);
+        EXPECT_EQ(outcome->totalWritten, 5'000);
+        EXPECT_EQ(outcome->finalSize, 5'000);
+        EXPECT_EQ(run.progress().totalBytes, 5'000);
+        EXPECT_EQ(run.file(), fileBytes(5'000));
+    }
+}
+
+TEST_F(SegmentedDownloadPlanTest, GoesOnWhereARecordEnds) {
+    struct Case {
+        const char* name;
+        Segments segments;
+        std::vector<QByteArray> ranges;
+        qint64 resumed;
+    };
+    const std::vector<Case> cases{
+        {"in the order of the file",
+         {{600, 999, 700}, {0, 299, 10}, {300, 599, 300}},
+         {"bytes=10-299", "bytes=300-599", "bytes=700-999"},
+         110},
+        {"without what is complete", {{500, 999, 1'000}, {0, 499, 499}}, {"bytes=499-499"}, 999},
+        {"more segments than connections",
+         {{0, 99, 0}, {100, 199, 150}, {200, 299, 200}, {300, 399, 300}, {400, 999, 400}},
+         {"bytes=0-99", "bytes=150-199", "bytes=200-299", "bytes=300-399"},
+         50},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        SegmentedConfig config = rangedConfig(1'000, 4);
+        config.resumeSegments = each.segments;
+        EngineRun run(*this, config);
+        run.start();
+        EXPECT_EQ(run.ranges(), each.ranges);
+        run.serveAll();
+        const auto outcome = run.outcome();
+        ASSERT_TRUE(outcome);
+        EXPECT_EQ(outcome->resumedBytes, each.resumed);
+        EXPECT_EQ(outcome->totalWritten, 1'000);
+        EXPECT_EQ(run.file(), fileBytes(1'000));
+    }
+}
+
+TEST_F(SegmentedDownloadPlanTest, FinishesAtOnceWhenNothingIsMissing) {
+    struct Case {
+        const char* name;
+        SegmentedConfig config;
+        qint64 size;
+    };
+    std::vector<Case> cases{{"an empty file", rangedConfig(0, 4), 0},
+                            {"an empty file without ranges", unrangedConfig(0), 0},
+                            {"a complete record", rangedConfig(1'000, 4), 1'000}};
+    cases.back().config.resumeSegments = Segments{{500, 999, 1'000}, {0, 499, 500}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        EngineRun run(*this, each.config);
+        run.start();
+        const auto outcome = run.outcome();
+        ASSERT_TRUE(outcome);
+        EXPECT_EQ(run.http.startedCount(), 0);
+        EXPECT_EQ(outcome->totalWritten, each.size);
+        EXPECT_EQ(outcome->resumedBytes, each.size);
+        EXPECT_EQ(outcome->finalSize, each.size);
+        EXPECT_EQ(outcome->peakConnections, 0);
+        EXPECT_EQ(run.progressCount(), 1);
+        EXPECT_EQ(run.progress().receivedBytes, each.size);
+    }
+}
+
+TEST_F(SegmentedDownloadPlanTest, TakesTheLaneThatWasFreedLast) {
+    random.set(0);
+    EngineRun run(*this, rangedConfig(300, 3));
+    run.start();
+    run.task(0).fail(TransportError::connectionLost, u"lost"_s);
+    run.task(2).fail(TransportError::connectionLost, u"lost"_s);
+    run.at(0.4);
+    ASSERT_EQ(run.http.startedCount(), 5);
+    EXPECT_EQ(run.task(3).range(), "bytes=0-99");
+    EXPECT_EQ(run.task(3).session(), 2);
+    EXPECT_EQ(run.task(4).range(), "bytes=200-299");
+    EXPECT_EQ(run.task(4).session(), 0);
+}
+
+TEST_F(SegmentedDownloadPlanTest, DealsSegmentsOverTheSourcesAndSplitsGoOnInTurn) {
+    SegmentedConfig config = rangedConfig(400, 4);
+    config.options.dynamicSplit = true;
+    setSources(config, 3);
+    EngineRun run(*this, config);
+    run.start();
+    run.serve(run.task(3));
+    ASSERT_EQ(run.http.startedCount(), 5);
+    const std::vector<QString> hosts{u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"s0.test"_s, u"s1.test"_s};
+    for (size_t i = 0; i < hosts.size(); ++i)
+        EXPECT_EQ(run.task(i).request().url.host(), hosts[i]);
+}
+
+TEST_F(SegmentedDownloadPlanTest, SendsRequestsAsTheOptionsSay) {
+    SegmentedConfig config = rangedConfig(400);
+    config.options.requestTimeout = 7.5;
+    config.options.userAgent = u"agent/1"_s;
+    config.options.headers = {{u"X-Kept"_s, u"yes"_s}, {u"range"_s, u"bytes=5-6"_s}};
+    EngineRun run(*this, config);
+    run.start();
+    const HTTPRequest& request = run.task(0).request();
+    EXPECT_EQ(request.url, config.sources.front());
+    EXPECT_EQ(request.timeout, 7.5);
+    EXPECT_EQ(request.headers.value("User-Agent"), u"agent/1"_s);
+    EXPECT_EQ(request.headers.value("X-Kept"), u"yes"_s);
+    EXPECT_EQ(request.headers.values("Range"), std::vector<QByteArray>{"bytes=0-399"});
+    const HTTPSessionConfiguration session = run.http.sessions().front().configuration;
+    EXPECT_EQ(session.maxConnectionsPerHost, 2);
+    EXPECT_EQ(session.resourceTimeout, 604'800.0);
+    EXPECT_EQ(session.secretsHome, config.originals.front());
+}
+
+} // namespace
+} // namespace fetra::test

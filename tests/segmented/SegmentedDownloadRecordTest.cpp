@@ -1,0 +1,265 @@
+#include "SegmentedDownloadTest.h"
+#include "system/PosixError.h"
+
+#include <cerrno>
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Segments = QList<ResumeRecord::Seg>;
+
+const DownloadError flushError = DownloadError::io(u"could not flush downloaded data to disk"_s);
+
+class SegmentedDownloadRecordTest : public SegmentedDownloadTest {
+protected:
+    /// All that the record claims lies in the file, and it covers the file.
+    static void expectRecordHolds(const EngineRun& run, qint64 total) {
+        const auto record = run.record();
+        ASSERT_TRUE(record);
+        EXPECT_EQ(record->totalSize, total);
+        EXPECT_TRUE(ResumeStore::isValidPartition(record->segments, total));
+        const QByteArray file = run.file();
+        for (const ResumeRecord::Seg& each : record->segments) {
+            const qint64 size = each.current - each.start;
+            EXPECT_EQ(file.mid(each.start, size), fileBytes(total).mid(each.start, size));
+        }
+    }
+};
+
+TEST_F(SegmentedDownloadRecordTest, IsSavedOnceASecondWhenThereIsNews) {
+    struct Step {
+        double at;
+        qint64 bytes;
+        bool saved;
+    };
+    struct Case {
+        const char* name;
+        SegmentedConfig config;
+        std::vector<Step> steps;
+    };
+    std::vector<Case> cases{
+        {"not within the first second", rangedConfig(1'000), {{0.25, 10, false}, {0.999, 10, false}}},
+        {"then once", rangedConfig(1'000), {{1, 10, true}, {1.25, 10, false}, {1.999, 10, false}}},
+        {"again a second later", rangedConfig(1'000), {{1.1, 10, true}, {2, 10, false}, {2.1, 10, true}}},
+        {"not without news", rangedConfig(1'000), {{1, 10, true}, {2, 0, false}, {3, 0, false}}},
+        {"at the first news", rangedConfig(1'000), {{1, 10, true}, {5, 0, false}, {5.25, 10, true}}},
+        {"even when nothing has arrived", rangedConfig(1'000), {{1, 0, true}}},
+        {"not of a stream", unrangedConfig(1'000), {{1, 10, false}, {2, 10, false}}},
+        {"not of an unknown size", rangedConfig(std::nullopt), {{1, 10, false}, {2, 10, false}}},
+        {"not against the options", rangedConfig(1'000), {{1, 10, false}, {2, 10, false}}},
+    };
+    cases.back().config.options.resume = false;
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const int before = faults.dataSyncCount();
+        int saved = 0;
+        qint64 held = 0;
+        {
+            EngineRun run(*this, each.config);
+            run.start();
+            for (const Step& step : each.steps) {
+                run.send(run.task(0), step.bytes);
+                held += step.bytes;
+                run.at(step.at);
+                saved += step.saved ? 1 : 0;
+                if (step.saved) {
+                    EXPECT_TRUE(run.saves({{0, 999, held}})) << step.at;
+                }
+            }
+        }
+        // The run has ended, and with it all that was queued.
+        EXPECT_EQ(faults.dataSyncCount() - before, saved);
+    }
+}
+
+TEST_F(SegmentedDownloadRecordTest, SaysAllThatALaterRunNeeds) {
+    SegmentedConfig config = rangedConfig(1'000, 3);
+    config.options.dynamicSplit = true;
+    config.resumeSegments = Segments{{0, 399, 0}, {400, 979, 500}, {980, 999, 980}};
+    config.etag = u"W/\"tag\""_s;
+    config.lastModified = u"Monday"_s;
+    EngineRun run(*this, config);
+    run.start();
+    run.serve(run.task(2));
+    run.send(run.task(1), 20);
+    run.at(1);
+    const Segments expected{{0, 399, 0}, {400, 739, 520}, {980, 999, 1'000}, {740, 979, 740}};
+    ASSERT_TRUE(run.saves(expected));
+    EXPECT_EQ(run.record(), (ResumeRecord{.version = 2,
+                                          .url = u"http://record.test/file"_s,
+                                          .totalSize = 1'000,
+                                          .etag = u"W/\"tag\""_s,
+                                          .lastModified = u"Monday"_s,
+                                          .segments = expected}));
+    expectRecordHolds(run, 1'000);
+}
+
+TEST_F(SegmentedDownloadRecordTest, NeverClaimsBytesThatAreStillBeingWritten) {
+    EngineRun run(*this, rangedConfig(1'000, 2));
+    run.start();
+    run.send(run.task(0), 100);
+    run.send(run.task(1), 50);
+    faults.holdWrites(run.filePath());
+    auto writer = std::async(std::launch::async, [&] { run.send(run.task(0), 200); });
+    ASSERT_TRUE(eventually(10s, [&] { return faults.heldCount() == 1; }));
+    run.at(1);
+    EXPECT_EQ(run.progress().receivedBytes, 350);
+    EXPECT_TRUE(run.saves({{0, 499, 100}, {500, 999, 550}}));
+    expectRecordHolds(run, 1'000);
+    EXPECT_EQ(faults.heldCount(), 1);
+    faults.release();
+    writer.get();
+    run.at(2);
+    EXPECT_TRUE(run.saves({{0, 499, 300}, {500, 999, 550}}));
+    expectRecordHolds(run, 1'000);
+}
+
+TEST_F(SegmentedDownloadRecordTest, TheEndWaitsForTheWriteUnderWayAndCountsIt) {
+    EngineRun run(*this, rangedConfig(1'000));
+    run.start();
+    run.send(run.task(0), 100);
+    faults.holdWrites(run.filePath());
+    auto writer = std::async(std::launch::async, [&] { run.send(run.task(0), 200); });
+    ASSERT_TRUE(eventually(10s, [&] { return faults.heldCount() == 1; }));
+    run.engine().cancel();
+    EXPECT_FALSE(eventually(30ms, [&] { return run.hasEnded(); }));
+    faults.release();
+    writer.get();
+    EXPECT_EQ(run.error(), DownloadError::cancelled());
+    EXPECT_EQ(run.record()->segments, (Segments{{0, 999, 300}}));
+    expectRecordHolds(run, 1'000);
+}
+
+TEST_F(SegmentedDownloadRecordTest, ASlowDiskGetsOneSaveAtATime) {
+    EngineRun run(*this, rangedConfig(1'000));
+    run.start();
+    faults.holdSyncs(run.filePath());
+    for (int second = 1; second <= 5; ++second) {
+        run.send(run.task(0), 10);
+        run.at(second);
+    }
+    EXPECT_TRUE(eventually(10s, [&] { return faults.heldCount() == 1; }));
+    EXPECT_EQ(run.record(), std::nullopt);
+    faults.release();
+    EXPECT_TRUE(run.saves({{0, 999, 50}}));
+    run.engine().cancel();
+    EXPECT_EQ(run.error(), DownloadError::cancelled());
+    EXPECT_EQ(faults.dataSyncCount(), 2);
+}
+
+TEST_F(SegmentedDownloadRecordTest, AFailedSyncEndsTheRunAndTheRecordStaysAsItWas) {
+    for (const bool hasRecord : {false, true}) {
+        SCOPED_TRACE(hasRecord);
+        EngineRun run(*this, rangedConfig(1'000, 2));
+        run.start();
+        run.send(run.task(0), 100);
+        if (hasRecord) {
+            run.at(1);
+            EXPECT_TRUE(run.saves({{0, 499, 100}, {500, 999, 500}}));
+        }
+        run.send(run.task(1), 100);
+        run.at(1.5);
+        faults.failSync({EIO});
+        run.at(2);
+        // The save may have been held up by the one before.
+        EXPECT_TRUE(eventually(10s, [&] {
+            ticker.tick();
+            return run.task(1).isCancelAsked();
+        }));
+        EXPECT_EQ(run.error(), flushError);
+        EXPECT_EQ(run.record().has_value(), hasRecord);
+        if (hasRecord) {
+            EXPECT_EQ(run.record()->segments, (Segments{{0, 499, 100}, {500, 999, 500}}));
+        }
+    }
+}
+
+TEST_F(SegmentedDownloadRecordTest, AFailedSyncAtTheEndIsNoCompletion) {
+    EngineRun run(*this, rangedConfig(1'000));
+    run.start();
+    run.send(run.task(0), 400);
+    run.at(1);
+    EXPECT_TRUE(run.saves({{0, 999, 400}}));
+    run.send(run.task(0), 600);
+    faults.failSync({EIO, EIO, EIO});
+    run.task(0).finish();
+    EXPECT_EQ(run.error(), flushError);
+    EXPECT_EQ(run.record()->segments, (Segments{{0, 999, 400}}));
+}
+
+TEST_F(SegmentedDownloadRecordTest, AFailedWriteEndsTheRunWithTheSystemsWords) {
+    EngineRun run(*this, rangedConfig(1'000, 2));
+    run.start();
+    run.send(run.task(0), 100);
+    run.send(run.task(1), 30);
+    faults.failWrite({ENOSPC});
+    run.send(run.task(0), 100);
+    // Nothing is written any more.
+    run.send(run.task(1), 30);
+    EXPECT_EQ(run.error(), DownloadError::io(PosixError(ENOSPC).description()));
+    EXPECT_EQ(run.record()->segments, (Segments{{0, 499, 100}, {500, 999, 530}}));
+    expectRecordHolds(run, 1'000);
+}
+
+TEST_F(SegmentedDownloadRecordTest, ACancelledRunLeavesARecordOfWhatIsOnDisk) {
+    SegmentedConfig config = rangedConfig(300'000, 4);
+    config.options.dynamicSplit = true;
+    config.options.minSegmentSize = 1'000;
+    EngineRun run(*this, config);
+    run.start();
+    run.send(run.task(0), 10'000);
+    run.serve(run.task(1));
+    run.send(run.task(2), 1);
+    run.at(0.5);
+    run.send(run.lastTask(), 333);
+    const qint64 held = 10'000 + 75'000 + 1 + 333;
+    run.engine().cancel();
+    // What arrives between the cancellation and the end of a request is nobody's.
+    run.task(2).send(QByteArray(50, '!'));
+    EXPECT_EQ(run.error(), DownloadError::cancelled());
+    expectRecordHolds(run, 300'000);
+    qint64 claimed = 0;
+    const Segments segments = run.record().value_or(ResumeRecord()).segments;
+    for (const ResumeRecord::Seg& each : segments)
+        claimed += each.current - each.start;
+    EXPECT_EQ(claimed, held);
+}
+
+TEST_F(SegmentedDownloadRecordTest, AFinishedRunKeepsACompleteRecordWhereThereWasOne) {
+    struct Case {
+        const char* name;
+        bool resumed;
+        bool saved;
+        bool resume;
+        bool kept;
+    };
+    const Case cases[] = {{"a short run", false, false, true, false},
+                          {"with a save", false, true, true, true},
+                          {"resumed", true, false, true, true},
+                          {"against the options", true, false, false, false}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        SegmentedConfig config = rangedConfig(1'000);
+        config.options.resume = each.resume;
+        if (each.resumed)
+            config.resumeSegments = Segments{{0, 999, 100}};
+        EngineRun run(*this, config);
+        run.start();
+        if (each.saved) {
+            run.at(1);
+            EXPECT_TRUE(run.saves({{0, 999, 0}}));
+        }
+        run.serveAll();
+        EXPECT_TRUE(run.outcome());
+        EXPECT_EQ(run.record().has_value(), each.kept);
+        if (each.kept) {
+            EXPECT_TRUE(run.record()->isComplete());
+            expectRecordHolds(run, 1'000);
+        }
+    }
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,225 @@
+#include "SegmentedDownloadTest.h"
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class SegmentedDownloadRetryTest : public SegmentedDownloadTest {
+protected:
+    static void lose(FakeTask& task) {
+        task.fail(TransportError::connectionLost, u"The connection was lost"_s);
+    }
+};
+
+TEST_F(SegmentedDownloadRetryTest, WaitsTwiceAsLongEachTimeUpToALimit) {
+    for (const auto& [point, factor] : {std::pair(0.0, 0.8), std::pair(0.5, 1.0), std::pair(1.0, 1.2)}) {
+        SCOPED_TRACE(factor);
+        random.set(point);
+        EngineRun run(*this, rangedConfig(100));
+        run.start();
+        for (const double wait : {0.4, 0.8, 1.6, 3.2, 6.4, 8.0, 8.0, 8.0}) {
+            lose(run.lastTask());
+            EXPECT_TRUE(run.restartsAfter(wait * factor));
+        }
+        EXPECT_EQ(run.http.startedCount(), 9);
+    }
+}
+
+TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
+    struct Case {
+        int status;
+        QByteArray retryAfter;
+        double wait;
+    };
+    const Case cases[] = {{503, "30", 30},    {503, "500", 120}, {503, " \t2.5 ", 2.5},
+                          {429, "5", 5},      {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
+                          {503, "-3", 0.4},   {503, "", 0.4},    {503, "0.1", 0.4},
+                          {503, "5 min", 0.4}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.retryAfter.constData());
+        EngineRun run(*this, rangedConfig(100));
+        run.start();
+        EXPECT_EQ(run.task(0).respond(head(each.status, 0, {{"Retry-After", each.retryAfter}})),
+                  HTTPDisposition::cancel);
+        run.http.pump();
+        EXPECT_TRUE(run.restartsAfter(each.wait));
+        // The wish holds once.
+        lose(run.lastTask());
+        EXPECT_TRUE(run.restartsAfter(0.8));
+    }
+}
+
+TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
+    struct Case {
+        const char* name;
+        void (*fail)(EngineRun&, FakeTask&);
+        QString reason;
+    };
+    const Case cases[] = {
+        {"refused",
+         [](EngineRun& run, FakeTask& task) {
+             EXPECT_EQ(task.respond(head(404, 0)), HTTPDisposition::cancel);
+             run.http.pump();
+         },
+         u"HTTP 404"_s},
+        {"the wrong part",
+         [](EngineRun& run, FakeTask& task) {
+             EXPECT_EQ(task.respond(head(206, 10)), HTTPDisposition::cancel);
+             run.http.pump();
+         },
+         u"HTTP 206"_s},
+        {"lost before the answer", [](EngineRun&, FakeTask& task) { lose(task); },
+         u"The connection was lost"_s},
+        {"lost within the body",
+         [](EngineRun& run, FakeTask& task) {
+             run.send(task, 5);
+             lose(task);
+         },
+         u"The connection was lost"_s},
+        {"too short",
+         [](EngineRun& run, FakeTask& task) {
+             run.send(task, 5);
+             task.finish();
+         },
+         u"connection closed early"_s},
+        {"no HTTP",
+         [](EngineRun& run, FakeTask& task) {
+             EXPECT_EQ(task.respond(head(0, -1)), HTTPDisposition::cancel);
+             run.http.pump();
+         },
+         u"The request was cancelled"_s},
+    };
+    for (const Case& each : cases) {
+        for (const int allowed : {0, 2}) {
+            SCOPED_TRACE(testing::Message() << each.name << ", retries " << allowed);
+            SegmentedConfig config = rangedConfig(100);
+            config.options.maxRetries = allowed;
+            EngineRun run(*this, config);
+            run.start();
+            for (int retry = 0; retry < allowed; ++retry) {
+                each.fail(run, run.lastTask());
+                run.at(run.now() + 10);
+                ASSERT_EQ(run.http.startedCount(), retry + 2);
+            }
+            each.fail(run, run.lastTask());
+            EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(each.reason));
+        }
+    }
+}
+
+TEST_F(SegmentedDownloadRetryTest, OneFailedSegmentEndsTheOthersToo) {
+    SegmentedConfig config = rangedConfig(100, 3);
+    config.options.maxRetries = 0;
+    EngineRun run(*this, config);
+    run.start();
+    run.send(run.task(0), 5);
+    lose(run.task(1));
+    EXPECT_TRUE(run.task(0).isCancelAsked());
+    EXPECT_TRUE(run.task(2).isCancelAsked());
+    EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"The connection was lost"_s));
+    EXPECT_EQ(run.http.startedCount(), 3);
+    for (const FakeHTTP::SessionRecord& session : run.http.sessions())
+        EXPECT_EQ(session.state, FakeHTTP::SessionState::cancelled);
+}
+
+TEST_F(SegmentedDownloadRetryTest, AGoodStretchOfDataForgivesEarlierFailures) {
+    struct Case {
+        std::vector<qint64> chunks;
+        bool forgiven;
+    };
+    const Case cases[] = {{{262'143}, false}, {{262'144}, true}, {{200'000, 62'144}, true}};
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.chunks.front());
+        SegmentedConfig config = rangedConfig(1'000'000);
+        config.options.maxRetries = 1;
+        EngineRun run(*this, config);
+        run.start();
+        // What an earlier run brought does not count.
+        run.send(run.task(0), 262'143);
+        lose(run.task(0));
+        EXPECT_TRUE(run.restartsAfter(0.4));
+        for (const qint64 chunk : each.chunks)
+            run.send(run.task(1), chunk);
+        lose(run.task(1));
+        if (!each.forgiven) {
+            EXPECT_TRUE(run.error());
+            continue;
+        }
+        EXPECT_TRUE(run.restartsAfter(0.4));
+        EXPECT_EQ(run.task(2).range(), "bytes=" + QByteArray::number(2 * 262'143 + 1) + "-999999");
+        run.serveAll();
+        EXPECT_TRUE(run.outcome());
+        EXPECT_TRUE(run.file() == fileBytes(1'000'000));
+    }
+}
+
+TEST_F(SegmentedDownloadRetryTest, GoesToTheNextServerAndFromTheThirdRetryOnToTheAddressesGiven) {
+    struct Case {
+        int sources;
+        std::vector<QString> hosts;
+    };
+    const Case cases[] = {
+        {1, {u"s0.test"_s, u"s0.test"_s, u"s0.test"_s, u"o0.test"_s, u"o0.test"_s}},
+        {2, {u"s0.test"_s, u"s1.test"_s, u"s0.test"_s, u"o1.test"_s, u"o0.test"_s}},
+        {3, {u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"o0.test"_s, u"o1.test"_s, u"o2.test"_s}},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.sources);
+        SegmentedConfig config = rangedConfig(100);
+        setSources(config, each.sources);
+        EngineRun run(*this, config);
+        run.start();
+        for (size_t i = 0; i < each.hosts.size(); ++i) {
+            ASSERT_EQ(run.http.startedCount(), i + 1);
+            EXPECT_EQ(run.lastTask().request().url.host(), each.hosts[i]);
+            lose(run.lastTask());
+            run.at(run.now() + 10);
+        }
+    }
+}
+
+TEST_F(SegmentedDownloadRetryTest, AStreamBeginsAgain) {
+    EngineRun run(*this, unrangedConfig(10'000));
+    run.start();
+    run.send(run.task(0), 5'000);
+    run.at(0.25);
+    EXPECT_EQ(run.progress().receivedBytes, 5'000);
+    lose(run.task(0));
+    run.at(0.5);
+    EXPECT_EQ(run.progress().receivedBytes, 0);
+    EXPECT_GE(run.progress().bytesPerSecond, 0);
+    run.at(1);
+    ASSERT_EQ(run.http.startedCount(), 2);
+    EXPECT_EQ(run.lastTask().range(), "");
+    run.serve(run.lastTask());
+    ASSERT_TRUE(run.outcome());
+    EXPECT_EQ(run.outcome()->totalWritten, 10'000);
+    EXPECT_EQ(run.file(), fileBytes(10'000));
+}
+
+TEST_F(SegmentedDownloadRetryTest, AStreamOfUnknownSizeIsNotHeldToTheLengthOfAFailedAnswer) {
+    for (const qint64 arrived : {0, 100}) {
+        for (const qint64 length : {-1, 300, 700}) {
+            SCOPED_TRACE(testing::Message() << arrived << " bytes, then length " << length);
+            EngineRun run(*this, unrangedConfig(std::nullopt));
+            run.start();
+            ASSERT_EQ(run.task(0).respond(head(200, 500)), HTTPDisposition::allow);
+            run.send(run.task(0), arrived);
+            lose(run.task(0));
+            run.at(1);
+            ASSERT_EQ(run.http.startedCount(), 2);
+            ASSERT_EQ(run.task(1).respond(head(200, length)), HTTPDisposition::allow);
+            const qint64 size = length < 0 ? 600 : length;
+            run.send(run.task(1), size);
+            if (!run.task(1).isComplete())
+                run.task(1).finish();
+            ASSERT_TRUE(run.outcome());
+            EXPECT_EQ(run.outcome()->finalSize, size);
+            EXPECT_EQ(run.file(), fileBytes(size));
+        }
+    }
+}
+
+} // namespace
+} // namespace fetra::test

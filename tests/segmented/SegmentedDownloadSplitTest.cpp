@@ -1,0 +1,176 @@
+#include "SegmentedDownloadTest.h"
+
+#include <ostream>
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+using Segments = QList<ResumeRecord::Seg>;
+
+class SegmentedDownloadSplitTest : public SegmentedDownloadTest {};
+
+/// All segments but the last run at once; the last one ends and sets its lane free for a split.
+struct SplitCase {
+    const char* name;
+    Segments segments;
+    qint64 minimum;
+    /// Bytes that arrived for each segment but the last, over that many seconds.
+    std::vector<qint64> arrived;
+    double seconds;
+    /// The first request that the split makes; empty for none.
+    QByteArray range;
+};
+
+void PrintTo(const SplitCase& each, std::ostream* out) {
+    *out << each.name;
+}
+
+class SegmentedDownloadSplits : public SegmentedDownloadSplitTest,
+                                public ::testing::WithParamInterface<SplitCase> {};
+
+TEST_P(SegmentedDownloadSplits, GiveAnIdleLaneTheTailOfTheSegmentThatWouldEndLast) {
+    const SplitCase& each = GetParam();
+    SegmentedConfig config = rangedConfig(each.segments.last().end + 1, each.segments.size());
+    config.options.minSegmentSize = each.minimum;
+    config.options.dynamicSplit = true;
+    config.resumeSegments = each.segments;
+    EngineRun run(*this, config);
+    run.start();
+    const size_t planned = run.http.startedCount();
+    for (size_t i = 0; i < each.arrived.size(); ++i)
+        run.send(run.task(i), each.arrived[i]);
+    if (each.seconds > 0)
+        run.at(each.seconds);
+    ASSERT_EQ(run.http.startedCount(), planned);
+    run.serve(run.task(planned - 1));
+    const size_t started = run.http.startedCount();
+    EXPECT_EQ(started > planned ? run.task(planned).range() : QByteArray(), each.range);
+    run.serveAll();
+    ASSERT_TRUE(run.outcome());
+    EXPECT_EQ(run.outcome()->peakConnections, planned);
+    EXPECT_TRUE(run.file() == fileBytes(*config.total));
+}
+
+const SplitCase splitCases[] = {
+    {"a segment of unknown speed is halved",
+     {{0, 999, 0}, {1'000, 1'009, 1'000}},
+     100,
+     {0},
+     0,
+     "bytes=500-999"},
+    {"what is held does not count", {{0, 999, 400}, {1'000, 1'009, 1'000}}, 100, {0}, 0, "bytes=700-999"},
+    {"twice the smallest segment is split", {{0, 199, 0}, {200, 209, 200}}, 100, {0}, 0, "bytes=100-199"},
+    {"less than that is not", {{0, 198, 0}, {199, 209, 199}}, 100, {0}, 0, ""},
+    {"the first of equals",
+     {{0, 999, 0}, {1'000, 1'999, 1'000}, {2'000, 2'009, 2'000}},
+     1,
+     {0, 0},
+     0,
+     "bytes=500-999"},
+    {"the longer one of equal speeds is halved",
+     {{0, 499'999, 0}, {500'000, 1'499'999, 500'000}, {1'500'000, 1'500'099, 1'500'000}},
+     1'000,
+     {200'000, 200'000},
+     2,
+     "bytes=1100000-1499999"},
+    {"the slow one gives more than half",
+     {{0, 999'999, 0}, {1'000'000, 1'499'999, 1'000'000}, {1'500'000, 1'500'099, 1'500'000}},
+     1'000,
+     {300'000, 100'000},
+     2,
+     "bytes=1233333-1499999"},
+    {"it keeps no less than the smallest segment",
+     {{0, 999'999, 0}, {1'000'000, 1'499'999, 1'000'000}, {1'500'000, 1'500'099, 1'500'000}},
+     150'000,
+     {300'000, 100'000},
+     2,
+     "bytes=1250000-1499999"},
+    {"the new one gets no less than the smallest segment",
+     {{0, 999'999, 0}, {1'000'000, 1'400'000, 1'000'000}, {1'400'001, 1'400'100, 1'400'001}},
+     250'000,
+     {400'000, 0},
+     2,
+     "bytes=750000-999999"},
+    {"a run younger than a second counts as an average one",
+     {{0, 999'999, 0}, {1'000'000, 1'999'999, 1'000'000}, {2'000'000, 2'000'099, 2'000'000}},
+     1'000,
+     {300'000, 100'000},
+     0.9,
+     "bytes=1550000-1999999"},
+    {"so does one without a byte",
+     {{0, 999'999, 0}, {1'000'000, 1'499'999, 1'000'000}, {1'500'000, 1'500'099, 1'500'000}},
+     1'000,
+     {400'000, 0},
+     2,
+     "bytes=1250000-1499999"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, SegmentedDownloadSplits, ::testing::ValuesIn(splitCases),
+                         [](const auto& each) { return std::to_string(each.index); });
+
+TEST_F(SegmentedDownloadSplitTest, NothingIsSplitWhileASegmentWaits) {
+    SegmentedConfig config = rangedConfig(2'000, 3);
+    config.resumeSegments = Segments{{0, 999, 0}, {1'000, 1'989, 1'000}, {1'990, 1'999, 1'990}};
+    config.options.dynamicSplit = true;
+    EngineRun run(*this, config);
+    run.start();
+    run.task(1).fail(TransportError::connectionLost, u"lost"_s);
+    run.serve(run.task(2));
+    EXPECT_EQ(run.http.startedCount(), 3);
+    // As soon as it runs again there is a lane to give away.
+    run.at(0.5);
+    EXPECT_EQ(run.ranges(), (std::vector<QByteArray>{"bytes=0-999", "bytes=1000-1989", "bytes=1990-1999",
+                                                     "bytes=1000-1989", "bytes=500-999"}));
+}
+
+TEST_F(SegmentedDownloadSplitTest, NothingIsSplitAgainstTheOptions) {
+    EngineRun run(*this, rangedConfig(2'000, 2));
+    run.start();
+    run.serve(run.task(0));
+    run.at(0.25);
+    EXPECT_EQ(run.http.startedCount(), 2);
+}
+
+TEST_F(SegmentedDownloadSplitTest, AVictimStopsAtItsNewEnd) {
+    SegmentedConfig config = rangedConfig(1'000, 2);
+    config.resumeSegments = Segments{{0, 899, 0}, {900, 999, 900}};
+    config.options.minSegmentSize = 300;
+    config.options.dynamicSplit = true;
+    EngineRun run(*this, config);
+    run.start();
+    FakeTask& victim = run.task(0);
+    run.send(victim, 100);
+    run.serve(run.task(1));
+    ASSERT_EQ(run.ranges().back(), "bytes=500-899");
+    FakeTask& heir = run.lastTask();
+    run.send(victim, 399);
+    EXPECT_FALSE(victim.isCancelAsked());
+    // From the new end on the bytes are somebody else's.
+    victim.send(fileBytes(500).last(1) + QByteArray(50, '!'));
+    EXPECT_TRUE(victim.isCancelAsked());
+    victim.send(QByteArray(50, '!'));
+    EXPECT_EQ(run.file().sliced(500, 400), QByteArray(400, '\0'));
+    run.serve(heir);
+    run.serveAll();
+    ASSERT_TRUE(run.outcome());
+    EXPECT_EQ(run.outcome()->totalWritten, 1'000);
+    EXPECT_EQ(run.file(), fileBytes(1'000));
+}
+
+TEST_F(SegmentedDownloadSplitTest, SplitsGoOnUntilNothingIsLongEnough) {
+    SegmentedConfig config = rangedConfig(1'000, 4);
+    config.resumeSegments = Segments{{0, 999, 0}};
+    config.options.minSegmentSize = 200;
+    config.options.dynamicSplit = true;
+    EngineRun run(*this, config);
+    run.start();
+    EXPECT_EQ(run.ranges(),
+              (std::vector<QByteArray>{"bytes=0-999", "bytes=500-999", "bytes=250-499", "bytes=750-999"}));
+    run.serveAll();
+    ASSERT_TRUE(run.outcome());
+    EXPECT_EQ(run.file(), fileBytes(1'000));
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,183 @@
+#include "support/FakeHTTP.h"
+
+#include <stdexcept>
+
+namespace fetra::test {
+
+using namespace Qt::StringLiterals;
+
+class FakeHTTP::Session final : public HTTPSession {
+public:
+    Session(FakeHTTP& client, size_t number)
+        : client_(client)
+        , number_(number) {}
+    ~Session() override { client_.endSession(number_, SessionState::cancelled); }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    std::shared_ptr<HTTPTask> dataTask(const HTTPRequest& request, HTTPTaskDelegate& delegate) override {
+        const std::lock_guard lock(client_.mutex_);
+        return std::make_shared<FakeTask>(FakeTask::Making{.client = client_,
+                                                           .identifier = ++client_.lastIdentifier_,
+                                                           .session = number_,
+                                                           .request = request,
+                                                           .delegate = delegate});
+    }
+    void finishTasksAndInvalidate() override { client_.endSession(number_, SessionState::finishing); }
+    void invalidateAndCancel() override { client_.endSession(number_, SessionState::cancelled); }
+
+private:
+    FakeHTTP& client_;
+    const size_t number_;
+};
+
+FakeTask::FakeTask(const Making& making)
+    : client_(making.client)
+    , identifier_(making.identifier)
+    , session_(making.session)
+    , request_(making.request)
+    , delegate_(making.delegate) {
+    readRange();
+}
+
+QByteArray FakeTask::range() const {
+    const std::vector<QByteArray> values = request_.headers.values("Range");
+    return values.empty() ? QByteArray() : values.front();
+}
+
+void FakeTask::readRange() {
+    const QList<QByteArray> bounds = range().mid(qstrlen("bytes=")).split('-');
+    if (bounds.size() != 2)
+        return;
+    first_ = bounds[0].toLongLong();
+    if (!bounds[1].isEmpty())
+        last_ = bounds[1].toLongLong();
+}
+
+void FakeTask::resume() {
+    if (started_.exchange(true))
+        return;
+    {
+        const std::lock_guard lock(client_.mutex_);
+        client_.started_.push_back(shared_from_this());
+        client_.live_.push_back(shared_from_this());
+        if (client_.sessions_[session_].state != FakeHTTP::SessionState::running)
+            cancelAsked_ = true;
+        if (cancelAsked_)
+            client_.cancelQueue_.push_back(shared_from_this());
+    }
+    if (client_.onStart)
+        client_.onStart(*this);
+}
+
+void FakeTask::cancel() {
+    const std::lock_guard lock(client_.mutex_);
+    if (cancelAsked_.exchange(true) || complete_ || !started_)
+        return;
+    client_.cancelQueue_.push_back(shared_from_this());
+}
+
+void FakeTask::requireOpen() const {
+    if (!started_ || complete_)
+        throw std::logic_error("the request is not under way");
+}
+
+HTTPDisposition FakeTask::respond(const HTTPResponse& response) {
+    requireOpen();
+    if (answered_)
+        throw std::logic_error("a second answer");
+    answered_ = true;
+    bodyStart_ = response.status == 206 ? first_ : 0;
+    const HTTPDisposition disposition = delegate_.didReceiveResponse(*this, response);
+    refused_ = disposition == HTTPDisposition::cancel;
+    if (refused_)
+        cancel();
+    return disposition;
+}
+
+void FakeTask::send(std::span<const char> data) {
+    requireOpen();
+    if (!answered_ || refused_)
+        throw std::logic_error("a body without an accepted answer");
+    sent_ += static_cast<qint64>(data.size());
+    delegate_.didReceiveData(*this, data);
+}
+
+void FakeTask::finish() {
+    requireOpen();
+    if (!answered_ || refused_)
+        throw std::logic_error("an end without an accepted answer");
+    complete(nullptr);
+}
+
+void FakeTask::fail(int code, const QString& description) {
+    requireOpen();
+    const TransportError error(code, description);
+    complete(&error);
+}
+
+void FakeTask::complete(const TransportError* error) {
+    const std::shared_ptr<FakeTask> self = shared_from_this();
+    {
+        const std::lock_guard lock(client_.mutex_);
+        complete_ = true;
+        std::erase(client_.live_, self);
+    }
+    delegate_.didComplete(*this, error);
+}
+
+std::unique_ptr<HTTPSession> FakeHTTP::makeSession(const HTTPSessionConfiguration& configuration) {
+    const std::lock_guard lock(mutex_);
+    sessions_.push_back({.configuration = configuration});
+    return std::make_unique<Session>(*this, sessions_.size() - 1);
+}
+
+void FakeHTTP::endSession(size_t session, SessionState state) {
+    const std::lock_guard lock(mutex_);
+    if (sessions_[session].state == SessionState::running)
+        sessions_[session].state = state;
+    if (state != SessionState::cancelled)
+        return;
+    for (const std::shared_ptr<FakeTask>& task : live_) {
+        if (task->session_ == session && !task->cancelAsked_.exchange(true))
+            cancelQueue_.push_back(task);
+    }
+}
+
+size_t FakeHTTP::startedCount() const {
+    const std::lock_guard lock(mutex_);
+    return started_.size();
+}
+
+FakeTask& FakeHTTP::task(size_t index) const {
+    const std::lock_guard lock(mutex_);
+    return *started_.at(index);
+}
+
+std::vector<std::shared_ptr<FakeTask>> FakeHTTP::live() const {
+    const std::lock_guard lock(mutex_);
+    return live_;
+}
+
+std::vector<FakeHTTP::SessionRecord> FakeHTTP::sessions() const {
+    const std::lock_guard lock(mutex_);
+    return sessions_;
+}
+
+void FakeHTTP::pump() {
+    for (;;) {
+        std::vector<std::shared_ptr<FakeTask>> wanted;
+        {
+            const std::lock_guard lock(mutex_);
+            wanted.swap(cancelQueue_);
+        }
+        if (wanted.empty())
+            return;
+        for (const std::shared_ptr<FakeTask>& task : wanted) {
+            if (!task->isComplete())
+                task->fail(TransportError::cancelled, u"The request was cancelled"_s);
+        }
+    }
+}
+
+} // namespace fetra::test

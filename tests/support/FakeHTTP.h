@@ -1,0 +1,118 @@
+#pragma once
+
+#include "http/HTTPSession.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace fetra::test {
+
+class FakeHTTP;
+
+/// One request, and the server's end of it: the test plays the server, and what it does reaches the delegate
+/// before the call returns, on the calling thread. Calls for one task must not overlap; those that a real
+/// client could not bring about throw `std::logic_error`.
+class FakeTask final : public HTTPTask, public std::enable_shared_from_this<FakeTask> {
+public:
+    struct Making {
+        FakeHTTP& client;
+        quint64 identifier;
+        size_t session;
+        const HTTPRequest& request;
+        HTTPTaskDelegate& delegate;
+    };
+    explicit FakeTask(const Making& making);
+
+    [[nodiscard]] quint64 identifier() const override { return identifier_; }
+    void resume() override;
+    /// Only asks: the task ends when the client is pumped or the test ends it otherwise, never from in here,
+    /// because the caller may hold a lock that its delegate needs.
+    void cancel() override;
+
+    [[nodiscard]] const HTTPRequest& request() const { return request_; }
+    /// The value of the request's "Range", empty without one, and the bytes that it names.
+    [[nodiscard]] QByteArray range() const;
+    [[nodiscard]] qint64 first() const { return first_; }
+    [[nodiscard]] std::optional<qint64> last() const { return last_; }
+    /// Which of the client's sessions made it, in the order of their making.
+    [[nodiscard]] size_t session() const { return session_; }
+    [[nodiscard]] bool isCancelAsked() const { return cancelAsked_; }
+    [[nodiscard]] bool isComplete() const { return complete_; }
+    [[nodiscard]] bool hasAnswered() const { return answered_; }
+    /// Where in the file the next byte of an honest body lies.
+    [[nodiscard]] qint64 position() const { return bodyStart_ + sent_; }
+
+    HTTPDisposition respond(const HTTPResponse& response);
+    void send(std::span<const char> data);
+    /// The whole answer has arrived.
+    void finish();
+    void fail(int code, const QString& description);
+
+private:
+    friend class FakeHTTP;
+    void readRange();
+    void requireOpen() const;
+    void complete(const TransportError* error);
+
+    FakeHTTP& client_;
+    const quint64 identifier_;
+    const size_t session_;
+    const HTTPRequest request_;
+    HTTPTaskDelegate& delegate_;
+    qint64 first_ = 0;
+    std::optional<qint64> last_;
+    qint64 bodyStart_ = 0;
+    qint64 sent_ = 0;
+    bool answered_ = false;
+    bool refused_ = false;
+    std::atomic<bool> started_{false};
+    std::atomic<bool> cancelAsked_{false};
+    std::atomic<bool> complete_{false};
+};
+
+/// An HTTP client without a network. It has no thread of its own and no order but that of the test's calls,
+/// so that a run is the same each time.
+class FakeHTTP final : public HTTPClient {
+public:
+    enum class SessionState { running, finishing, cancelled };
+    struct SessionRecord {
+        HTTPSessionConfiguration configuration;
+        SessionState state = SessionState::running;
+    };
+
+    [[nodiscard]] std::unique_ptr<HTTPSession>
+    makeSession(const HTTPSessionConfiguration& configuration) override;
+
+    /// Tasks in the order of their start. Those that were made and never started do not count.
+    [[nodiscard]] size_t startedCount() const;
+    [[nodiscard]] FakeTask& task(size_t index) const;
+    /// Those without a completion, in the order of their start.
+    [[nodiscard]] std::vector<std::shared_ptr<FakeTask>> live() const;
+    [[nodiscard]] std::vector<SessionRecord> sessions() const;
+
+    /// Ends, as cancelled and in the order of asking, every task that somebody wants cancelled, until there
+    /// is none left.
+    void pump();
+
+    /// Called from within each start, so with whatever lock the starter holds. Set before the first one.
+    std::function<void(FakeTask&)> onStart;
+
+private:
+    friend class FakeTask;
+    class Session;
+    void endSession(size_t session, SessionState state);
+
+    mutable std::mutex mutex_;
+    quint64 lastIdentifier_ = 0;
+    std::vector<SessionRecord> sessions_;
+    std::vector<std::shared_ptr<FakeTask>> started_;
+    std::vector<std::shared_ptr<FakeTask>> live_;
+    std::vector<std::shared_ptr<FakeTask>> cancelQueue_;
+};
+
+} // namespace fetra::test

@@ -1,0 +1,316 @@
+#include "support/FileAnswer.h"
+
+#include <algorithm>
+
+namespace fetra::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr char kBoundary[] = "3d6b6a416f9b5";
+
+} // namespace
+
+FileAnswer::FileAnswer(ServerExchange& exchange, const Lies& lies, ServerFile file, SharedPace& pace)
+    : exchange_(exchange)
+    , lies_(lies)
+    , file_(std::move(file))
+    , pace_(pace) {}
+
+FileAnswer::~FileAnswer() {
+    release();
+}
+
+void FileAnswer::send() {
+    if (!exchange_.wait(lies_.latency) || !enter())
+        return;
+    if (lies_.raw) {
+        release();
+        exchange_.send(*lies_.raw);
+        exchange_.close();
+        return;
+    }
+    for (int count = 0; count < lies_.informational; ++count)
+        exchange_.sendHead(103, {{"Link", "</style.css>; rel=preload"}});
+    compose();
+    if (sendHead() && (!hasBody() || sendPayload()))
+        sendEnd();
+}
+
+bool FileAnswer::enter() {
+    if (!lies_.limit)
+        return true;
+    entered_ = lies_.limit->tryEnter();
+    if (entered_)
+        return true;
+    const SlotLimit::Terms& terms = lies_.limit->terms();
+    if (terms.status == 0) {
+        exchange_.reset();
+    } else {
+        const FixedAnswer refusal = statusAnswer(terms.status, terms.retryAfter);
+        exchange_.respond(refusal.status, refusal.headers, refusal.body);
+    }
+    return false;
+}
+
+void FileAnswer::release() {
+    if (entered_)
+        lies_.limit->leave();
+    entered_ = false;
+    exchange_.release();
+}
+
+bool FileAnswer::rangeIsHonoured() const {
+    const ServerRequest& request = exchange_.request();
+    const auto condition = request.header("If-Range");
+    if (!request.range || lies_.ignoreRange || (condition && lies_.ignoreRangeWithIfRange))
+        return false;
+    if (!condition)
+        return true;
+    const bool isTag = condition->startsWith('"') || condition->startsWith("W/");
+    // Only a strong validator may glue parts together.
+    return isTag ? *condition == file_.etag && !condition->startsWith("W/")
+                 : *condition == file_.lastModified;
+}
+
+/// Nothing when the range lies beyond the end.
+std::optional<FileAnswer::Span> FileAnswer::resolveRange() const {
+    const RequestedRange& asked = *exchange_.request().range;
+    const qint64 size = file_.content.size();
+    Span span{.first = asked.first.value_or(0), .last = size - 1};
+    if (!asked.first)
+        span.first = std::max<qint64>(0, size - *asked.last);
+    else if (asked.last)
+        span.last = std::min(*asked.last, size - 1);
+    if (span.first >= size || span.first > span.last)
+        return std::nullopt;
+    span.first = std::clamp<qint64>(span.first + lies_.rangeShift, 0, size - 1);
+    span.last = std::clamp<qint64>(span.last + lies_.rangeShift + lies_.rangeExtra, span.first, size - 1);
+    return span;
+}
+
+void FileAnswer::compose() {
+    if (lies_.answer) {
+        status_ = lies_.answer->status;
+        headers_ = lies_.answer->headers;
+        payload_ = lies_.answer->body;
+    } else if (!rangeIsHonoured()) {
+        composeWhole();
+    } else if (const auto span = resolveRange()) {
+        composePartial(*span);
+    } else {
+        composeUnsatisfiable();
+    }
+    if (lies_.contentEncoding) {
+        headers_.emplace_back("Content-Encoding", *lies_.contentEncoding);
+        if (*lies_.contentEncoding == "gzip")
+            payload_ = gzipped(payload_);
+    }
+    headers_.insert(headers_.end(), lies_.extraHeaders.begin(), lies_.extraHeaders.end());
+    addFraming();
+}
+
+void FileAnswer::composeWhole() {
+    headers_.emplace_back("Content-Type", file_.contentType);
+    addFileHeaders();
+    payload_ = file_.content;
+}
+
+void FileAnswer::composePartial(Span span) {
+    status_ = lies_.partialStatus.value_or(206);
+    addFileHeaders();
+    payload_ = QByteArray::fromRawData(file_.content.constData() + span.first, span.last - span.first + 1);
+    payloadOffset_ = span.first;
+    addLabels(span);
+}
+
+void FileAnswer::addLabels(Span span) {
+    const QByteArray total = lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
+    const QByteArray truth = lies_.contentRangeUnit + ' ' + QByteArray::number(span.first) + '-' +
+                             QByteArray::number(span.last) + '/' + total;
+    const QByteArray label = lies_.contentRange.value_or(truth);
+    if (lies_.multipart) {
+        headers_.emplace_back("Content-Type", QByteArray("multipart/byteranges; boundary=") + kBoundary);
+        payload_ = QByteArray("\r\n--") + kBoundary + "\r\nContent-Type: " + file_.contentType +
+                   "\r\nContent-Range: " + label + "\r\n\r\n" + payload_ + "\r\n--" + kBoundary + "--\r\n";
+        return;
+    }
+    headers_.emplace_back("Content-Type", file_.contentType);
+    if (!lies_.omitContentRange)
+        headers_.emplace_back("Content-Range", label);
+}
+
+void FileAnswer::composeUnsatisfiable() {
+    status_ = 416;
+    const QByteArray total = lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
+    if (!lies_.omitContentRange)
+        headers_.emplace_back("Content-Range", lies_.contentRangeUnit + " */" + total);
+}
+
+void FileAnswer::addFileHeaders() {
+    const auto add = [this](const char* name, const QByteArray& value) {
+        if (!value.isEmpty())
+            headers_.emplace_back(name, value);
+    };
+    add("ETag", file_.etag);
+    add("Last-Modified", file_.lastModified);
+    add("Content-Disposition", file_.contentDisposition);
+    add("Accept-Ranges", file_.acceptRanges);
+}
+
+bool FileAnswer::isChunked() const {
+    return lies_.framing != Framing::Length && lies_.framing != Framing::UntilClose;
+}
+
+bool FileAnswer::hasBody() const {
+    return exchange_.request().method != "HEAD" && status_ >= 200 && status_ != 204 && status_ != 304;
+}
+
+void FileAnswer::addFraming() {
+    if (lies_.framing == Framing::GzipChunked)
+        payload_ = gzipped(payload_);
+    const bool bodiless = status_ == 204 || status_ == 304;
+    const bool withLength = lies_.framing == Framing::Length || lies_.framing == Framing::ChunkedAndLength;
+    if (lies_.contentLengths) {
+        for (const QByteArray& value : *lies_.contentLengths)
+            headers_.emplace_back("Content-Length", value);
+    } else if (withLength && !bodiless) {
+        headers_.emplace_back("Content-Length", QByteArray::number(payload_.size() + lies_.declaredExtra));
+    }
+    if (isChunked())
+        headers_.emplace_back("Transfer-Encoding",
+                              lies_.framing == Framing::GzipChunked ? "gzip, chunked" : "chunked");
+    if (lies_.connectionClose || lies_.framing == Framing::UntilClose)
+        headers_.emplace_back("Connection", "close");
+}
+
+bool FileAnswer::sendHead() {
+    QByteArray head = exchange_.makeHead(status_, headers_, lies_.version);
+    const bool cutHere = lies_.cut && lies_.cut->where == Cut::Where::Head && lies_.cut->at < head.size();
+    if (cutHere)
+        head.truncate(lies_.cut->at);
+    if (!cutHere && (!hasBody() || payload_.isEmpty()))
+        release();
+
+    if (lies_.headBytesPerSecond > 0) {
+        const auto gap = std::chrono::ceil<std::chrono::milliseconds>(
+            std::chrono::duration<double>(1 / lies_.headBytesPerSecond));
+        for (const char byte : head) {
+            if (!exchange_.wait(gap) || !exchange_.send(QByteArrayView(&byte, 1)))
+                return false;
+        }
+    } else if (!exchange_.send(head)) {
+        return false;
+    }
+    if (cutHere)
+        carryOutCut();
+    return !cutHere;
+}
+
+/// How much of the payload goes out before the cut; nothing when it is not met.
+std::optional<qint64> FileAnswer::cutWithinBody() const {
+    if (!lies_.cut)
+        return std::nullopt;
+    qint64 limit = lies_.cut->at;
+    switch (lies_.cut->where) {
+    case Cut::Where::Head:
+        return std::nullopt;
+    case Cut::Where::Body:
+        break;
+    case Cut::Where::File:
+        limit -= payloadOffset_;
+        if (limit < 0)
+            return std::nullopt;
+        break;
+    case Cut::Where::Connection:
+        limit = std::max<qint64>(0, limit - exchange_.connectionBodyBytes());
+        break;
+    }
+    return limit < payload_.size() ? std::optional(limit) : std::nullopt;
+}
+
+bool FileAnswer::sendPayload() {
+    const std::optional<qint64> cut = cutWithinBody();
+    const qint64 size = cut.value_or(payload_.size());
+    double rate = lies_.bytesPerSecond > 0 ? lies_.bytesPerSecond : lies_.totalBytesPerSecond;
+    if (lies_.totalBytesPerSecond > 0)
+        rate = std::min(rate, lies_.totalBytesPerSecond);
+    const auto piece = rate > 0 ? static_cast<qint64>(std::clamp(rate / 50, 1.0, 65536.0)) : qint64{65536};
+
+    const auto start = std::chrono::steady_clock::now();
+    for (qint64 sent = 0; sent < size;) {
+        const qint64 count = std::min(piece, size - sent);
+        auto due = start;
+        if (lies_.bytesPerSecond > 0)
+            due += std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                std::chrono::duration<double>(static_cast<double>(sent + count) / lies_.bytesPerSecond));
+        if (lies_.totalBytesPerSecond > 0)
+            due = std::max(due, pace_.reserve(count, lies_.totalBytesPerSecond));
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
+        if (left > 0ms && !exchange_.wait(left))
+            return false;
+        if (!cut && sent + count == size && !lies_.stallAfterBody)
+            release();
+        if (!sendPiece(QByteArrayView(payload_).sliced(sent, count), sent == 0))
+            return false;
+        sent += count;
+    }
+    if (cut)
+        carryOutCut();
+    return !cut;
+}
+
+bool FileAnswer::sendPiece(QByteArrayView piece, bool isFirst) {
+    if (!isChunked())
+        return exchange_.sendBody(piece);
+    const bool overflows = lies_.framing == Framing::ChunkSizeOverflow && !isFirst;
+    const QByteArray size =
+        overflows ? QByteArray("10000000000000000") : QByteArray::number(piece.size(), 16);
+    return exchange_.send(size + "\r\n") && exchange_.sendBody(piece) && exchange_.send("\r\n");
+}
+
+void FileAnswer::sendEnd() {
+    if (!hasBody()) {
+        if (lies_.connectionClose)
+            exchange_.close();
+        return;
+    }
+    if (lies_.framing == Framing::ChunkedWithoutEndStall) {
+        exchange_.stall();
+        return;
+    }
+    const bool endsByClosing = lies_.framing == Framing::UntilClose ||
+                               lies_.framing == Framing::ChunkedWithoutEnd ||
+                               lies_.framing == Framing::ChunkSizeOverflow;
+    if (isChunked() && !endsByClosing && !exchange_.send("0\r\n\r\n"))
+        return;
+    if (lies_.surplus > 0 && !exchange_.send(QByteArray(lies_.surplus, 'X')))
+        return;
+    if (lies_.stallAfterBody)
+        exchange_.stall();
+    else if (endsByClosing || lies_.connectionClose || lies_.contentLengths || lies_.declaredExtra > 0)
+        exchange_.close();
+}
+
+void FileAnswer::carryOutCut() {
+    if (lies_.cut->how != Cut::How::Stall)
+        release();
+    switch (lies_.cut->how) {
+    case Cut::How::Close:
+        exchange_.close();
+        break;
+    case Cut::How::CloseWithoutNotify:
+        exchange_.closeWithoutNotify();
+        break;
+    case Cut::How::Reset:
+        exchange_.reset();
+        break;
+    case Cut::How::Stall:
+        exchange_.stall();
+        break;
+    }
+}
+
+} // namespace fetra::test

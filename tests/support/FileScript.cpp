@@ -1,0 +1,150 @@
+#include "support/FileScript.h"
+
+#include "support/FileAnswer.h"
+
+#include <algorithm>
+
+namespace fetra::test {
+
+std::shared_ptr<SlotLimit> SlotLimit::make(Terms terms) {
+    return std::make_shared<SlotLimit>(std::move(terms));
+}
+
+bool SlotLimit::tryEnter() {
+    const auto now = std::chrono::steady_clock::now();
+    const std::lock_guard lock(mutex_);
+    if (inside_ >= terms_.slots || (lastEntry_ && now - *lastEntry_ < terms_.minimumGap)) {
+        ++refusals_;
+        return false;
+    }
+    lastEntry_ = now;
+    peak_ = std::max(peak_, ++inside_);
+    return true;
+}
+
+void SlotLimit::leave() {
+    const std::lock_guard lock(mutex_);
+    --inside_;
+}
+
+int SlotLimit::peak() const {
+    const std::lock_guard lock(mutex_);
+    return peak_;
+}
+
+qint64 SlotLimit::refusals() const {
+    const std::lock_guard lock(mutex_);
+    return refusals_;
+}
+
+FixedAnswer statusAnswer(int status, QByteArray retryAfter) {
+    FixedAnswer answer{.status = status, .headers = {{"Content-Type", "text/plain"}}, .body = "no\n"};
+    if (!retryAfter.isEmpty())
+        answer.headers.emplace_back("Retry-After", std::move(retryAfter));
+    return answer;
+}
+
+FixedAnswer loginPage() {
+    return {
+        .status = 200,
+        .headers = {{"Content-Type", "text/html; charset=utf-8"}},
+        .body =
+            "<!DOCTYPE html><html><head><title>Sign in</title></head><body><form>...</form></body></html>\n"};
+}
+
+HeaderList paddingHeaders(int lines, int bytesPerLine) {
+    HeaderList headers;
+    for (int line = 0; line < lines; ++line) {
+        const QByteArray name = "X-Padding-" + QByteArray::number(line);
+        headers.emplace_back(name, QByteArray(std::max<qsizetype>(1, bytesPerLine - name.size() - 4), 'p'));
+    }
+    return headers;
+}
+
+std::chrono::steady_clock::time_point SharedPace::reserve(qint64 bytes, double bytesPerSecond) {
+    const auto span = std::chrono::duration<double>(static_cast<double>(bytes) / bytesPerSecond);
+    const std::lock_guard lock(mutex_);
+    next_ = std::max(next_, std::chrono::steady_clock::now()) +
+            std::chrono::duration_cast<std::chrono::steady_clock::duration>(span);
+    return next_;
+}
+
+namespace {
+
+bool matches(When::What what, const ServerRequest& request) {
+    switch (what) {
+    case When::What::Every:
+        return true;
+    case When::What::Probe:
+        return request.isProbe();
+    case When::What::Ranged:
+        return request.isRanged();
+    case When::What::Data:
+        return !request.isProbe();
+    case When::What::RangedData:
+        return request.isRanged() && !request.isProbe();
+    }
+    return false;
+}
+
+/// What a script's handler keeps between requests.
+class RunningScript {
+public:
+    explicit RunningScript(FileScript script)
+        : script_(std::move(script))
+        , rules_(script_.rules.size()) {}
+
+    void answer(ServerExchange& exchange) {
+        qint64 serial = 0;
+        const std::optional<std::size_t> rule = choose(exchange.request(), serial);
+        static const Lies honest;
+        SharedPace unused;
+        const Lies& lies = rule ? script_.rules[*rule].lies : honest;
+        ServerFile file = lies.file.value_or(script_.file);
+        if (lies.freshETag)
+            file.etag = "\"fresh-" + QByteArray::number(serial) + '"';
+        FileAnswer(exchange, lies, std::move(file), rule ? rules_[*rule].pace : unused).send();
+    }
+
+private:
+    struct RuleState {
+        qint64 matched = 0;
+        SharedPace pace;
+    };
+
+    // Every rule counts every request, so that the numbers of one do not hang on the rules before it.
+    std::optional<std::size_t> choose(const ServerRequest& request, qint64& serial) {
+        const std::lock_guard lock(mutex_);
+        serial = ++requests_;
+        std::optional<std::size_t> chosen;
+        for (std::size_t index = 0; index < rules_.size(); ++index) {
+            const When& when = script_.rules[index].when;
+            if (!matches(when.what, request) || (when.only && !when.only(request)))
+                continue;
+            const qint64 number = ++rules_[index].matched;
+            if (!chosen && number >= when.first && number <= when.last)
+                chosen = index;
+        }
+        return chosen;
+    }
+
+    const FileScript script_;
+    std::mutex mutex_;
+    qint64 requests_ = 0;
+    std::vector<RuleState> rules_;
+};
+
+} // namespace
+
+Handler FileScript::handler() const {
+    return [running = std::make_shared<RunningScript>(*this)](ServerExchange& exchange) {
+        running->answer(exchange);
+    };
+}
+
+Handler serve(ServerFile file, Lies lies, When when) {
+    return FileScript{.file = std::move(file), .rules = {{.when = std::move(when), .lies = std::move(lies)}}}
+        .handler();
+}
+
+} // namespace fetra::test

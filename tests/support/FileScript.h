@@ -1,0 +1,160 @@
+#pragma once
+
+#include "support/ServerExchange.h"
+#include "support/ServerFile.h"
+
+#include <chrono>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace fetra::test {
+
+/// Admits at most so many exchanges at once, or not too soon after one another. One object may stand in the
+/// lies of several files: the limit is then the host's. Exchanges that were refused do not count.
+class SlotLimit {
+public:
+    struct Terms {
+        int slots = std::numeric_limits<int>::max();
+        std::chrono::milliseconds minimumGap{0}; ///< since the last exchange that was admitted
+        int status = 503;                        ///< of a refusal; 0 resets the connection instead
+        QByteArray retryAfter = {};              ///< value of Retry-After, sent when not empty
+    };
+    [[nodiscard]] static std::shared_ptr<SlotLimit> make(Terms terms);
+    explicit SlotLimit(Terms terms)
+        : terms_(std::move(terms)) {}
+
+    [[nodiscard]] bool tryEnter();
+    void leave();
+    [[nodiscard]] const Terms& terms() const { return terms_; }
+    [[nodiscard]] int peak() const;
+    [[nodiscard]] qint64 refusals() const;
+
+private:
+    const Terms terms_;
+    mutable std::mutex mutex_;
+    int inside_ = 0;
+    int peak_ = 0;
+    qint64 refusals_ = 0;
+    std::optional<std::chrono::steady_clock::time_point> lastEntry_;
+};
+
+/// Ends an answer before its time.
+struct Cut {
+    enum class How { Close, CloseWithoutNotify, Reset, Stall };
+    enum class Where {
+        Body,       ///< after that many bytes of this answer's body
+        File,       ///< before that offset of the file, in answers that cover it
+        Connection, ///< after that many body bytes on the connection
+        Head,       ///< after that many bytes of the head
+    };
+    How how = How::Close;
+    Where where = Where::Body;
+    qint64 at = 0;
+};
+
+/// An answer that has nothing to do with the file.
+struct FixedAnswer {
+    int status = 503;
+    HeaderList headers = {};
+    QByteArray body = {};
+};
+[[nodiscard]] FixedAnswer statusAnswer(int status, QByteArray retryAfter = {});
+/// A portal's HTML page with status 200.
+[[nodiscard]] FixedAnswer loginPage();
+
+/// How the end of the body is told. Transfer codings other than chunked never reach an honest range.
+enum class Framing {
+    Length,
+    UntilClose, ///< no length, ended by FIN
+    Chunked,
+    ChunkedWithoutEnd,      ///< all the data, then FIN in place of the last chunk
+    ChunkedWithoutEndStall, ///< all the data, then silence
+    ChunkedAndLength,       ///< both headers; the body is chunked
+    ChunkSizeOverflow,      ///< the second chunk claims 2^64 bytes and more
+    GzipChunked,            ///< "Transfer-Encoding: gzip, chunked"
+};
+
+/// Everything that can be wrong with an answer; a default one is honest. The fields combine freely; of those
+/// that exclude one another the earlier stands.
+struct Lies {
+    // Before the head.
+    std::chrono::milliseconds latency{0};
+    std::shared_ptr<SlotLimit> limit = {};
+    std::optional<QByteArray> raw = {};     ///< instead of HTTP, then FIN: garbage, HTTP/0.9, bare line feeds
+    std::optional<FixedAnswer> answer = {}; ///< instead of the file: failures, redirects, pages, 204, 416
+    int informational = 0;                  ///< that many 103 heads first
+
+    // Which bytes.
+    std::optional<ServerFile> file = {}; ///< another file than the script's: new content, size, validators
+    bool freshETag = false;              ///< another strong ETag on every request
+    bool ignoreRange = false;            ///< 200 and the whole file
+    bool ignoreRangeWithIfRange = false; ///< the same, but only when If-Range is sent, whatever it says
+    qint64 rangeShift = 0; ///< 206 for a range that far from the one asked for: Content-Range and bytes agree
+    qint64 rangeExtra = 0; ///< 206 for a range that much longer (negative: shorter), truthfully labelled
+
+    // The head.
+    QByteArray version = "HTTP/1.1";
+    std::optional<int> partialStatus = {}; ///< status of a ranged answer in place of 206
+    bool omitContentRange = false;
+    QByteArray contentRangeUnit = "bytes";
+    std::optional<QByteArray> contentRangeTotal = {}; ///< in place of the size: "*", "12345"
+    std::optional<QByteArray> contentRange = {};      ///< the whole value, verbatim
+    bool multipart = false; ///< a ranged answer as multipart/byteranges with one part
+    std::optional<std::vector<QByteArray>> contentLengths =
+        {};                   ///< verbatim, one header each; empty: none (Framing::Length)
+    qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
+    std::optional<QByteArray> contentEncoding = {}; ///< the header's value; for "gzip" the body is gzip too
+    HeaderList extraHeaders = {};
+    bool connectionClose = false;  ///< says so and does so
+    double headBytesPerSecond = 0; ///< 0: at once
+
+    // The body.
+    Framing framing = Framing::Length;
+    double bytesPerSecond = 0;      ///< of each answer; 0: as fast as it goes
+    double totalBytesPerSecond = 0; ///< of all answers under the same rule together
+    qint64 surplus = 0;             ///< junk bytes after the end of a body that was declared correctly
+    bool stallAfterBody = false;    ///< instead of FIN or the next request, for bodies shorter than declared
+    std::optional<Cut> cut = {};
+};
+
+/// Header lines that fill a head: `lines` of `bytesPerLine` bytes each.
+[[nodiscard]] HeaderList paddingHeaders(int lines, int bytesPerLine);
+
+/// Which requests a lie is told to. `first` and `last` number, from 1, the requests that match `what` and
+/// `only`, counted from the making of the handler.
+struct When {
+    enum class What {
+        Every,
+        Probe,  ///< Range: bytes=0-0
+        Ranged, ///< any Range, the probe included
+        Data,   ///< all but the probe
+        RangedData,
+    };
+    What what = What::Every;
+    qint64 first = 1;
+    qint64 last = std::numeric_limits<qint64>::max();
+    std::function<bool(const ServerRequest&)> only = {}; ///< called under a lock; empty: all
+};
+
+struct LieRule {
+    When when;
+    Lies lies;
+};
+
+/// A file behind rules: the first rule that matches a request says how it is answered (rules are not merged),
+/// and where none does the answer is honest: ranges, If-Range, 416 with the size, HEAD. For several paths
+/// with the same rules, put copies of the script into a router.
+struct FileScript {
+    ServerFile file;
+    std::vector<LieRule> rules = {};
+
+    [[nodiscard]] Handler handler() const;
+};
+
+[[nodiscard]] Handler serve(ServerFile file, Lies lies = {}, When when = {});
+
+} // namespace fetra::test

@@ -1,0 +1,119 @@
+#pragma once
+
+#include "support/ServerExchange.h"
+#include "support/TestCertificate.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QUrl>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+struct ssl_ctx_st;
+
+namespace fetra::test {
+
+/// What happens to a connection before its first byte is read (before the handshake under TLS).
+enum class ConnectionFate {
+    Serve,
+    Close,   ///< FIN at once
+    Reset,   ///< RST at once
+    Silence, ///< neither read nor answered until the client goes
+};
+
+struct ServerOptions {
+    std::optional<TestCertificate> certificate = {}; ///< TLS when present
+    quint16 port = 0; ///< 0 for any free one; a given one is for coming back after a stop
+    int sendBufferBytes =
+        0; ///< SO_SNDBUF; small makes bodyBytesSent() close to what the client took. 0: the system's
+};
+
+/// An HTTP/1.1 server inside the test process on 127.0.0.1, with a thread for each connection and keep-alive,
+/// whose answers are whatever its handler sends. Everything public may be called from any thread. The
+/// destructor ends every connection and joins every thread; only a handler that waits by other means than its
+/// exchange can hold it up.
+class ScriptedServer {
+public:
+    /// Listens when the constructor returns; throws std::runtime_error when it cannot.
+    explicit ScriptedServer(Handler handler = {}, ServerOptions options = {});
+    ~ScriptedServer();
+    ScriptedServer(const ScriptedServer&) = delete;
+    ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    /// Answers requests whose heads arrive from now on; an empty handler answers 404.
+    void setHandler(Handler handler);
+    /// Asked with the connection's number, from 1.
+    void setConnectionRule(std::function<ConnectionFate(qint64 connection)> rule);
+
+    /// While true nothing is sent on any connection, as if the network had gone; new ones are still accepted.
+    void setPaused(bool paused);
+    /// Ends every present connection (FIN, no close_notify) and waits for their threads; goes on listening.
+    void dropConnections();
+    /// Stops listening as well: the port then refuses. Idempotent, also done by the destructor.
+    void stop();
+
+    [[nodiscard]] quint16 port() const { return port_; }
+    [[nodiscard]] bool isTLS() const { return tls_ != nullptr; }
+    /// The path is percent-encoded text and may carry a query. Hosts that lead here: "127.0.0.1",
+    /// "localhost", and for libcurl any name below ".localhost": "a.localhost" and "b.localhost" are two
+    /// sites, "x.a.localhost" and "y.a.localhost" two hosts of one. The test certificate covers the first
+    /// five names and no others.
+    [[nodiscard]] QUrl url(const QByteArray& path = "/", const QByteArray& host = "127.0.0.1") const;
+
+    [[nodiscard]] qint64 requests() const;
+    [[nodiscard]] qint64 requests(const QByteArray& path) const;
+    [[nodiscard]] qint64 connectionsAccepted() const { return connectionsAccepted_; }
+    [[nodiscard]] int connectionsOpen() const;
+    [[nodiscard]] int exchangesNow() const { return exchanges_; }
+    [[nodiscard]] int maxSimultaneousExchanges() const { return maxExchanges_; }
+    /// Body bytes given to the system for sending: an upper bound of what clients have read.
+    [[nodiscard]] qint64 bodyBytesSent() const { return bodyBytes_; }
+    /// Every request so far, in the order of their serial numbers.
+    [[nodiscard]] std::vector<ServerRequest> log() const;
+    [[nodiscard]] std::vector<ServerRequest> log(const QByteArray& path) const;
+
+private:
+    friend class ServerExchange;
+    struct Connection;
+
+    void listen(quint16 port);
+    void acceptLoop();
+    void serve(Connection& connection);
+    void serveRequests(Connection& connection);
+    bool answer(Connection& connection, ServerRequest request);
+    void reapLocked(std::list<std::unique_ptr<Connection>>& finished);
+    void beginExchange(ServerRequest& request);
+    void endExchange() { --exchanges_; }
+
+    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    const ServerOptions options_;
+    std::shared_ptr<ssl_ctx_st> tls_;
+    int listener_ = -1;
+    quint16 port_ = 0;
+    std::thread acceptThread_;
+    std::atomic<bool> stopping_ = false;
+    std::atomic<bool> paused_ = false;
+
+    std::atomic<qint64> connectionsAccepted_ = 0;
+    std::atomic<int> exchanges_ = 0;
+    std::atomic<int> maxExchanges_ = 0;
+    std::atomic<qint64> bodyBytes_ = 0;
+
+    mutable std::mutex mutex_; ///< guards what follows
+    std::shared_ptr<const Handler> handler_;
+    std::function<ConnectionFate(qint64)> connectionRule_;
+    std::list<std::unique_ptr<Connection>> connections_;
+    std::vector<ServerRequest> log_;
+    std::map<QByteArray, qint64> pathRequests_;
+};
+
+} // namespace fetra::test

@@ -1,0 +1,176 @@
+#include "support/ServerExchange.h"
+
+#include "support/ScriptedServer.h"
+#include "support/ServerSocket.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace fetra::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Long enough that a client under a sanitizer reads the rest, short enough for one that never closes.
+constexpr auto kLinger = 1s;
+
+QByteArrayView reason(int status) {
+    switch (status) {
+    case 200:
+        return "OK";
+    case 206:
+        return "Partial Content";
+    case 302:
+        return "Found";
+    case 404:
+        return "Not Found";
+    case 416:
+        return "Range Not Satisfiable";
+    case 503:
+        return "Service Unavailable";
+    default:
+        return "Status";
+    }
+}
+
+} // namespace
+
+std::optional<QByteArray> ServerRequest::header(QByteArrayView name) const {
+    for (const auto& [key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return std::nullopt;
+}
+
+ServerExchange::ServerExchange(ScriptedServer& server, ServerSocket& socket, ServerRequest request)
+    : server_(server)
+    , socket_(socket)
+    , request_(std::move(request)) {}
+
+ServerExchange::~ServerExchange() {
+    release();
+}
+
+void ServerExchange::release() {
+    if (!released_)
+        server_.endExchange();
+    released_ = true;
+}
+
+int ServerExchange::simultaneous() const {
+    return server_.exchangesNow();
+}
+
+bool ServerExchange::clientGone() const {
+    return socket_.isGone();
+}
+
+qint64 ServerExchange::connectionBodyBytes() const {
+    return socket_.bodyBytes;
+}
+
+bool ServerExchange::respond(int status, const HeaderList& headers, QByteArrayView body) {
+    HeaderList all = headers;
+    const bool bodiless = status == 204 || status == 304 || status < 200;
+    if (!bodiless)
+        all.emplace_back("Content-Length", QByteArray::number(body.size()));
+    const bool withBody = !bodiless && request_.method != "HEAD" && !body.isEmpty();
+    if (!withBody)
+        release();
+    if (!sendHead(status, all))
+        return false;
+    release();
+    return !withBody || sendBody(body);
+}
+
+bool ServerExchange::send(QByteArrayView bytes) {
+    sentAnything_ = true;
+    return socket_.send(bytes);
+}
+
+QByteArray ServerExchange::makeHead(int status, const HeaderList& headers, QByteArrayView version) {
+    QByteArray head = version.toByteArray() + ' ' + QByteArray::number(status) + ' ' +
+                      reason(status).toByteArray() + "\r\n";
+    for (const auto& [name, value] : headers)
+        head += name + ": " + value + "\r\n";
+    return head + "\r\n";
+}
+
+bool ServerExchange::sendHead(int status, const HeaderList& headers, QByteArrayView version) {
+    return send(makeHead(status, headers, version));
+}
+
+bool ServerExchange::sendCounted(QByteArrayView bytes) {
+    // Counted before: whoever has read the bytes finds them in the count.
+    socket_.bodyBytes += bytes.size();
+    server_.bodyBytes_ += bytes.size();
+    return send(bytes);
+}
+
+bool ServerExchange::sendBody(QByteArrayView bytes) {
+    constexpr qsizetype piece = 64 * 1024;
+    while (!bytes.isEmpty()) {
+        if (!sendCounted(bytes.first(std::min(piece, bytes.size()))))
+            return false;
+        bytes = bytes.sliced(std::min(piece, bytes.size()));
+    }
+    return !socket_.isEnded();
+}
+
+bool ServerExchange::sendSlowly(QByteArrayView bytes, double bytesPerSecond) {
+    if (bytesPerSecond <= 0)
+        return sendBody(bytes);
+    const auto start = std::chrono::steady_clock::now();
+    const auto piece = static_cast<qsizetype>(std::clamp(bytesPerSecond / 50, 1.0, 65536.0));
+    double sent = 0;
+    while (!bytes.isEmpty()) {
+        const qsizetype count = std::min(piece, bytes.size());
+        sent += static_cast<double>(count);
+        const auto due = start + std::chrono::duration<double>(sent / bytesPerSecond);
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
+        if (!wait(std::max(left, 0ms)) || !sendCounted(bytes.first(count)))
+            return false;
+        bytes = bytes.sliced(count);
+    }
+    return !socket_.isEnded();
+}
+
+bool ServerExchange::sendBeneathTLS(QByteArrayView bytes) {
+    sentAnything_ = true;
+    return socket_.sendBeneathTLS(bytes);
+}
+
+bool ServerExchange::wait(std::chrono::milliseconds time) {
+    return socket_.wait(time);
+}
+
+void ServerExchange::stall() {
+    while (socket_.wait(1h)) {
+    }
+}
+
+void ServerExchange::close() {
+    release();
+    socket_.notifyClose();
+    socket_.finish(kLinger);
+}
+
+void ServerExchange::closeWithoutNotify() {
+    release();
+    socket_.finish(kLinger);
+}
+
+void ServerExchange::reset() {
+    release();
+    socket_.reset();
+}
+
+void ServerExchange::halfClose() {
+    release();
+    socket_.finish(1h);
+}
+
+} // namespace fetra::test

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace fetra::test {
+
+class ScriptedServer;
+class ServerSocket;
+
+using HeaderList = std::vector<std::pair<QByteArray, QByteArray>>;
+
+/// The one range of a "Range: bytes=..." header. "bytes=-5" has no first, "bytes=5-" no last; both ends
+/// inclusive.
+struct RequestedRange {
+    std::optional<qint64> first;
+    std::optional<qint64> last;
+};
+
+/// A parsed request head, a value; also what the server's log keeps.
+struct ServerRequest {
+    QByteArray method;
+    QByteArray target; ///< as sent: path and query
+    QByteArray path;   ///< percent escapes left as they are
+    QByteArray query;  ///< without the question mark
+    HeaderList headers;
+    QByteArray body; ///< read whole when the request declares a Content-Length
+    std::optional<RequestedRange> range;
+
+    qint64 connection = 0;              ///< number of the connection on this server, from 1
+    qint64 serial = 0;                  ///< number of the request on this server, from 1
+    qint64 pathSerial = 0;              ///< number of the request for this path, from 1
+    int simultaneous = 0;               ///< exchanges in progress when this one began, itself included
+    std::chrono::milliseconds since{0}; ///< from the server's start to the end of the head
+
+    /// The first value of that name in any case of letters; nothing when the header is absent.
+    [[nodiscard]] std::optional<QByteArray> header(QByteArrayView name) const;
+    [[nodiscard]] bool isRanged() const { return range.has_value(); }
+    /// The customary first question about a file, "Range: bytes=0-0".
+    [[nodiscard]] bool isProbe() const { return range && range->first == 0 && range->last == 0; }
+};
+
+/// One request and the means to answer it in any way, right or wrong. Lives on its connection's thread for
+/// the length of the handler's call.
+///
+/// Every operation that sends or waits returns false once nothing more can reach the client (it went, the
+/// handler ended the connection, or the server stops); going on calling them is harmless. A client that
+/// half-closes counts as gone. When the handler returns without having ended the connection it is kept for
+/// the next request, unless the client asked for "Connection: close" or nothing at all was sent.
+class ServerExchange {
+public:
+    ServerExchange(ScriptedServer& server, ServerSocket& socket, ServerRequest request);
+    ~ServerExchange();
+    ServerExchange(const ServerExchange&) = delete;
+    ServerExchange& operator=(const ServerExchange&) = delete;
+
+    [[nodiscard]] const ServerRequest& request() const { return request_; }
+    /// Exchanges in progress on the whole server now, this one included unless released.
+    [[nodiscard]] int simultaneous() const;
+    [[nodiscard]] bool clientGone() const;
+    /// Bytes counted as body on this connection, earlier exchanges included.
+    [[nodiscard]] qint64 connectionBodyBytes() const;
+
+    /// A whole answer with Content-Length added; the body is left out for HEAD, 204 and 304.
+    bool respond(int status, const HeaderList& headers = {}, QByteArrayView body = {});
+
+    /// Raw bytes, not counted as body.
+    bool send(QByteArrayView bytes);
+    /// A status line and exactly these headers, nothing added.
+    bool sendHead(int status, const HeaderList& headers, QByteArrayView version = "HTTP/1.1");
+    [[nodiscard]] static QByteArray makeHead(int status, const HeaderList& headers,
+                                             QByteArrayView version = "HTTP/1.1");
+    /// Bytes counted in bodyBytesSent().
+    bool sendBody(QByteArrayView bytes);
+    /// As sendBody, at an even pace; below 1 byte per second works too.
+    bool sendSlowly(QByteArrayView bytes, double bytesPerSecond);
+    /// Past the TLS layer, straight onto the connection: what the client sees is a broken record.
+    bool sendBeneathTLS(QByteArrayView bytes);
+
+    /// Waits without sending; false as soon as the client went or the server stops.
+    bool wait(std::chrono::milliseconds time);
+    /// Holds the connection silent until the client goes or the server stops.
+    void stall();
+
+    /// The four ends. What was sent before has reached the client's kernel first.
+    void close();              ///< close_notify under TLS, then FIN
+    void closeWithoutNotify(); ///< FIN alone, as a cut connection looks under TLS
+    void reset();              ///< RST
+    void halfClose();          ///< FIN, but the connection is still read until the client goes
+
+    /// No longer counts as in progress. For use just before the last bytes, so that a client that has seen
+    /// the end of one answer never meets its ghost in a count of simultaneous exchanges.
+    void release();
+
+    [[nodiscard]] bool sentAnything() const { return sentAnything_; }
+
+private:
+    bool sendCounted(QByteArrayView bytes);
+
+    ScriptedServer& server_;
+    ServerSocket& socket_;
+    ServerRequest request_;
+    bool sentAnything_ = false;
+    bool released_ = false;
+};
+
+/// Runs on the connection's thread, on several at once: what it captures must bear that.
+using Handler = std::function<void(ServerExchange&)>;
+
+} // namespace fetra::test

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+namespace fetra::test {
+
+/// Pseudo-random bytes that depend on nothing but the two arguments; a shorter one is a prefix of a longer.
+[[nodiscard]] QByteArray testContent(qint64 size, quint64 seed = 1);
+/// The same bytes with every bit of that stretch inverted: a mirror that differs in one place.
+[[nodiscard]] QByteArray withDamage(QByteArray content, qint64 offset, qint64 length);
+/// A gzip member holding the bytes.
+[[nodiscard]] QByteArray gzipped(QByteArrayView bytes);
+
+/// What a server has under one path. An empty header value means that the header is not sent.
+struct ServerFile {
+    QByteArray content = {};
+    QByteArray etag = "\"v1\"";
+    QByteArray lastModified = "Tue, 05 Mar 2024 10:00:00 GMT";
+    QByteArray contentType = "application/octet-stream";
+    QByteArray contentDisposition = {};
+    QByteArray acceptRanges = "bytes";
+
+    /// Pseudo-random content with the default headers.
+    [[nodiscard]] static ServerFile ofSize(qint64 size, quint64 seed = 1) {
+        return {.content = testContent(size, seed)};
+    }
+    [[nodiscard]] ServerFile withETag(QByteArray value) const;
+    [[nodiscard]] ServerFile withoutValidators() const;
+};
+
+} // namespace fetra::test

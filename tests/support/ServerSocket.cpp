@@ -1,0 +1,175 @@
+#include "support/ServerSocket.h"
+
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <linux/sockios.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace fetra::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// TLS writes are cut so that a pause or a vanished client is noticed in the middle of a large body.
+constexpr qsizetype kPieceBytes = 256 * 1024;
+
+} // namespace
+
+ServerSocket::~ServerSocket() {
+    release();
+}
+
+void ServerSocket::release() {
+    ended_ = true;
+    tls_.reset();
+    closeDescriptor();
+}
+
+bool ServerSocket::startTLS(ssl_ctx_st* context) {
+    tls_ = std::shared_ptr<ssl_st>(SSL_new(context), SSL_free);
+    if (!tls_ || SSL_set_fd(tls_.get(), descriptor_) != 1)
+        return false;
+    ERR_clear_error();
+    return SSL_accept(tls_.get()) == 1;
+}
+
+qsizetype ServerSocket::receive(char* buffer, qsizetype capacity) {
+    if (ended_)
+        return 0;
+    if (tls_) {
+        ERR_clear_error();
+        std::size_t count = 0;
+        return SSL_read_ex(tls_.get(), buffer, static_cast<std::size_t>(capacity), &count) == 1
+                   ? static_cast<qsizetype>(count)
+                   : 0;
+    }
+    ssize_t count = 0;
+    do
+        count = ::recv(descriptor_, buffer, static_cast<std::size_t>(capacity), 0);
+    while (count < 0 && errno == EINTR);
+    return std::max<ssize_t>(count, 0);
+}
+
+bool ServerSocket::send(QByteArrayView bytes) {
+    if (!tls_)
+        return sendBeneathTLS(bytes);
+    while (!bytes.isEmpty()) {
+        if (ended_ || !waitWhilePaused())
+            return false;
+        ERR_clear_error();
+        std::size_t count = 0;
+        const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
+        if (SSL_write_ex(tls_.get(), bytes.data(), piece, &count) != 1)
+            return false;
+        bytes = bytes.sliced(static_cast<qsizetype>(count));
+    }
+    return !ended_;
+}
+
+bool ServerSocket::sendBeneathTLS(QByteArrayView bytes) {
+    while (!bytes.isEmpty()) {
+        if (ended_ || !waitWhilePaused())
+            return false;
+        const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
+        const ssize_t count = ::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return false;
+        bytes = bytes.sliced(count);
+    }
+    return !ended_;
+}
+
+bool ServerSocket::wait(std::chrono::milliseconds time) const {
+    if (ended_)
+        return false;
+    const auto end = std::chrono::steady_clock::now() + time;
+    for (;;) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        pollfd entry{.fd = descriptor_, .events = POLLRDHUP, .revents = 0};
+        const int found = ::poll(&entry, 1, static_cast<int>(std::clamp<qint64>(left.count(), 0, 1'000'000)));
+        if (found > 0)
+            return false;
+        if (found == 0 && std::chrono::steady_clock::now() >= end)
+            return true;
+    }
+}
+
+bool ServerSocket::waitWhilePaused() const {
+    while (paused_) {
+        if (!wait(5ms))
+            return false;
+    }
+    return true;
+}
+
+void ServerSocket::drainSendBuffer() const {
+    // An RST throws away what the peer's kernel has not taken yet; tests count on the bytes before it.
+    const auto end = std::chrono::steady_clock::now() + 2s;
+    int waiting = 0;
+    while (::ioctl(descriptor_, SIOCOUTQ, &waiting) == 0 && waiting > 0 &&
+           std::chrono::steady_clock::now() < end) {
+        if (!wait(1ms))
+            return;
+    }
+}
+
+void ServerSocket::notifyClose() {
+    if (ended_ || !tls_ || !SSL_is_init_finished(tls_.get()))
+        return;
+    ERR_clear_error();
+    SSL_shutdown(tls_.get());
+}
+
+void ServerSocket::finish(std::chrono::milliseconds linger) {
+    if (ended_)
+        return;
+    ended_ = true;
+    ::shutdown(descriptor_, SHUT_WR);
+    const auto end = std::chrono::steady_clock::now() + linger;
+    char unread[4096];
+    for (;;) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        pollfd entry{.fd = descriptor_, .events = POLLIN, .revents = 0};
+        if (left <= 0ms || ::poll(&entry, 1, static_cast<int>(left.count())) <= 0)
+            break;
+        if (::recv(descriptor_, unread, sizeof unread, MSG_DONTWAIT) <= 0)
+            break;
+    }
+}
+
+void ServerSocket::reset() {
+    if (ended_)
+        return;
+    drainSendBuffer();
+    ended_ = true;
+    const linger hard{.l_onoff = 1, .l_linger = 0};
+    ::setsockopt(descriptor_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    closeDescriptor();
+}
+
+void ServerSocket::shutDown() {
+    const std::lock_guard lock(descriptorMutex_);
+    if (descriptor_ >= 0)
+        ::shutdown(descriptor_, SHUT_RDWR);
+}
+
+void ServerSocket::closeDescriptor() {
+    const std::lock_guard lock(descriptorMutex_);
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+} // namespace fetra::test

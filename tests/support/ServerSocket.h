@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QByteArrayView>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+
+struct ssl_st;
+struct ssl_ctx_st;
+
+namespace fetra::test {
+
+/// A connected socket, plain or under TLS, used by one thread; others may only call shutDown(). Blocking.
+/// Every operation returns false (or 0 bytes) once the peer is gone or the socket shut down.
+class ServerSocket {
+public:
+    /// Takes over the descriptor. `paused` holds back everything that is sent while it is true.
+    ServerSocket(int descriptor, const std::atomic<bool>& paused)
+        : descriptor_(descriptor)
+        , paused_(paused) {}
+    ~ServerSocket();
+    ServerSocket(const ServerSocket&) = delete;
+    ServerSocket& operator=(const ServerSocket&) = delete;
+
+    [[nodiscard]] bool startTLS(ssl_ctx_st* context);
+    /// What has arrived, waiting for the first byte; 0 at the end.
+    [[nodiscard]] qsizetype receive(char* buffer, qsizetype capacity);
+    [[nodiscard]] bool send(QByteArrayView bytes);
+    [[nodiscard]] bool sendBeneathTLS(QByteArrayView bytes);
+
+    /// False as soon as the peer has gone, a half-close included, or the socket was shut down.
+    [[nodiscard]] bool wait(std::chrono::milliseconds time) const;
+    [[nodiscard]] bool isGone() const { return !wait(std::chrono::milliseconds(0)); }
+
+    void notifyClose();
+    /// FIN; then reads on until the peer goes, for at most that long, because closing over unread bytes makes
+    /// an RST.
+    void finish(std::chrono::milliseconds linger);
+    void reset();
+    [[nodiscard]] bool isEnded() const { return ended_; }
+    /// Gives the descriptor back.
+    void release();
+
+    /// From any thread: wakes whatever is blocked on the socket; nothing more goes in or out.
+    void shutDown();
+
+    qint64 bodyBytes = 0;
+
+private:
+    void drainSendBuffer() const;
+    void closeDescriptor();
+    [[nodiscard]] bool waitWhilePaused() const;
+
+    int descriptor_; ///< changed by the owning thread only, under the mutex
+    const std::atomic<bool>& paused_;
+    std::shared_ptr<ssl_st> tls_;
+    bool ended_ = false;
+    std::mutex
+        descriptorMutex_; ///< keeps shutDown() from a descriptor number that was closed and given out again
+};
+
+} // namespace fetra::test

@@ -1,0 +1,176 @@
+#include "support/SystemFaults.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::chrono::seconds longestHold{5};
+
+struct File {
+    dev_t device;
+    ino_t inode;
+    bool operator==(const File&) const = default;
+};
+
+struct Plan {
+    std::mutex mutex;
+    std::condition_variable released;
+    std::vector<int> sync;
+    std::vector<int> write;
+    size_t writeLimit = 0;
+    std::optional<File> heldSyncs;
+    std::optional<File> heldWrites;
+    int held = 0;
+    bool skipSyncs = false;
+    int dataSyncs = 0;
+};
+
+Plan& plan() {
+    static Plan instance;
+    return instance;
+}
+
+/// Whether this call is to fail; `errno` is set then.
+bool fails(std::vector<int>& codes) {
+    if (codes.empty())
+        return false;
+    const int code = codes.front();
+    codes.erase(codes.begin());
+    errno = code;
+    return code != 0;
+}
+
+/// Waits while calls on the descriptor's file are held by `hold`.
+void waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::optional<File>& hold, int descriptor) {
+    struct stat status {};
+    if (!hold || ::fstat(descriptor, &status) != 0 ||
+        *hold != File{.device = status.st_dev, .inode = status.st_ino})
+        return;
+    ++plan().held;
+    plan().released.wait_for(lock, longestHold, [&] { return !hold; });
+    --plan().held;
+}
+
+int synchronise(long call, int descriptor) {
+    {
+        std::unique_lock lock(plan().mutex);
+        plan().dataSyncs += call == SYS_fdatasync ? 1 : 0;
+        waitWhileHeld(lock, plan().heldSyncs, descriptor);
+        if (fails(plan().sync))
+            return -1;
+        if (plan().skipSyncs)
+            return 0;
+    }
+    return static_cast<int>(::syscall(call, descriptor));
+}
+
+} // namespace
+
+extern "C" int fsync(int descriptor) {
+    return synchronise(SYS_fsync, descriptor);
+}
+
+extern "C" int fdatasync(int descriptor) {
+    return synchronise(SYS_fdatasync, descriptor);
+}
+
+extern "C" ssize_t pwrite(int descriptor, const void* data, size_t size, off_t offset) {
+    {
+        std::unique_lock lock(plan().mutex);
+        waitWhileHeld(lock, plan().heldWrites, descriptor);
+        if (fails(plan().write))
+            return -1;
+        if (plan().writeLimit > 0)
+            size = std::min(size, plan().writeLimit);
+    }
+    return ::syscall(SYS_pwrite64, descriptor, data, size, offset);
+}
+
+namespace fetra::test {
+
+namespace {
+
+File fileAt(const QString& path) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        throw std::runtime_error("no file to hold calls on");
+    return {.device = status.st_dev, .inode = status.st_ino};
+}
+
+} // namespace
+
+SystemFaults::SystemFaults() {
+    const std::lock_guard lock(plan().mutex);
+    plan().dataSyncs = 0;
+}
+
+SystemFaults::~SystemFaults() {
+    release();
+    const std::lock_guard lock(plan().mutex);
+    plan().sync.clear();
+    plan().write.clear();
+    plan().writeLimit = 0;
+    plan().skipSyncs = false;
+}
+
+void SystemFaults::failSync(std::vector<int> codes) {
+    const std::lock_guard lock(plan().mutex);
+    plan().sync = std::move(codes);
+}
+
+void SystemFaults::failWrite(std::vector<int> codes) {
+    const std::lock_guard lock(plan().mutex);
+    plan().write = std::move(codes);
+}
+
+void SystemFaults::limitWrites(int bytes) {
+    const std::lock_guard lock(plan().mutex);
+    plan().writeLimit = static_cast<size_t>(bytes);
+}
+
+void SystemFaults::holdSyncs(const QString& path) {
+    const std::lock_guard lock(plan().mutex);
+    plan().heldSyncs = fileAt(path);
+}
+
+void SystemFaults::holdWrites(const QString& path) {
+    const std::lock_guard lock(plan().mutex);
+    plan().heldWrites = fileAt(path);
+}
+
+void SystemFaults::release() {
+    const std::lock_guard lock(plan().mutex);
+    plan().heldSyncs.reset();
+    plan().heldWrites.reset();
+    plan().released.notify_all();
+}
+
+int SystemFaults::heldCount() const {
+    const std::lock_guard lock(plan().mutex);
+    return plan().held;
+}
+
+void SystemFaults::skipSyncs() {
+    const std::lock_guard lock(plan().mutex);
+    plan().skipSyncs = true;
+}
+
+int SystemFaults::dataSyncCount() const {
+    const std::lock_guard lock(plan().mutex);
+    return plan().dataSyncs;
+}
+
+} // namespace fetra::test

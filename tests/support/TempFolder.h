@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <optional>
+
+namespace fetra::test {
+
+/// An empty folder that is gone, with all it holds, when the object is. Names may be relative paths.
+class TempFolder {
+public:
+    TempFolder(); ///< throws std::runtime_error when none can be made
+
+    [[nodiscard]] QString path() const { return folder_.path(); }
+    [[nodiscard]] QString path(const QString& name) const { return folder_.filePath(name); }
+    /// Makes missing folders on the way; throws std::runtime_error when the file cannot be written whole.
+    QString write(const QString& name, const QByteArray& bytes) const;
+    /// Nothing when there is no such file.
+    [[nodiscard]] std::optional<QByteArray> tryRead(const QString& name) const;
+    /// Throws std::runtime_error when there is no such file.
+    [[nodiscard]] QByteArray read(const QString& name) const;
+    [[nodiscard]] bool contains(const QString& name) const;
+    /// Sorted by bytes, hidden ones and folders included, one level deep.
+    [[nodiscard]] QStringList names(const QString& subfolder = {}) const;
+
+private:
+    QTemporaryDir folder_;
+};
+
+} // namespace fetra::test

@@ -1,0 +1,127 @@
+#include "system/AtomicFile.h"
+
+#include "support/SystemFaults.h"
+#include "support/TempFolder.h"
+#include "system/PosixError.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::SystemFaults;
+using test::TempFolder;
+
+/// The code that `write` throws, 0 when it does not.
+int writeError(const QString& path, const QByteArray& content) {
+    try {
+        AtomicFile::write(path, content);
+        return 0;
+    } catch (const PosixError& error) {
+        return error.code();
+    }
+}
+
+TEST(AtomicFileTest, ReplacesTheContentInAPrivateFileAndLeavesNothingElse) {
+    const TempFolder folder;
+    const QString path = folder.write(u"state.json"_s, "old and longer");
+    ASSERT_EQ(::chmod(QFile::encodeName(path).constData(), 0644), 0);
+    AtomicFile::write(path, "new");
+    EXPECT_EQ(folder.read(u"state.json"_s), "new");
+    EXPECT_EQ(folder.names(), QStringList{u"state.json"_s});
+    struct stat status {};
+    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST(AtomicFileTest, WritesEveryByteThroughShortAndInterruptedCalls) {
+    const TempFolder folder;
+    SystemFaults faults;
+    faults.limitWrites(3);
+    faults.failWrite({EINTR, 0, EINTR, EINTR});
+    faults.failSync({EINTR});
+    AtomicFile::write(folder.path(u"a"_s), "0123456789");
+    EXPECT_EQ(folder.read(u"a"_s), "0123456789");
+}
+
+TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
+    struct Case {
+        const char* name;
+        std::vector<int> writes;
+        std::vector<int> syncs;
+        int code;
+        const char* content;
+    };
+    const std::vector<Case> cases{
+        {"full at the first write", {ENOSPC}, {}, ENOSPC, "old"},
+        {"full at the second write", {0, ENOSPC}, {}, ENOSPC, "old"},
+        {"the sync says that data are lost", {}, {EIO}, EIO, "old"},
+        {"only the folder's sync fails, after the rename", {}, {0, EIO}, EIO, "0123"},
+        {"the folder knows no sync", {}, {0, EINVAL}, 0, "0123"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const TempFolder folder;
+        const QString path = folder.write(u"a"_s, "old");
+        SystemFaults faults;
+        faults.limitWrites(2);
+        faults.failWrite(each.writes);
+        faults.failSync(each.syncs);
+        EXPECT_EQ(writeError(path, "0123"), each.code);
+        EXPECT_EQ(folder.read(u"a"_s), each.content);
+        EXPECT_EQ(folder.names(), QStringList{u"a"_s});
+    }
+}
+
+TEST(AtomicFileTest, AStaleTemporaryFileIsReplacedAndALinkThereNotFollowed) {
+    const TempFolder folder;
+    const QString victim = folder.write(u"victim"_s, "precious");
+    const QString path = folder.path(u"a"_s);
+    ASSERT_EQ(
+        ::symlink(QFile::encodeName(victim).constData(), QFile::encodeName(path + u".tmp"_s).constData()), 0);
+    AtomicFile::write(path, "new");
+    EXPECT_EQ(folder.read(u"victim"_s), "precious");
+    EXPECT_EQ(folder.read(u"a"_s), "new");
+    EXPECT_FALSE(QFileInfo(path).isSymLink());
+}
+
+TEST(AtomicFileTest, AMissingFolderIsAnError) {
+    const TempFolder folder;
+    EXPECT_EQ(writeError(folder.path(u"none/a"_s), "x"), ENOENT);
+}
+
+TEST(AtomicFileTest, ReadsWholeRegularFilesUpToTheLimit) {
+    const TempFolder folder;
+    const QString file = folder.write(u"file"_s, "12345");
+    const QString empty = folder.write(u"empty"_s, "");
+    const QString pipe = folder.path(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    struct Case {
+        QString path;
+        qint64 maxBytes;
+        std::optional<QByteArray> content;
+    };
+    const std::vector<Case> cases{
+        {file, 5, "12345"},
+        {file, 4, std::nullopt},
+        {empty, 5, QByteArray("")},
+        {folder.path(u"missing"_s), 5, std::nullopt},
+        {folder.path(), 5, std::nullopt},
+        {pipe, 5, std::nullopt},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.path.toStdString() + " up to " + std::to_string(each.maxBytes));
+        EXPECT_EQ(AtomicFile::read(each.path, each.maxBytes), each.content);
+    }
+}
+
+} // namespace
+} // namespace fetra

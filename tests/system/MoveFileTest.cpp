@@ -1,0 +1,153 @@
+#include "system/MoveFile.h"
+
+#include "support/SystemFaults.h"
+#include "support/TempFolder.h"
+#include "system/PosixError.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+/// What the calls fail with, as on a file system that does not know them; 0 lets them through.
+std::atomic<int> renameWithoutReplacingError = 0;
+std::atomic<int> linkError = 0;
+
+} // namespace
+
+// This program's own, in place of the system library's.
+extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+                         unsigned int flags) noexcept {
+    errno = renameWithoutReplacingError;
+    return errno != 0 ? -1
+                      : static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
+
+extern "C" int link(const char* from, const char* to) noexcept {
+    errno = linkError;
+    return errno != 0 ? -1 : static_cast<int>(::syscall(SYS_link, from, to));
+}
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TempFolder;
+
+/// The three ways, the later ones for file systems without the earlier.
+struct Way {
+    const char* name;
+    int renameError;
+    int linkError;
+};
+constexpr Way ways[] = {{"rename", 0, 0}, {"second name", EINVAL, 0}, {"look and rename", EINVAL, EPERM}};
+
+void go(const Way& way) {
+    renameWithoutReplacingError = way.renameError;
+    linkError = way.linkError;
+}
+
+class MoveFileTest : public ::testing::Test {
+protected:
+    ~MoveFileTest() override { go(ways[0]); }
+};
+
+/// The code that the move throws, 0 when it does not.
+int moveError(const QString& from, const QString& to) {
+    try {
+        static_cast<void>(MoveFile::withoutReplacing(from, to));
+        return 0;
+    } catch (const PosixError& error) {
+        return error.code();
+    }
+}
+
+TEST_F(MoveFileTest, MovesWhereNothingIsAndReplacesNothing) {
+    struct Case {
+        const char* name;
+        std::function<void(const TempFolder&)> prepare;
+        bool moves;
+    };
+    const std::vector<Case> cases{
+        {"free name", [](const TempFolder&) {}, true},
+        {"file", [](const TempFolder& folder) { folder.write(u"to"_s, "theirs"); }, false},
+        {"empty file", [](const TempFolder& folder) { folder.write(u"to"_s, {}); }, false},
+        {"folder", [](const TempFolder& folder) { folder.write(u"to/inside"_s, "theirs"); }, false},
+        {"link that leads nowhere",
+         [](const TempFolder& folder) {
+             ASSERT_EQ(::symlink("nowhere", folder.path(u"to"_s).toUtf8().constData()), 0);
+         },
+         false},
+    };
+    for (const Way& way : ways) {
+        go(way);
+        for (const Case& each : cases) {
+            SCOPED_TRACE(::testing::Message() << way.name << ", " << each.name);
+            const TempFolder folder;
+            folder.write(u"from"_s, "ours");
+            each.prepare(folder);
+            const QStringList before = folder.names();
+            EXPECT_EQ(MoveFile::withoutReplacing(folder.path(u"from"_s), folder.path(u"to"_s)), each.moves);
+            EXPECT_EQ(folder.names(), each.moves ? QStringList{u"to"_s} : before);
+            EXPECT_EQ(folder.read(each.moves ? u"to"_s : u"from"_s), "ours");
+            EXPECT_EQ(folder.tryRead(u"to"_s) == "ours", each.moves);
+        }
+    }
+}
+
+TEST_F(MoveFileTest, SaysWhyItCannotMove) {
+    const TempFolder folder;
+    const QString file = folder.write(u"from"_s, "ours");
+    for (const Way& way : ways) {
+        SCOPED_TRACE(way.name);
+        go(way);
+        EXPECT_EQ(moveError(folder.path(u"missing"_s), folder.path(u"to"_s)), ENOENT);
+        EXPECT_EQ(moveError(file, folder.path(u"no/folder/to"_s)), ENOENT);
+        EXPECT_EQ(moveError(file, file + u"/to"_s), ENOTDIR);
+        EXPECT_EQ(folder.names(), QStringList{u"from"_s});
+    }
+}
+
+TEST_F(MoveFileTest, ReportsAFolderThatCannotBeSynced) {
+    const TempFolder folder;
+    const QString file = folder.write(u"from"_s, "ours");
+    test::SystemFaults faults;
+    faults.failSync({EIO});
+    EXPECT_EQ(moveError(file, folder.path(u"to"_s)), EIO);
+    EXPECT_EQ(folder.read(u"to"_s), "ours") << "moved, though it may not last";
+}
+
+TEST_F(MoveFileTest, GivesAContestedNameToExactlyOne) {
+    const TempFolder folder;
+    constexpr int contenders = 8;
+    for (int round = 0; round < 20; ++round) {
+        go(ways[round % 2]); // The third way makes no such promise.
+        const QString prize = folder.path(u"prize %1"_s.arg(round));
+        std::atomic<int> winners = 0;
+        std::vector<std::thread> threads;
+        for (int number = 0; number < contenders; ++number) {
+            const QString mine = folder.write(u"mine %1"_s.arg(number), QByteArray::number(number));
+            threads.emplace_back(
+                [&winners, mine, prize] { winners += MoveFile::withoutReplacing(mine, prize) ? 1 : 0; });
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(winners, 1);
+        EXPECT_EQ(folder.names().size(), contenders + round) << "nobody's file was lost";
+        for (int number = 0; number < contenders; ++number)
+            ::unlink(folder.path(u"mine %1"_s.arg(number)).toUtf8().constData());
+        EXPECT_EQ(folder.names().size(), round + 1);
+    }
+}
+
+} // namespace
+} // namespace fetra

@@ -1,0 +1,90 @@
+#pragma once
+
+#include "http/CurlClient.h"
+#include "segmented/EngineServices.h"
+#include "support/TempFolder.h"
+#include "system/Clock.h"
+#include "system/Random.h"
+#include "system/Ticker.h"
+#include "transfer/Downloader.h"
+
+#include <QString>
+
+#include <atomic>
+#include <optional>
+#include <thread>
+
+namespace fetra::test {
+
+/// What the programs build for their transfers: the real client, clock, chance and ticker. Trusts the
+/// certificates of the tests' authority.
+class RealWorld {
+public:
+    [[nodiscard]] EngineServices services() { return {http_, clock_, random_, ticker_}; }
+
+private:
+    struct Environment {
+        Environment();
+    };
+    Environment environment_;
+    CurlClient http_;
+    SystemClock clock_;
+    SystemRandom random_;
+    Ticker ticker_;
+};
+
+/// How a download ended.
+struct Ending {
+    /// "complete", or the error's case with what it carries: "badStatus 404", "sizeMismatch 10 12",
+    /// "exhaustedRetries HTTP 503", "io No space left on device", "transport -1001 The request timed out".
+    QString words;
+    /// Present when complete.
+    std::optional<DownloadResult> result;
+
+    [[nodiscard]] bool isComplete() const { return result.has_value(); }
+    /// Name of the finished file, empty without one.
+    [[nodiscard]] QString name() const { return result ? result->destination.fileName() : QString(); }
+};
+
+[[nodiscard]] Ending download(RealWorld& world, const DownloadRequest& request,
+                              const DownloadOptions& options = {});
+
+/// A download on a thread of its own. Destroying it cancels it and waits.
+class RunningDownload {
+public:
+    RunningDownload(RealWorld& world, DownloadRequest request, const DownloadOptions& options);
+    ~RunningDownload();
+    RunningDownload(const RunningDownload&) = delete;
+    RunningDownload& operator=(const RunningDownload&) = delete;
+
+    void cancel() { downloader_.cancel(); }
+    /// A destination has been reserved.
+    [[nodiscard]] bool hasStarted() const { return started_; }
+    /// As the progress reports say, four times a second.
+    [[nodiscard]] qint64 receivedBytes() const { return received_; }
+    [[nodiscard]] bool isOver() const { return over_; }
+    /// Waits for the end.
+    [[nodiscard]] Ending end();
+
+private:
+    Downloader downloader_;
+    std::atomic<bool> started_ = false;
+    std::atomic<qint64> received_ = 0;
+    std::atomic<bool> over_ = false;
+    Ending ending_;
+    std::thread thread_;
+};
+
+/// The shortest time-out, small segments, and so many failures in a row as the test has patience for.
+[[nodiscard]] DownloadOptions impatient(qint64 connections, qint64 maxRetries = 12);
+[[nodiscard]] QUrl folderURL(const QString& path);
+[[nodiscard]] DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>& mirrors = {});
+
+/// What the sidecar of `name` vouches for, after comparing those bytes of the partial file with `content`; 0
+/// without a record.
+[[nodiscard]] qint64 heldBytes(const TempFolder& folder, const QString& name, const QByteArray& content);
+
+/// Fails the test for every file that bears a finished file's name and is not `content`.
+void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& content);
+
+} // namespace fetra::test

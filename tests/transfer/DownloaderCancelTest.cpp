@@ -1,0 +1,178 @@
+// Stopping: at once, at any moment, and with nothing left behind.
+
+#include "DownloadRun.h"
+#include "support/Eventually.h"
+#include "support/FileScript.h"
+#include "support/ProcessCounters.h"
+#include "support/ScriptedServer.h"
+#include "support/SystemFaults.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+#include <list>
+#include <random>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using Clock = std::chrono::steady_clock;
+using What = When::What;
+
+/// How long a call of `cancel` takes, as the median of several: a busy machine may interrupt some of them.
+std::chrono::duration<double> timeToCancel(RunningDownload& running) {
+    std::vector<Clock::duration> times;
+    for (int call = 0; call < 15; ++call) {
+        const auto begun = Clock::now();
+        running.cancel();
+        times.push_back(Clock::now() - begun);
+    }
+    std::ranges::nth_element(times, times.begin() + 7);
+    return times[7];
+}
+
+/// Files below the folder that this process has open.
+int openFilesIn(const TempFolder& folder) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const std::string path = std::filesystem::read_symlink(entry.path(), gone).string();
+        count += path.starts_with(folder.path().toStdString() + '/') ? 1 : 0;
+    }
+    return count;
+}
+
+TEST(DownloaderCancel, DuringTheProbeTakesEffectBeforeAnyDataIsAskedFor) {
+    const ServerFile file = ServerFile::ofSize(500'000);
+    const TempFolder folder;
+    ScriptedServer server(serve(file, {.latency = 1s}, {.what = What::Probe}));
+    RealWorld world;
+    RunningDownload running(world, toFolder(server.url("/f.bin"), folder.path()), impatient(8));
+    ASSERT_TRUE(eventually(5s, [&] { return server.requests() == 1; }));
+    EXPECT_LT(timeToCancel(running), 5ms);
+    EXPECT_FALSE(running.hasStarted());
+    EXPECT_EQ(running.end().words, u"cancelled"_s);
+    EXPECT_EQ(server.requests(), 1);
+    EXPECT_FALSE(folder.contains(u"f.bin"_s));
+}
+
+TEST(DownloaderCancel, BeforeTheStartTakesEffectToo) {
+    const TempFolder folder;
+    ScriptedServer server(serve(ServerFile::ofSize(500'000)));
+    RealWorld world;
+    Downloader downloader(impatient(8), world.services());
+    downloader.cancel();
+    EXPECT_ANY_THROW(static_cast<void>(downloader.download(toFolder(server.url("/f.bin"), folder.path()))));
+    EXPECT_FALSE(folder.contains(u"f.bin"_s));
+    EXPECT_EQ(server.requests(), 1) << "the probe at most";
+}
+
+TEST(DownloaderCancel, EndsStalledTransfersAtOnce) {
+    const ServerFile file = ServerFile::ofSize(2'000'000);
+    const Lies lies[] = {
+        {.latency = 60s},                                             // no answer
+        {.cut = Cut{.how = Cut::How::Stall, .at = 50'000}},           // silence in the body
+        {.limit = SlotLimit::make({.slots = 0, .retryAfter = "60"})}, // nothing but waiting
+        {.ignoreRange = true, .cut = Cut{.how = Cut::How::Stall, .at = 50'000}},
+    };
+    RealWorld world;
+    for (const Lies& each : lies) {
+        SCOPED_TRACE(&each - lies);
+        const TempFolder folder;
+        ScriptedServer server(serve(file, each, {.what = What::Data}));
+        DownloadOptions options = impatient(8);
+        options.requestTimeout = 60;
+        RunningDownload running(world, toFolder(server.url("/f.bin"), folder.path()), options);
+        ASSERT_TRUE(eventually(10s, [&] { return server.requests() > 1; }));
+        EXPECT_LT(timeToCancel(running), 5ms);
+        EXPECT_TRUE(eventually(2s, [&] { return running.isOver(); })) << "must not wait for the server";
+        EXPECT_EQ(running.end().words, u"cancelled"_s);
+    }
+}
+
+TEST(DownloaderCancel, NeitherWaitsForASlowDiskNorDoesAnotherDownload) {
+    const ServerFile file = ServerFile::ofSize(4 * 1024 * 1024);
+    const TempFolder slow;
+    const TempFolder fast;
+    RealWorld world;
+    ScriptedServer server(serve(file, {.totalBytesPerSecond = 1e6}, {.what = What::Data}));
+    ScriptedServer other(serve(file));
+    SystemFaults faults;
+    DownloadRequest onSlowDisk = toFolder(server.url("/f.bin"), slow.path());
+    onSlowDisk.onStart = [&](const QUrl&, const RemoteInfo&) {
+        faults.holdSyncs(slow.path(u"f.bin.part"_s));
+    };
+    RunningDownload stuck(world, onSlowDisk, impatient(8));
+    ASSERT_TRUE(eventually(10s, [&] { return faults.heldCount() == 1; })) << "no record was being saved";
+
+    // Receiving goes on, here and elsewhere.
+    const qint64 before = stuck.receivedBytes();
+    EXPECT_TRUE(eventually(2s, [&] { return stuck.receivedBytes() > before; }));
+    EXPECT_EQ(download(world, toFolder(other.url("/f.bin"), fast.path()), impatient(8)).words, u"complete"_s);
+    ASSERT_EQ(faults.heldCount(), 1);
+    EXPECT_LT(timeToCancel(stuck), 5ms);
+    EXPECT_EQ(faults.heldCount(), 1) << "the sync was still under way";
+    EXPECT_FALSE(stuck.isOver()) << "its data are not safe yet";
+
+    faults.release();
+    EXPECT_EQ(stuck.end().words, u"cancelled"_s);
+    EXPECT_GT(heldBytes(slow, u"f.bin"_s, file.content), 0);
+    EXPECT_TRUE(fast.read(u"f.bin"_s) == file.content);
+}
+
+TEST(DownloaderCancel, OfHundredsAtAnyMomentLeavesNoDescriptorAndNoThread) {
+    constexpr int rounds = 15;
+    constexpr int atOnce = 20;
+    const ServerFile file = ServerFile::ofSize(300'000);
+    const unsigned seed = std::random_device()();
+    std::cout << "seed " << seed << std::endl;
+    std::mt19937 random(seed);
+
+    const ProcessCounters before = ProcessCounters::now();
+    int cancelled = 0;
+    {
+        SystemFaults faults;
+        faults.skipSyncs();
+        RealWorld world;
+        ScriptedServer server(serve(file, {.bytesPerSecond = 3e6}, {.what = What::Data}));
+        for (int round = 0; round < rounds; ++round) {
+            const TempFolder folder;
+            std::list<RunningDownload> running;
+            for (int number = 0; number < atOnce; ++number) {
+                DownloadRequest request = toFolder(server.url("/f.bin"), folder.path());
+                request.target = QUrl::fromLocalFile(folder.path(u"%1.bin"_s.arg(number)));
+                running.emplace_back(world, request, impatient(4));
+            }
+            int number = 0;
+            for (RunningDownload& each : running) {
+                if (++number % 2 == 0)
+                    continue;
+                std::this_thread::sleep_for(std::chrono::milliseconds(random() % 20));
+                each.cancel();
+            }
+            number = 0;
+            for (RunningDownload& each : running) {
+                const Ending ending = each.end();
+                if (++number % 2 == 0)
+                    EXPECT_EQ(ending.words, u"complete"_s);
+                else
+                    EXPECT_TRUE(ending.isComplete() || ending.words == u"cancelled"_s);
+                cancelled += ending.isComplete() ? 0 : 1;
+            }
+            expectNothingWrongIsFinished(folder, file.content);
+            EXPECT_EQ(openFilesIn(folder), 0);
+        }
+    }
+    EXPECT_GT(cancelled, rounds) << "too few were caught on their way";
+    const ProcessCounters after = ProcessCounters::now();
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.threads, before.threads);
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,163 @@
+// Cookies, authorisation and passwords reach the site they were given for and nobody else.
+
+#include "DownloadRun.h"
+#include "support/FileScript.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace fetra::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class DownloaderSecrets : public ::testing::Test {
+protected:
+    /// What requests for a path carried, over the whole download.
+    struct Seen {
+        qint64 requests = 0;
+        std::set<QByteArray> cookies;
+        std::set<QByteArray> authorizations;
+        std::set<QByteArray> others;
+    };
+    static Seen seenAt(const ScriptedServer& server, const QByteArray& path) {
+        Seen seen;
+        for (const ServerRequest& request : server.log(path)) {
+            ++seen.requests;
+            seen.cookies.insert(request.header("Cookie").value_or("none"));
+            seen.authorizations.insert(request.header("Authorization").value_or("none"));
+            seen.others.insert(request.header("X-Other").value_or("none"));
+        }
+        return seen;
+    }
+    static void expectSeen(const Seen& seen, qint64 atLeast, const QByteArray& cookie,
+                           const QByteArray& authorization) {
+        EXPECT_GE(seen.requests, atLeast);
+        EXPECT_EQ(seen.cookies, std::set<QByteArray>{cookie});
+        EXPECT_EQ(seen.authorizations, std::set<QByteArray>{authorization});
+        EXPECT_EQ(seen.others, std::set<QByteArray>{"yes"}) << "headers without secrets go along";
+    }
+    /// Ends with the file, whose first data request fails so often that the original address is asked too.
+    Ending run(const QUrl& url, const QList<QUrl>& mirrors, DownloadOptions options) {
+        const TempFolder folder;
+        options.headers.insert(u"X-Other"_s, u"yes"_s);
+        const Ending ending = download(world, toFolder(url, folder.path(), mirrors), options);
+        expectNothingWrongIsFinished(folder, file.content);
+        return ending;
+    }
+    static DownloadOptions withSecrets() {
+        DownloadOptions options = impatient(4);
+        options.headers = {{u"cookie"_s, u"session=1"_s}, {u"Authorization"_s, u"Bearer t"_s}};
+        return options;
+    }
+
+    const ServerFile file = ServerFile::ofSize(600'000);
+    RealWorld world;
+    ScriptedServer plain;
+    ScriptedServer secure{{}, {.certificate = TestCertificate()}};
+};
+
+TEST_F(DownloaderSecrets, StayWithTheirSiteAcrossRedirectsAndInAllLaterRequests) {
+    struct Row {
+        const char* name;
+        bool fromTLS;
+        QByteArray from;
+        bool toTLS;
+        QByteArray to;
+        bool allowed;
+    };
+    const Row rows[] = {
+        {"same host", false, "a.localhost", false, "a.localhost", true},
+        {"other host of the site", false, "x.a.localhost", false, "y.a.localhost", true},
+        {"up to the site itself", false, "x.a.localhost", false, "a.localhost", true},
+        {"other site", false, "a.localhost", false, "b.localhost", false},
+        {"bare public name", false, "a.localhost", false, "localhost", false},
+        {"address of the same machine", false, "a.localhost", false, "127.0.0.1", false},
+        {"from http to https", false, "a.localhost", true, "a.localhost", true},
+        {"from https to http", true, "a.localhost", false, "a.localhost", false},
+        {"https, other host of the site", true, "x.a.localhost", true, "y.a.localhost", true},
+        {"https, other site", true, "a.localhost", true, "b.localhost", false},
+    };
+    int number = 0;
+    for (const Row& row : rows) {
+        ScriptedServer& from = row.fromTLS ? secure : plain;
+        ScriptedServer& to = row.toTLS ? secure : plain;
+        for (const bool inAddress : {false, true}) {
+            SCOPED_TRACE(::testing::Message()
+                         << row.name << (inAddress ? ", in the address" : ", as headers"));
+            const QByteArray id = QByteArray::number(++number);
+            const QByteArray start = "/start" + id;
+            const QByteArray end = "/end" + id;
+            const Handler handler = routes({{start, redirect(to.url(end, row.to))}, {end, serve(file)}});
+            from.setHandler(handler);
+            to.setHandler(handler);
+            QUrl url = from.url(start, row.from);
+            if (inAddress) {
+                url.setUserName(u"me"_s);
+                url.setPassword(u"p:w"_s);
+            }
+            EXPECT_EQ(run(url, {}, inAddress ? impatient(4) : withSecrets()).words, u"complete"_s);
+            const QByteArray basic = "Basic " + QByteArray("me:p:w").toBase64();
+            const QByteArray cookie = inAddress ? "none" : "session=1";
+            const QByteArray authorization = inAddress ? basic : "Bearer t";
+            expectSeen(seenAt(from, start), 1, cookie, authorization);
+            expectSeen(seenAt(to, end), 5, row.allowed ? cookie : "none",
+                       row.allowed ? authorization : "none");
+        }
+    }
+}
+
+TEST_F(DownloaderSecrets, AreShownToMirrorsOfTheSameSiteOnly) {
+    const Handler handler = serve(file, {.totalBytesPerSecond = 3e6}, {.what = When::What::Data});
+    plain.setHandler(handler);
+    secure.setHandler(handler);
+    QUrl own = plain.url("/own", "b.localhost");
+    own.setUserName(u"mirror"_s);
+    own.setPassword(u"pw"_s);
+    const QList<QUrl> mirrors{plain.url("/sister", "y.a.localhost"), plain.url("/stranger", "b.localhost"),
+                              secure.url("/secure", "a.localhost"), own};
+    const Ending ending = run(plain.url("/primary", "x.a.localhost"), mirrors, withSecrets());
+    ASSERT_EQ(ending.words, u"complete"_s);
+    EXPECT_EQ(ending.result->mirrorsUsed, 5);
+    expectSeen(seenAt(plain, "/primary"), 4, "session=1", "Bearer t");
+    expectSeen(seenAt(plain, "/sister"), 4, "session=1", "Bearer t");
+    expectSeen(seenAt(secure, "/secure"), 4, "session=1", "Bearer t");
+    expectSeen(seenAt(plain, "/stranger"), 4, "none", "none");
+    // What stands in a mirror's own address is for that mirror.
+    expectSeen(seenAt(plain, "/own"), 4, "none", "Basic " + QByteArray("mirror:pw").toBase64());
+}
+
+TEST_F(DownloaderSecrets, OfTheAddressReachNoMirrorOfAnotherSiteAndNoMessage) {
+    plain.setHandler(routes(
+        {{"/f.bin", serve(file)}, {"/stranger", serve(file)}, {"/other", serve(ServerFile::ofSize(5))}}));
+    QUrl url = plain.url("/f.bin", "a.localhost");
+    url.setUserName(u"me"_s);
+    url.setPassword(u"hidden"_s);
+    QUrl other = plain.url("/other", "a.localhost");
+    other.setUserName(u"me"_s);
+    other.setPassword(u"hidden"_s);
+    ::testing::internal::CaptureStderr();
+    const Ending ending = run(url, {plain.url("/stranger", "b.localhost"), other}, impatient(4));
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    ASSERT_EQ(ending.words, u"complete"_s);
+    expectSeen(seenAt(plain, "/stranger"), 4, "none", "none");
+    EXPECT_NE(log.find("mirror skipped"), std::string::npos);
+    EXPECT_EQ(log.find("hidden"), std::string::npos) << log;
+}
+
+TEST_F(DownloaderSecrets, GoToTheOriginalAddressAgainWhenTheRedirectTargetFails) {
+    const QByteArray target = plain.url("/target", "b.localhost").toEncoded();
+    plain.setHandler(routes(
+        {{"/start", redirect(target)},
+         {"/target", serve(file, {.answer = statusAnswer(403)}, {.what = When::What::Data, .last = 12})}}));
+    const Ending ending = run(plain.url("/start", "a.localhost"), {}, withSecrets());
+    ASSERT_EQ(ending.words, u"complete"_s);
+    expectSeen(seenAt(plain, "/start"), 2, "session=1", "Bearer t");
+    expectSeen(seenAt(plain, "/target"), 5, "none", "none");
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,238 @@
+#include "transfer/FileSink.h"
+
+#include "support/SystemFaults.h"
+#include "support/TempFolder.h"
+#include "system/PosixError.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+
+#include <cerrno>
+#include <csignal>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::SystemFaults;
+using test::TempFolder;
+
+/// The code that opening throws, 0 when it does not.
+int openError(const QString& path, std::optional<qint64> preallocate, bool exclusive) {
+    try {
+        const FileSink sink(path, preallocate, exclusive);
+        return 0;
+    } catch (const PosixError& error) {
+        return error.code();
+    }
+}
+
+int writeError(FileSink& sink, const std::string& data, qint64 offset) {
+    try {
+        sink.write(data, offset);
+        return 0;
+    } catch (const PosixError& error) {
+        return error.code();
+    }
+}
+
+TEST(FileSinkTest, OpensWithoutTruncatingAndGivesTheFileItsSize) {
+    struct Case {
+        const char* name;
+        std::optional<QByteArray> before;
+        std::optional<qint64> preallocate;
+        bool exclusive;
+        int error;
+        std::optional<QByteArray> after;
+    };
+    const std::vector<Case> cases{
+        {"made empty", std::nullopt, std::nullopt, true, 0, ""},
+        {"made empty for size 0", std::nullopt, 0, true, 0, ""},
+        {"made with zeros", std::nullopt, 3, true, 0, QByteArray(3, '\0')},
+        {"kept as it is", "abc", std::nullopt, false, 0, "abc"},
+        {"kept at its size", "abc", 3, false, 0, "abc"},
+        {"extended", "abc", 5, false, 0, QByteArray("abc\0\0", 5)},
+        {"not shared when exclusive", "abc", 5, true, EEXIST, "abc"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const TempFolder folder;
+        if (each.before)
+            folder.write(u"f"_s, *each.before);
+        EXPECT_EQ(openError(folder.path(u"f"_s), each.preallocate, each.exclusive), each.error);
+        EXPECT_EQ(folder.tryRead(u"f"_s), each.after);
+    }
+}
+
+TEST(FileSinkTest, RefusesWhatIsNoRegularFileOfItsOwn) {
+    const TempFolder folder;
+    const QString file = folder.write(u"file"_s, "abc");
+    const QString link = folder.path(u"link"_s);
+    const QString pipe = folder.path(u"pipe"_s);
+    ASSERT_EQ(::symlink(QFile::encodeName(file).constData(), QFile::encodeName(link).constData()), 0);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(openError(link, 10, false), ELOOP);
+    EXPECT_EQ(openError(pipe, 10, false), ENXIO);
+    EXPECT_EQ(openError(folder.path(), 10, false), EISDIR);
+    EXPECT_EQ(openError(u"/dev/null"_s, 10, false), EINVAL);
+    EXPECT_EQ(openError(folder.path(u"none/file"_s), 10, true), ENOENT);
+    EXPECT_EQ(folder.read(u"file"_s), "abc");
+}
+
+TEST(FileSinkTest, ASizeThatTheSystemRefusesIsAnErrorAndFreesTheFile) {
+    const TempFolder folder;
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+    const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit small{.rlim_cur = 1024, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const int error = openError(folder.path(u"f"_s), 1025, true);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+    std::signal(SIGXFSZ, previous);
+    EXPECT_EQ(error, EFBIG);
+    EXPECT_FALSE(FileSink::isInUse(folder.path(u"f"_s)));
+}
+
+TEST(FileSinkTest, WritesEveryByteWhereItBelongs) {
+    const TempFolder folder;
+    FileSink sink(folder.path(u"f"_s), 10, true);
+    SystemFaults faults;
+    faults.limitWrites(2);
+    faults.failWrite({EINTR, 0, EINTR, EINTR});
+    EXPECT_EQ(writeError(sink, "56789", 5), 0);
+    EXPECT_EQ(writeError(sink, "", 3), 0);
+    EXPECT_EQ(writeError(sink, "01234", 0), 0);
+    EXPECT_EQ(folder.read(u"f"_s), "0123456789");
+    faults.failWrite({0, ENOSPC});
+    EXPECT_EQ(writeError(sink, "abcd", 0), ENOSPC);
+}
+
+TEST(FileSinkTest, AFailedSyncIsNeverForgotten) {
+    struct Case {
+        const char* name;
+        std::vector<int> syncs;
+        std::vector<bool> full;
+        std::vector<bool> results;
+    };
+    const std::vector<Case> cases{
+        {"good", {}, {false, true}, {true, true}},
+        {"interrupted", {EINTR, EINTR}, {false, true}, {true, true}},
+        {"lost by the ordinary one", {EIO}, {false, false, true}, {false, false, false}},
+        {"lost by the full one", {EIO}, {true, true}, {false, false}},
+        {"the disk is full", {0, ENOSPC}, {false, false, false}, {true, false, false}},
+        {"no full one here", {EINVAL}, {true, true}, {true, true}},
+        {"none here", {EINVAL, EINVAL}, {true, true}, {false, false}},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const TempFolder folder;
+        FileSink sink(folder.path(u"f"_s), 10, true);
+        SystemFaults faults;
+        faults.failSync(each.syncs);
+        std::vector<bool> results;
+        for (const bool full : each.full)
+            results.push_back(sink.flush(full));
+        EXPECT_EQ(results, each.results);
+    }
+}
+
+TEST(FileSinkTest, AClosedSinkDropsWritesAndHasNothingToFlush) {
+    const TempFolder folder;
+    FileSink sink(folder.path(u"f"_s), 3, true);
+    EXPECT_FALSE(sink.isClosed());
+    sink.close();
+    sink.close();
+    EXPECT_TRUE(sink.isClosed());
+    EXPECT_EQ(writeError(sink, "abc", 0), 0);
+    EXPECT_FALSE(sink.flush(false));
+    EXPECT_EQ(folder.read(u"f"_s), QByteArray(3, '\0'));
+}
+
+TEST(FileSinkTest, LateWritesNeverReachTheNextFileWithTheSameDescriptor) {
+    const TempFolder folder;
+    const std::string chunk(4096, 'x');
+    for (int round = 0; round < 100; ++round) {
+        FileSink sink(folder.path(QString::number(round)), std::nullopt, true);
+        std::vector<std::jthread> writers;
+        for (int thread = 0; thread < 3; ++thread)
+            writers.emplace_back([&, thread] {
+                for (int late = 0; late < 100; late += sink.isClosed() ? 1 : 0)
+                    EXPECT_EQ(writeError(sink, chunk, thread * 4096), 0);
+            });
+        std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
+        sink.close();
+        FileSink next(folder.path(u"next"_s), std::nullopt, false);
+        writers.clear();
+        next.close();
+        ASSERT_EQ(folder.read(u"next"_s).size(), 0);
+    }
+}
+
+TEST(FileSinkTest, ASinkOwnsItsFileForAsLongAsItLives) {
+    const TempFolder folder;
+    const QString path = folder.path(u"f"_s);
+    EXPECT_FALSE(FileSink::isInUse(path));
+    {
+        FileSink sink(path, 10, true);
+        EXPECT_TRUE(FileSink::isInUse(path));
+        EXPECT_EQ(openError(path, 10, false), EBUSY);
+        EXPECT_EQ(openError(path, 10, true), EEXIST);
+        EXPECT_FALSE(FileSink::discard(path));
+        sink.close();
+        EXPECT_TRUE(FileSink::isInUse(path)) << "it has yet to be checked and moved";
+        EXPECT_FALSE(FileSink::discard(path));
+    }
+    EXPECT_FALSE(FileSink::isInUse(path));
+    EXPECT_EQ(openError(path, 10, false), 0);
+    EXPECT_TRUE(FileSink::discard(path));
+    EXPECT_FALSE(QFile::exists(path));
+}
+
+TEST(FileSinkTest, OwnershipHoldsAcrossProcessesAndEndsWithACrash) {
+    const TempFolder folder;
+    const QString path = folder.write(u"f"_s, "");
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const FileSink sink(path, 10, false);
+        if (::write(ready[1], "x", 1) == 1)
+            ::pause();
+        ::_exit(1);
+    }
+    char byte = 0;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    EXPECT_TRUE(FileSink::isInUse(path));
+    EXPECT_EQ(openError(path, 10, false), EBUSY);
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_FALSE(FileSink::isInUse(path));
+    EXPECT_EQ(openError(path, 10, false), 0);
+    ::close(ready[0]);
+    ::close(ready[1]);
+}
+
+TEST(FileSinkTest, AskingWhetherAFileIsInUseDisturbsNobody) {
+    const TempFolder folder;
+    const QString path = folder.write(u"f"_s, "");
+    std::jthread curious([&](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            static_cast<void>(FileSink::isInUse(path));
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    for (int round = 0; round < 1000; ++round)
+        ASSERT_EQ(openError(path, std::nullopt, false), 0);
+}
+
+} // namespace
+} // namespace fetra

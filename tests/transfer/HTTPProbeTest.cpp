@@ -1,0 +1,251 @@
+#include "transfer/HTTPProbe.h"
+
+#include "http/CurlClient.h"
+#include "support/FileScript.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
+#include "transfer/DownloadError.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using namespace test;
+
+constexpr qint64 sample = 16'384;
+constexpr qint64 largest = std::numeric_limits<qint64>::max();
+
+TEST(HTTPProbeTest, ReadsContentRanges) {
+    struct Case {
+        QString value;
+        std::optional<qint64> start;
+        std::optional<qint64> total;
+    };
+    const std::vector<Case> cases{
+        {u"bytes 0-0/1234"_s, 0, 1234},
+        {u"bytes 16384-32767/100000"_s, 16384, 100000},
+        {u" bytes 5-9/10\t\u00a0"_s, 5, 10},
+        {u"bytes 5-9/ +10 "_s, 5, 10},
+        {u"bytes +5-9/10"_s, 5, 10},
+        {u"bytes */0"_s, std::nullopt, 0},
+        {u"bytes 0-0/*"_s, 0, std::nullopt},
+        {u"bytes 0-0"_s, 0, std::nullopt},
+        {u"bytes 7"_s, 7, std::nullopt},
+        {u"bytes 0-0/1/2"_s, 0, 2},
+        {u"bytes  0-0/1"_s, std::nullopt, 1},
+        {u"bytes=0-0/1"_s, std::nullopt, 1},
+        {u"bytes -5-9/10"_s, std::nullopt, 10},
+        {u"bytes 0x1-9/1e3"_s, std::nullopt, std::nullopt},
+        {u"bytes 1 -9/1 0"_s, std::nullopt, std::nullopt},
+        {u"bytes ٣-9/٣"_s, std::nullopt, std::nullopt},
+        {u"bytes +-3-9/+-3"_s, std::nullopt, std::nullopt},
+        {u"bytes 9223372036854775807-9/9223372036854775807"_s, largest, largest},
+        {u"bytes 9223372036854775808-9/9223372036854775808"_s, std::nullopt, std::nullopt},
+        {u"bytes /"_s, std::nullopt, std::nullopt},
+        {u""_s, std::nullopt, std::nullopt},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.value.toStdString());
+        EXPECT_EQ(HTTPProbe::contentRangeStart(each.value), each.start);
+        EXPECT_EQ(HTTPProbe::contentRangeTotal(each.value), each.total);
+    }
+}
+
+TEST(HTTPProbeTest, SamplesStartMiddleAndEnd) {
+    struct Case {
+        qint64 total;
+        QList<HTTPProbe::ByteRange> ranges;
+    };
+    const std::vector<Case> cases{
+        {-1, {}},
+        {0, {}},
+        {1, {{0, 0}}},
+        {3 * sample, {{0, 3 * sample - 1}}},
+        {3 * sample + 1, {{0, sample - 1}, {24'576, 24'576 + sample - 1}, {2 * sample + 1, 3 * sample}}},
+        {largest,
+         {{0, sample - 1}, {largest / 2, largest / 2 + sample - 1}, {largest - sample, largest - 1}}},
+    };
+    for (const Case& each : cases)
+        EXPECT_EQ(HTTPProbe::sampleRanges(each.total), each.ranges) << each.total;
+}
+
+TEST(HTTPProbeTest, TheBaseRequestLetsNobodyChangeAgentOrCoding) {
+    const DownloadOptions options{
+        .requestTimeout = 7.5,
+        .headers = {{u"user-AGENT"_s, u"mine"_s}, {u"accept-encoding"_s, u"gzip"_s}, {u"Cookie"_s, u"ü=1"_s}},
+        .userAgent = u"agent"_s};
+    const HTTPRequest request = HTTPProbe::request(QUrl(u"https://h/f"_s), options);
+    EXPECT_EQ(request.url, QUrl(u"https://h/f"_s));
+    EXPECT_EQ(request.timeout, 7.5);
+    EXPECT_EQ(request.headers.values("User-Agent"), std::vector<QByteArray>{"agent"});
+    EXPECT_EQ(request.headers.values("Accept-Encoding"), std::vector<QByteArray>{"identity"});
+    EXPECT_EQ(request.headers.value("Cookie"), u"ü=1"_s);
+    EXPECT_EQ(request.headers.fields().size(), 3U);
+    EXPECT_EQ(HTTPProbe::rangeValue(5, 9), "bytes=5-9");
+    EXPECT_EQ(HTTPProbe::rangeValue(5, std::nullopt), "bytes=5-");
+}
+
+/// Asks a scripted server over the real client.
+class HTTPProbeServerTest : public ::testing::Test {
+protected:
+    RemoteInfo probe(const QByteArray& path = "/file.bin") {
+        return HTTPProbe::probe(server.url(path), *session, DownloadOptions());
+    }
+
+    /// What `work` throws; nothing when it throws nothing.
+    static std::optional<DownloadError> errorOf(const std::function<void()>& work) {
+        try {
+            work();
+            return std::nullopt;
+        } catch (const DownloadError& error) {
+            return error;
+        }
+    }
+
+    ScriptedServer server;
+    CurlClient client;
+    std::unique_ptr<HTTPSession> session = client.makeSession({});
+};
+
+TEST_F(HTTPProbeServerTest, LearnsSizeAndRangesFromTheAnswer) {
+    struct Case {
+        const char* name;
+        Lies lies;
+        bool acceptsRanges;
+        std::optional<qint64> totalSize;
+    };
+    const std::vector<Case> cases{
+        {"honest", {}, true, 5000},
+        {"ignores ranges", {.ignoreRange = true}, false, 5000},
+        {"no length", {.ignoreRange = true, .framing = Framing::UntilClose}, false, std::nullopt},
+        {"total withheld", {.contentRangeTotal = "*"}, false, std::nullopt},
+        {"no content range", {.omitContentRange = true}, false, std::nullopt},
+        {"negative total", {.contentRange = "bytes 0-0/-5"}, false, std::nullopt},
+        {"empty", {.answer = FixedAnswer{416, {{"Content-Range", "bytes */0"}}}}, true, 0},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        server.setHandler(serve(ServerFile::ofSize(5000), each.lies));
+        const RemoteInfo info = probe();
+        EXPECT_EQ(info.acceptsRanges, each.acceptsRanges);
+        EXPECT_EQ(info.totalSize, each.totalSize);
+        EXPECT_EQ(server.log().back().header("Range"), "bytes=0-0");
+    }
+}
+
+TEST_F(HTTPProbeServerTest, RefusalsCarryTheirStatus) {
+    struct Case {
+        FixedAnswer answer;
+        qint64 status;
+    };
+    const std::vector<Case> cases{
+        {statusAnswer(404), 404},
+        {statusAnswer(503, "5"), 503},
+        {{416, {}}, 416},
+        {{416, {{"Content-Range", "bytes */*"}}}, 416},
+        {{416, {{"Content-Range", "bytes */-1"}}}, 416},
+    };
+    for (const Case& each : cases) {
+        server.setHandler(serve(ServerFile::ofSize(5000), {.answer = each.answer}));
+        EXPECT_EQ(errorOf([&] { static_cast<void>(probe()); }), DownloadError::badStatus(each.status));
+    }
+    server.setHandler(serve(ServerFile::ofSize(5000), {.raw = "SSH-2.0-OpenSSH_9.2\r\n"}));
+    EXPECT_EQ(errorOf([&] { static_cast<void>(probe()); }), DownloadError::notHTTP());
+}
+
+TEST_F(HTTPProbeServerTest, TellsValidatorsTypeAddressesAndName) {
+    ServerFile file = ServerFile::ofSize(10);
+    file.contentType = "Application/PDF; charset=binary";
+    server.setHandler(routes({{"/go", redirect("/real/My%20File")}, {"/real/My%20File", serve(file)}}));
+    const RemoteInfo info = probe("/go");
+    EXPECT_EQ(info.originalURL, server.url("/go"));
+    EXPECT_EQ(info.finalURL, server.url("/real/My%20File"));
+    EXPECT_EQ(info.etag, QString::fromUtf8(file.etag));
+    EXPECT_EQ(info.lastModified, QString::fromUtf8(file.lastModified));
+    EXPECT_EQ(info.contentType, u"application/pdf"_s);
+    EXPECT_EQ(info.suggestedFilename, u"My File.pdf"_s);
+
+    server.setHandler(serve(file.withoutValidators()));
+    EXPECT_EQ(probe().etag, std::nullopt);
+    EXPECT_EQ(probe().lastModified, std::nullopt);
+}
+
+TEST_F(HTTPProbeServerTest, NamesTheFileByTheFirstSourceThatKnows) {
+    struct Case {
+        QByteArray disposition;
+        QByteArray path;
+        QByteArray target;
+        QString name;
+    };
+    const std::vector<Case> cases{
+        {"attachment; filename=\"../x.zip\"", "/a.zip", "/b.zip", u"_x.zip"_s},
+        {"attachment; filename=\"x.zip", "/a.zip", "/b.zip", u"b.zip"_s},
+        {"attachment; filename=na\xefve.txt", "/a.zip", "/b.zip", u"naïve.txt"_s},
+        {"", "/a.zip", "/b.zip", u"b.zip"_s},
+        {"", "/a.zip", "/", u"a.zip"_s},
+        {"", "/", "/?x", u"download"_s},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name.toStdString());
+        ServerFile file = ServerFile::ofSize(10);
+        file.contentDisposition = each.disposition;
+        server.setHandler([&](ServerExchange& exchange) {
+            const bool isFirst = exchange.request().target == each.path;
+            (isFirst ? redirect(each.target) : serve(file))(exchange);
+        });
+        EXPECT_EQ(probe(each.path).suggestedFilename, each.name);
+    }
+}
+
+TEST_F(HTTPProbeServerTest, AProbeDoesNotReadTheBody) {
+    constexpr qint64 size = 64 * 1024 * 1024;
+    server.setHandler(serve(ServerFile::ofSize(size), {.ignoreRange = true}));
+    EXPECT_EQ(probe().totalSize, size);
+    EXPECT_LT(server.bodyBytesSent(), size / 4);
+}
+
+TEST_F(HTTPProbeServerTest, TheFingerprintIsTheSampledBytes) {
+    const QByteArray content = testContent(100'000);
+    server.setHandler(serve(ServerFile{.content = content}));
+    const QByteArray bytes =
+        HTTPProbe::fingerprint(server.url(), content.size(), *session, DownloadOptions());
+    EXPECT_EQ(bytes, content.first(sample) + content.sliced(50'000, sample) + content.last(sample));
+    EXPECT_EQ(server.maxSimultaneousExchanges(), 1);
+    EXPECT_EQ(HTTPProbe::fingerprint(server.url(), 0, *session, DownloadOptions()), QByteArray());
+    EXPECT_EQ(server.requests(), 3);
+}
+
+TEST_F(HTTPProbeServerTest, AFingerprintTakesOnlyExactAnswers) {
+    struct Case {
+        const char* name;
+        Lies lies;
+        DownloadError error;
+    };
+    const std::vector<Case> cases{
+        {"whole file", {.ignoreRange = true}, DownloadError::badStatus(200)},
+        {"other status", {.partialStatus = 203}, DownloadError::badStatus(203)},
+        {"no content range", {.omitContentRange = true}, DownloadError::badStatus(206)},
+        {"shifted", {.rangeShift = 1}, DownloadError::badStatus(206)},
+        {"longer", {.rangeExtra = 1}, DownloadError::badStatus(206)},
+        {"shorter", {.rangeExtra = -1}, DownloadError::badStatus(206)},
+        {"refused", {.answer = statusAnswer(403)}, DownloadError::badStatus(403)},
+        {"no HTTP", {.raw = "hello\r\n\r\n"}, DownloadError::notHTTP()},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        server.setHandler(serve(ServerFile::ofSize(100'000), each.lies));
+        EXPECT_EQ(errorOf([&] {
+                      static_cast<void>(
+                          HTTPProbe::fingerprint(server.url(), 100'000, *session, DownloadOptions()));
+                  }),
+                  each.error);
+    }
+}
+
+} // namespace
+} // namespace fetra

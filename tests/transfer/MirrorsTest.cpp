@@ -1,0 +1,244 @@
+#include "transfer/Mirrors.h"
+
+#include "DownloadRun.h"
+#include "support/Eventually.h"
+#include "support/FileScript.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
+#include "transfer/HTTPProbe.h"
+
+#include <gtest/gtest.h>
+#include <QCryptographicHash>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using What = When::What;
+
+constexpr qint64 fileSize = 3 * 1024 * 1024;
+
+class MirrorsTest : public ::testing::Test {
+protected:
+    static LieRule data(Lies lies) { return {.when = {.what = What::Data}, .lies = std::move(lies)}; }
+
+    Ending run(const QList<QUrl>& mirrors, DownloadOptions options = impatient(8)) {
+        ::testing::internal::CaptureStderr();
+        const Ending ending =
+            download(world, toFolder(primary.url("/f.bin"), folder.path(), mirrors), options);
+        log = QString::fromStdString(::testing::internal::GetCapturedStderr());
+        expectNothingWrongIsFinished(folder, file.content);
+        return ending;
+    }
+    static QString differs(const QUrl& url) {
+        return u"[WRN] mirror skipped, size or range support differs: "_s + url.toString(QUrl::FullyEncoded) +
+               u'\n';
+    }
+    static QString sampledBytesDiffer(const QUrl& url) {
+        return u"[WRN] mirror skipped, sampled bytes differ from the primary: "_s +
+               url.toString(QUrl::FullyEncoded) + u'\n';
+    }
+
+    const ServerFile file = ServerFile::ofSize(fileSize);
+    const TempFolder folder;
+    ScriptedServer primary{serve(file)};
+    ScriptedServer mirror;
+    RealWorld world;
+    QString log;
+};
+
+/// What the server was asked for besides the probe and samples, in bytes.
+qint64 bytesAskedOf(const ScriptedServer& server) {
+    qint64 bytes = 0;
+    for (const ServerRequest& request : server.log()) {
+        if (request.range && request.range->first && request.range->last) {
+            const qint64 length = *request.range->last - *request.range->first + 1;
+            bytes += length > 16'384 ? length : 0;
+        }
+    }
+    return bytes;
+}
+
+TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
+    const auto damagedAt = [this](qint64 offset) {
+        ServerFile damaged = file;
+        damaged.content = withDamage(file.content, offset, 1);
+        return damaged;
+    };
+    enum class Verdict { Admitted, Differs, SampledBytesDiffer };
+    struct Row {
+        const char* name;
+        Handler handler;
+        Verdict verdict;
+    };
+    ServerFile otherTags = file.withETag("\"mirror\"");
+    otherTags.lastModified.clear();
+    const std::vector<Row> rows{
+        {"honest", serve(file), Verdict::Admitted},
+        {"other validators", serve(otherTags), Verdict::Admitted},
+        {"slow to answer", serve(file, {.latency = 300ms}), Verdict::Admitted},
+        {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Verdict::Differs},
+        {"no ranges", serve(file, {.ignoreRange = true}), Verdict::Differs},
+        {"no total", serve(file, {.contentRangeTotal = "*"}), Verdict::Differs},
+        {"missing", serve(file, {.answer = statusAnswer(404)}), Verdict::Differs},
+        {"login page", serve(file, {.answer = loginPage()}), Verdict::Differs},
+        {"garbage", serve(file, {.raw = "nonsense\n"}), Verdict::Differs},
+        {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}),
+         Verdict::Differs},
+        {"other first byte", serve(damagedAt(0)), Verdict::SampledBytesDiffer},
+        {"other byte in the middle", serve(damagedAt(fileSize / 2 + 16'383)), Verdict::SampledBytesDiffer},
+        {"other last byte", serve(damagedAt(fileSize - 1)), Verdict::SampledBytesDiffer},
+        {"samples refused", serve(file, {.answer = statusAnswer(503)}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
+        {"samples shifted", serve(file, {.rangeShift = 1}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
+        {"samples too short", serve(file, {.rangeExtra = -1}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
+        {"samples too long", serve(file, {.rangeExtra = 1}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
+    };
+    const QUrl url = mirror.url("/mirror/f.bin");
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        mirror.setHandler(row.handler);
+        const qint64 asked = bytesAskedOf(mirror);
+        const Ending ending = run({url});
+        ASSERT_EQ(ending.words, u"complete"_s);
+        EXPECT_EQ(ending.result->mirrorsUsed, row.verdict == Verdict::Admitted ? 2 : 1);
+        EXPECT_EQ(bytesAskedOf(mirror) > asked, row.verdict == Verdict::Admitted);
+        EXPECT_EQ(log, row.verdict == Verdict::Admitted  ? QString()
+                       : row.verdict == Verdict::Differs ? differs(url)
+                                                         : sampledBytesDiffer(url));
+        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+    }
+}
+
+TEST_F(MirrorsTest, KeepsTheOrderGivenWhateverTheOrderOfTheAnswers) {
+    mirror.setHandler(routes({{"/slow", serve(file, {.latency = 200ms}, {.what = What::Probe})},
+                              {"/wrong", serve(ServerFile::ofSize(5))},
+                              {"/elsewhere", redirect("/fast?signed")},
+                              {"/fast", serve(file)},
+                              {"/different", serve(ServerFile::ofSize(fileSize, 9))}}));
+    const QList<QUrl> mirrors{mirror.url("/slow"), mirror.url("/wrong"), mirror.url("/elsewhere"),
+                              mirror.url("/different"), mirror.url("/fast")};
+    const DownloadOptions options = impatient(8);
+    const auto session = world.services().http.makeSession({.maxConnectionsPerHost = 8});
+    const RemoteInfo info = HTTPProbe::probe(primary.url("/f.bin"), *session, options);
+    ::testing::internal::CaptureStderr();
+    const QList<Mirrors::Admitted> admitted = Mirrors::admit(mirrors, info, *session, options);
+    EXPECT_EQ(QString::fromStdString(::testing::internal::GetCapturedStderr()),
+              differs(mirrors[1]) + sampledBytesDiffer(mirrors[3]));
+    ASSERT_EQ(admitted.size(), 3);
+    EXPECT_EQ(admitted[0].original, mirrors[0]);
+    EXPECT_EQ(admitted[1].original, mirrors[2]);
+    EXPECT_EQ(admitted[1].resolved, mirror.url("/fast?signed"));
+    EXPECT_EQ(admitted[2].original, mirrors[4]);
+}
+
+TEST_F(MirrorsTest, SkipsEveryMirrorOfAPrimaryThatShowsNoSamples) {
+    primary.setHandler(serve(file, {.answer = statusAnswer(500)}, {.what = What::Data, .last = 1}));
+    mirror.setHandler(serve(file));
+    EXPECT_EQ(run({mirror.url("/f.bin")}).words, u"complete"_s);
+    EXPECT_EQ(log, sampledBytesDiffer(mirror.url("/f.bin")));
+    EXPECT_EQ(bytesAskedOf(mirror), 0);
+}
+
+TEST_F(MirrorsTest, ComparesAllOfASmallFile) {
+    const ServerFile small = ServerFile::ofSize(40'000);
+    ServerFile damaged = small;
+    damaged.content = withDamage(small.content, 21'000, 1);
+    primary.setHandler(serve(small));
+    mirror.setHandler(serve(damaged));
+    ::testing::internal::CaptureStderr();
+    const Ending ending =
+        download(world, toFolder(primary.url("/f.bin"), folder.path(), {mirror.url("/f.bin")}), impatient(8));
+    EXPECT_EQ(QString::fromStdString(::testing::internal::GetCapturedStderr()),
+              sampledBytesDiffer(mirror.url("/f.bin")));
+    EXPECT_EQ(ending.words, u"complete"_s);
+    EXPECT_TRUE(folder.read(u"f.bin"_s) == small.content);
+}
+
+TEST_F(MirrorsTest, AsksNoMirrorWhenThePrimaryHasNoRangesOrNoBytes) {
+    mirror.setHandler(serve(file));
+    primary.setHandler(serve(file, {.ignoreRange = true}));
+    EXPECT_EQ(run({mirror.url("/f.bin")}).words, u"complete"_s);
+    ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+    primary.setHandler(serve(ServerFile::ofSize(0)));
+    const Ending empty =
+        download(world, toFolder(primary.url("/empty"), folder.path(), {mirror.url("/f.bin")}), impatient(8));
+    EXPECT_EQ(empty.words, u"complete"_s);
+    EXPECT_EQ(mirror.requests(), 0);
+}
+
+TEST_F(MirrorsTest, ShareTheWork) {
+    ScriptedServer third(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
+    primary.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
+    mirror.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
+    const Ending ending = run({mirror.url("/f.bin"), third.url("/f.bin")}, impatient(6));
+    ASSERT_EQ(ending.words, u"complete"_s);
+    EXPECT_EQ(ending.result->mirrorsUsed, 3);
+    for (const ScriptedServer* server : {&primary, &mirror, &third})
+        EXPECT_GT(server->bodyBytesSent(), fileSize / 6);
+}
+
+TEST_F(MirrorsTest, GoesOnWithTheOthersWhenOneFails) {
+    struct Row {
+        const char* name;
+        Lies lies;
+    };
+    ServerFile changed = ServerFile::ofSize(fileSize, 3).withETag("\"changed\"");
+    changed.lastModified = "Thu, 07 Mar 2024 10:00:00 GMT";
+    const Row rows[] = {
+        {"dies", {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}},
+        {"forbids", {.answer = statusAnswer(403)}},
+        {"becomes a page", {.answer = loginPage()}},
+        {"changes", {.file = changed}},
+        {"labels wrongly", {.contentRangeTotal = "7"}},
+        {"compresses", {.contentEncoding = "gzip"}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        // Three samples and one stretch of data are honest, but for its end.
+        mirror.setHandler(FileScript{
+            .file = file,
+            .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
+                      {.when = {.what = What::Data, .last = 4}, .lies = {.cut = Cut{.at = 100'000}}},
+                      {.when = {.what = What::Data}, .lies = row.lies}}}
+                              .handler());
+        primary.setHandler(serve(file, {.totalBytesPerSecond = 5e6}, {.what = What::Data}));
+        const Ending ending = run({mirror.url("/f.bin")}, impatient(4));
+        ASSERT_EQ(ending.words, u"complete"_s);
+        EXPECT_EQ(ending.result->mirrorsUsed, 2);
+        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+    }
+}
+
+TEST_F(MirrorsTest, OutlivesThePrimary) {
+    mirror.setHandler(serve(file));
+    primary.setHandler(
+        FileScript{.file = file,
+                   .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
+                             {.when = {.what = What::Data}, .lies = {.answer = statusAnswer(500)}}}}
+            .handler());
+    const Ending ending = run({mirror.url("/f.bin")});
+    EXPECT_EQ(ending.words, u"complete"_s);
+}
+
+TEST_F(MirrorsTest, ADifferenceThatNoSampleShowsIsCaughtByTheDigest) {
+    ServerFile damaged = file;
+    damaged.content = withDamage(file.content, fileSize / 4, fileSize / 5);
+    mirror.setHandler(serve(damaged));
+    primary.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data, .first = 4}));
+    DownloadOptions options = impatient(8);
+    options.dynamicSplit = false;
+    options.expectedSHA256 =
+        QString::fromLatin1(QCryptographicHash::hash(file.content, QCryptographicHash::Sha256).toHex());
+    EXPECT_TRUE(run({mirror.url("/f.bin")}, options).words.startsWith(u"checksumMismatch"_s));
+    EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
+    // Without that mirror it can be had.
+    EXPECT_EQ(run({}, options).words, u"complete"_s);
+}
+
+} // namespace
+} // namespace fetra::test

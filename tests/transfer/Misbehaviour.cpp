@@ -1,0 +1,87 @@
+#include "Misbehaviour.h"
+
+#include "DownloadRun.h"
+#include "segmented/HostLimits.h"
+
+#include <gtest/gtest.h>
+
+namespace fetra::test {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void expectLeft(const Misbehaviour& row, const TempFolder& folder) {
+    switch (row.left) {
+    case Misbehaviour::Left::Nothing:
+        EXPECT_EQ(folder.names(), QStringList{});
+        break;
+    case Misbehaviour::Left::Part:
+        EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
+        break;
+    case Misbehaviour::Left::Record:
+        EXPECT_EQ(folder.names(), (QStringList{u"f.bin.fetra"_s, u"f.bin.part"_s}));
+        break;
+    }
+}
+
+void runOnce(const Misbehaviour& row, bool tls, qint64 lanes) {
+    HostLimits::forget(u"127.0.0.1"_s);
+    RealWorld world;
+    const TempFolder folder;
+    ScriptedServer server({}, {.certificate = tls ? std::optional(TestCertificate()) : std::nullopt});
+    server.setHandler(row.handler ? row.handler(server)
+                                  : FileScript{.file = row.file, .rules = row.lies}.handler());
+    if (row.connections)
+        server.setConnectionRule(row.connections);
+
+    const QByteArray right = row.finished.value_or(row.file.content);
+    DownloadRequest request;
+    request.url = server.url("/f.bin");
+    request.target = folderURL(folder.path());
+    const Ending ending = download(world, request, impatient(lanes, row.maxRetries));
+    EXPECT_TRUE(ending.words.startsWith(QString::fromStdString(row.end)))
+        << "it ended with: " << ending.words.toStdString();
+    expectNothingWrongIsFinished(folder, right);
+    if (ending.isComplete()) {
+        EXPECT_EQ(folder.names(), QStringList{u"f.bin"_s});
+        EXPECT_EQ(ending.result->bytes, right.size());
+        return;
+    }
+    expectLeft(row, folder);
+
+    const qint64 held = heldBytes(folder, u"f.bin"_s, row.file.content);
+    server.setHandler(serve(row.file));
+    server.setConnectionRule({});
+    const Ending second = download(world, request, impatient(lanes));
+    EXPECT_EQ(second.words, u"complete"_s);
+    expectNothingWrongIsFinished(folder, row.file.content);
+    EXPECT_EQ(folder.names(), QStringList{u"f.bin"_s});
+    EXPECT_EQ(second.isComplete() ? second.result->resumedFrom : -1, held);
+}
+
+} // namespace
+
+const ServerFile& Misbehaviour::defaultFile() {
+    static const ServerFile file = ServerFile::ofSize(defaultSize);
+    return file;
+}
+
+std::ostream& operator<<(std::ostream& out, const Misbehaviour& row) {
+    return out << row.name;
+}
+
+std::vector<Misbehaviour> thoseAlsoOverTLS(const std::vector<Misbehaviour>& rows) {
+    std::vector<Misbehaviour> marked;
+    std::ranges::copy_if(rows, std::back_inserter(marked), &Misbehaviour::alsoOverTLS);
+    return marked;
+}
+
+void runMisbehaviour(const Misbehaviour& row, bool tls) {
+    for (const qint64 lanes : row.lanes) {
+        SCOPED_TRACE(::testing::Message() << lanes << " lanes");
+        runOnce(row, tls, lanes);
+    }
+}
+
+} // namespace fetra::test

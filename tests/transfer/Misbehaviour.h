@@ -1,0 +1,64 @@
+#pragma once
+
+#include "support/FileScript.h"
+#include "support/ScriptedServer.h"
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace fetra::test {
+
+/// One thing that a server does wrong, and the one right way for a download to end.
+struct Misbehaviour {
+    /// What must be left of a download that failed.
+    enum class Left {
+        Nothing, ///< the folder is empty
+        Part,    ///< the partial file
+        Record,  ///< the partial file and a record of what is in it
+    };
+
+    std::string name; ///< letters, digits and underscores
+    std::vector<LieRule> lies = {};
+    /// The beginning of `Ending::words`.
+    std::string end = "complete";
+    Left left = Left::Record;
+
+    std::vector<qint64> lanes = {1, 8};
+    qint64 maxRetries = 12;
+    bool alsoOverTLS = false;
+    ServerFile file = defaultFile();
+    /// What the finished file must hold, where it is not the content of `file`.
+    std::optional<QByteArray> finished = {};
+    /// In place of a script with `lies`.
+    std::function<Handler(const ScriptedServer&)> handler = {};
+    std::function<ConnectionFate(qint64 connection)> connections = {};
+
+    [[nodiscard]] static const ServerFile& defaultFile();
+    static constexpr qint64 defaultSize = 2 * 1024 * 1024;
+};
+
+std::ostream& operator<<(std::ostream& out, const Misbehaviour& row);
+[[nodiscard]] std::vector<Misbehaviour> thoseAlsoOverTLS(const std::vector<Misbehaviour>& rows);
+
+/// Downloads with each of the numbers of lanes and judges the end, what is in the folder, and, after a
+/// failure, whether an honest server gets asked for no byte that was held.
+void runMisbehaviour(const Misbehaviour& row, bool tls);
+
+/// Makes the tests of a table: every row over plain HTTP, the marked ones also over TLS.
+#define FETRA_MISBEHAVIOUR_TESTS(Suite, rows)                                                                \
+    class Suite : public ::testing::TestWithParam<Misbehaviour> {};                                          \
+    class Suite##OverTLS : public ::testing::TestWithParam<Misbehaviour> {};                                 \
+    TEST_P(Suite, EndsRight) {                                                                               \
+        runMisbehaviour(GetParam(), false);                                                                  \
+    }                                                                                                        \
+    TEST_P(Suite##OverTLS, EndsRight) {                                                                      \
+        runMisbehaviour(GetParam(), true);                                                                   \
+    }                                                                                                        \
+    INSTANTIATE_TEST_SUITE_P(Server, Suite, ::testing::ValuesIn(rows()),                                     \
+                             [](const auto& row) { return row.param.name; });                                \
+    INSTANTIATE_TEST_SUITE_P(Server, Suite##OverTLS, ::testing::ValuesIn(thoseAlsoOverTLS(rows())),          \
+                             [](const auto& row) { return row.param.name; })
+
+} // namespace fetra::test

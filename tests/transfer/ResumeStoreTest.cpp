@@ -1,0 +1,295 @@
+#include "transfer/ResumeStore.h"
+
+#include "support/SystemFaults.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cerrno>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using Segments = QList<ResumeRecord::Seg>;
+using test::SystemFaults;
+using test::TempFolder;
+
+constexpr qint64 largest = std::numeric_limits<qint64>::max();
+
+ResumeRecord recordOf(Segments segments, qint64 total) {
+    return {.url = u"https://h/f?q=1"_s,
+            .totalSize = total,
+            .etag = u"\"v1\""_s,
+            .lastModified = u"Tue, 05 Mar 2024 10:00:00 GMT"_s,
+            .segments = std::move(segments)};
+}
+
+/// `count` segments of 10 bytes each.
+ResumeRecord recordOf(qint64 count) {
+    Segments segments;
+    for (qint64 index = 0; index < count; ++index)
+        segments.append({.start = index * 10, .end = index * 10 + 9, .current = index * 10 + 5});
+    return recordOf(segments, count * 10);
+}
+
+ino_t inodeOf(const QString& path) {
+    struct stat status {};
+    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_ino : 0;
+}
+
+TEST(ResumeStoreTest, SavedRecordsAreLoadedAgain) {
+    const TempFolder folder;
+    ResumeRecord bare = recordOf({{0, largest - 1, 9'007'199'254'740'993}}, largest);
+    bare.version = 7;
+    bare.etag = std::nullopt;
+    bare.lastModified = std::nullopt;
+    for (const ResumeRecord& record : {recordOf(3), bare}) {
+        ResumeStore::save(record, folder.path(u"f.fetra"_s));
+        EXPECT_EQ(ResumeStore::load(folder.path(u"f.fetra"_s)), record);
+    }
+    EXPECT_EQ(folder.read(u"f.fetra"_s).count("etag"), 0);
+    EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
+}
+
+TEST(ResumeStoreTest, ReadsValidRecordsOnly) {
+    const QByteArray good =
+        R"({"segments":[{"current":1,"end":9,"start":0}],"totalSize":10,"url":"u","version":2})";
+    ASSERT_TRUE(ResumeStore::decode(good));
+    struct Change {
+        QByteArray from;
+        QByteArray to;
+        bool valid;
+    };
+    const std::vector<Change> changes{
+        {R"("version":2)", R"("version":3, "more":null)", true},
+        {R"("current":1)", R"("current":1.0)", true},
+        {R"("version":2)", R"("version":2,"etag":"e")", true},
+        {R"("version":2)", R"("version":2,"etag":5)", false},
+        {R"("version":2)", R"("version":2,"lastModified":[])", false},
+        {R"("version":2)", R"("version":"2")", false},
+        {R"(,"version":2)", "", false},
+        {R"("url":"u",)", "", false},
+        {R"("url":"u")", R"("url":["u"])", false},
+        {R"("url":"u")", R"("url":"\ud800")", false},
+        {R"("totalSize":10)", R"("totalSize":10.5)", false},
+        {R"("totalSize":10)", R"("totalSize":9223372036854775808)", false},
+        {R"("totalSize":10)", R"("totalSize":1e300)", false},
+        {R"("totalSize":10)", R"("totalSize":true)", false},
+        {R"("totalSize":10,)", "", false},
+        {R"("current":1,)", "", false},
+        {R"("current":1)", R"("current":"1")", false},
+        {R"([{"current":1,"end":9,"start":0}])", R"({"current":1,"end":9,"start":0})", false},
+        {R"([{"current":1,"end":9,"start":0}])", "[3]", false},
+        {R"({"segments")", R"([{"segments")", false},
+        {R"("version":2})", R"("version":2)", false},
+        {good, "", false},
+    };
+    for (const Change& change : changes) {
+        QByteArray json = good;
+        json.replace(change.from, change.to);
+        ASSERT_NE(json, good) << change.from.constData();
+        EXPECT_EQ(ResumeStore::decode(json).has_value(), change.valid) << json.constData();
+    }
+}
+
+TEST(ResumeStoreTest, ReadsNoMoreThanItsLimits) {
+    const TempFolder folder;
+    const QByteArray json = ResumeStore::encode(recordOf(1));
+    constexpr qsizetype limit = 4 * 1024 * 1024;
+    EXPECT_TRUE(ResumeStore::load(folder.write(u"fits"_s, json.leftJustified(limit, ' '))));
+    EXPECT_FALSE(ResumeStore::load(folder.write(u"big"_s, json.leftJustified(limit + 1, ' '))));
+    const QByteArray segment = R"({"start":0,"end":9,"current":5},)";
+    for (const qsizetype count : {100'000, 100'001}) {
+        QByteArray many = json;
+        many.replace("[", '[' + segment.repeated(count - 1));
+        EXPECT_EQ(ResumeStore::decode(many).has_value(), count == 100'000);
+    }
+    EXPECT_FALSE(ResumeStore::load(folder.path(u"missing"_s)));
+}
+
+TEST(ResumeStoreTest, AFailedSaveKeepsThePreviousRecord) {
+    const TempFolder folder;
+    const QString path = folder.path(u"f.fetra"_s);
+    ResumeStore::save(recordOf(100), path);
+    const ino_t inode = inodeOf(path);
+    for (const int code : {EIO, EACCES}) {
+        SystemFaults faults;
+        faults.failSync({code});
+        ResumeStore::save(recordOf(99), path);
+        EXPECT_EQ(ResumeStore::load(path), recordOf(100)) << code;
+        EXPECT_EQ(inodeOf(path), inode);
+        EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
+    }
+}
+
+TEST(ResumeStoreTest, OnAFullDiskTheRecordIsOverwrittenWhereItFits) {
+    struct Case {
+        const char* name;
+        qint64 before;
+        qint64 after;
+        int code;
+        bool saved;
+    };
+    const std::vector<Case> cases{
+        {"shorter", 100, 90, ENOSPC, true},
+        {"a little longer", 90, 91, EDQUOT, true},
+        {"longer than the blocks", 90, 2000, ENOSPC, false},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        const TempFolder folder;
+        const QString path = folder.path(u"f.fetra"_s);
+        ResumeStore::save(recordOf(each.before), path);
+        const ino_t inode = inodeOf(path);
+        SystemFaults faults;
+        faults.failSync({each.code});
+        ResumeStore::save(recordOf(each.after), path);
+        EXPECT_EQ(folder.read(u"f.fetra"_s),
+                  ResumeStore::encode(recordOf(each.saved ? each.after : each.before)));
+        EXPECT_EQ(inodeOf(path), inode);
+        EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
+    }
+}
+
+TEST(ResumeStoreTest, AnOverwriteThatIsCutShortLeavesNoRestOfTheOldRecord) {
+    const TempFolder folder;
+    const QString path = folder.path(u"f.fetra"_s);
+    ResumeStore::save(recordOf(100), path);
+    SystemFaults faults;
+    faults.failSync({ENOSPC, EIO}); // Written but not known to be on disk: the last that still reads.
+    ResumeStore::save(recordOf(90), path);
+    EXPECT_EQ(ResumeStore::load(path), recordOf(90));
+}
+
+TEST(ResumeStoreTest, NeverOverwritesThroughALink) {
+    const TempFolder folder;
+    const QString target = folder.write(u"precious"_s, QByteArray(100'000, 'p'));
+    const QString path = folder.path(u"f.fetra"_s);
+    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()), 0);
+    SystemFaults faults;
+    faults.failSync({ENOSPC});
+    ResumeStore::save(recordOf(3), path);
+    EXPECT_EQ(folder.read(u"precious"_s), QByteArray(100'000, 'p'));
+}
+
+TEST(ResumeStoreTest, RemovesTheRecordAndAStrayTemporaryFile) {
+    const TempFolder folder;
+    folder.write(u"f.fetra"_s, "x");
+    folder.write(u"f.fetra.tmp"_s, "x");
+    folder.write(u"f.part"_s, "x");
+    ResumeStore::remove(folder.path(u"f.fetra"_s));
+    ResumeStore::remove(folder.path(u"f.fetra"_s));
+    EXPECT_EQ(folder.names(), QStringList{u"f.part"_s});
+}
+
+TEST(ResumeStoreTest, OnlyARecordOfTheSameFileIsValid) {
+    const TempFolder folder;
+    const QString part = folder.write(u"f.part"_s, QByteArray(30, '\0'));
+    struct Case {
+        const char* name;
+        std::function<void(ResumeRecord&, RemoteInfo&)> change;
+        bool sameFile;
+        bool valid;
+    };
+    const std::vector<Case> cases{
+        {"unchanged", [](auto&, auto&) {}, true, true},
+        {"no ranges any more", [](auto&, auto& info) { info.acceptsRanges = false; }, false, false},
+        {"size unknown", [](auto&, auto& info) { info.totalSize = std::nullopt; }, false, false},
+        {"other size", [](auto&, auto& info) { info.totalSize = 31; }, false, false},
+        {"address before the redirect", [](auto&, auto& info) { info.finalURL = QUrl(u"https://cdn/x"_s); },
+         true, true},
+        {"address after it", [](auto&, auto& info) { info.originalURL = QUrl(u"https://old/x"_s); }, true,
+         true},
+        {"other query",
+         [](auto&, auto& info) { info.originalURL = info.finalURL = QUrl(u"https://h/f?q=2"_s); }, false,
+         false},
+        {"other ETag, same date", [](auto&, auto& info) { info.etag = u"\"v2\""_s; }, false, false},
+        {"same ETag, other date", [](auto&, auto& info) { info.lastModified = u"later"_s; }, true, true},
+        {"same ETag, no date", [](auto&, auto& info) { info.lastModified = std::nullopt; }, true, true},
+        {"ETag gone, same date", [](auto&, auto& info) { info.etag = std::nullopt; }, true, true},
+        {"ETag gone, other date",
+         [](auto&, auto& info) {
+             info.etag = std::nullopt;
+             info.lastModified = u"later"_s;
+         },
+         false, false},
+        {"ETag new, same date", [](auto& record, auto&) { record.etag = std::nullopt; }, true, true},
+        {"no validators at all",
+         [](auto& record, auto& info) {
+             record.etag = record.lastModified = std::nullopt;
+             info.etag = info.lastModified = std::nullopt;
+         },
+         false, false},
+        {"other version", [](auto& record, auto&) { record.version = 9; }, true, true},
+        {"a gap", [](auto& record, auto&) { record.segments.removeAt(1); }, true, false},
+        {"a partial file of another size",
+         [](auto& record, auto& info) {
+             record = recordOf(4);
+             info.totalSize = 40;
+         },
+         true, false},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        ResumeRecord record = recordOf(3);
+        RemoteInfo info{.originalURL = QUrl(record.url),
+                        .finalURL = QUrl(record.url),
+                        .totalSize = record.totalSize,
+                        .acceptsRanges = true,
+                        .etag = record.etag,
+                        .lastModified = record.lastModified};
+        each.change(record, info);
+        EXPECT_EQ(ResumeStore::describesSameFile(record, info), each.sameFile);
+        EXPECT_EQ(ResumeStore::validate(record, info, part), each.valid);
+        EXPECT_FALSE(ResumeStore::validate(record, info, folder.path(u"missing"_s)));
+    }
+}
+
+TEST(ResumeStoreTest, SegmentsMustTileTheFile) {
+    struct Case {
+        const char* name;
+        Segments segments; // start, end, current
+        qint64 total;
+        bool valid;
+        bool complete;
+    };
+    constexpr qint64 least = std::numeric_limits<qint64>::min();
+    const std::vector<Case> cases{
+        {"one byte", {{0, 0, 0}}, 1, true, false},
+        {"all received", {{0, 4, 5}, {5, 9, 10}}, 10, true, true},
+        {"out of order", {{5, 9, 5}, {0, 4, 5}}, 10, true, false},
+        {"as large as can be", {{0, largest - 1, 7}}, largest, true, false},
+        {"none", {}, 10, false, true},
+        {"an empty file", {{0, -1, 0}}, 0, false, true},
+        {"a gap", {{0, 4, 0}, {6, 9, 6}}, 10, false, false},
+        {"an overlap", {{0, 5, 0}, {5, 9, 5}}, 10, false, false},
+        {"the same twice", {{0, 9, 0}, {0, 9, 0}}, 10, false, false},
+        {"too short", {{0, 8, 0}}, 10, false, false},
+        {"too long", {{0, 10, 0}}, 10, false, false},
+        {"not from the start", {{1, 9, 1}}, 10, false, false},
+        {"before the range", {{0, 4, 0}, {5, 9, 4}}, 10, false, false},
+        {"past the range", {{0, 4, 6}, {5, 9, 5}}, 10, false, false},
+        {"backwards", {{0, -1, 0}, {0, 9, 0}}, 10, false, false},
+        {"end at the largest number", {{0, largest, 0}}, 10, false, false},
+        {"current at the largest number", {{0, 9, largest}}, 10, false, true},
+        {"numbers that would wrap", {{0, largest, 0}, {least, -1, least}}, largest, false, false},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        EXPECT_EQ(ResumeStore::isValidPartition(each.segments, each.total), each.valid);
+        EXPECT_EQ(recordOf(each.segments, each.total).isComplete(), each.complete);
+    }
+}
+
+} // namespace
+} // namespace fetra
