@@ -1,0 +1,93 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QProcess>
+#include <QStringList>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+namespace fetra::test {
+
+/// One start of the real program, with an environment of its own. What it prints is collected as it comes.
+class FetraRun {
+public:
+    struct Setup {
+        QStringList arguments;
+        QString folder;
+        /// Over the plain environment, for example "TERM=dumb".
+        QStringList environment = {};
+        /// Runs in the child before the program does.
+        std::function<void()> inChild = {};
+    };
+
+    /// Starts it.
+    explicit FetraRun(const Setup& setup);
+    /// Kills it if it still runs.
+    ~FetraRun();
+
+    void send(int signal);
+    /// Collects output until `condition` holds; false when the program ends or half a minute passes before.
+    [[nodiscard]] bool runUntil(const std::function<bool()>& condition);
+    /// The exit status; nothing when it crashed or did not end within half a minute.
+    [[nodiscard]] std::optional<int> exitStatus();
+
+    [[nodiscard]] const QByteArray& output() const { return output_; }
+    [[nodiscard]] const QByteArray& errors() const { return errors_; }
+    /// The lines of the output as JSON objects; an empty object for what is none.
+    [[nodiscard]] QList<QJsonObject> events() const;
+
+private:
+    void collect();
+
+    QProcess process_;
+    QByteArray output_;
+    QByteArray errors_;
+};
+
+/// A pseudo-terminal whose other end a program draws on, and the picture that results: just enough of a
+/// terminal to tell a block that is redrawn in place from one that leaves rubbish behind.
+class Terminal {
+public:
+    Terminal(int columns, int rows);
+    ~Terminal();
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    [[nodiscard]] int programEnd() const { return slave_; }
+    /// Takes in what has been drawn since.
+    void update();
+    /// Tells the program by itself only where this is its controlling terminal.
+    void resize(int columns, int rows);
+
+    /// All lines that were ever on the screen, those scrolled away first, without empty ones at the end.
+    [[nodiscard]] QStringList lines() const;
+    [[nodiscard]] bool isCursorVisible() const { return cursorVisible_; }
+    [[nodiscard]] bool wasCursorHidden() const { return cursorWasHidden_; }
+    /// Whether something was drawn beyond the last column.
+    [[nodiscard]] bool wasOverrun() const { return overrun_; }
+    /// Everything that came, as it came.
+    [[nodiscard]] const QByteArray& raw() const { return raw_; }
+
+private:
+    void take(QStringView text);
+    void control(QStringView sequence);
+    QString& line();
+
+    int master_ = -1;
+    int slave_ = -1;
+    int columns_;
+    QByteArray raw_;
+    qsizetype taken_ = 0;
+    QStringList lines_;
+    qsizetype row_ = 0;
+    qsizetype column_ = 0;
+    bool cursorVisible_ = true;
+    bool cursorWasHidden_ = false;
+    bool overrun_ = false;
+};
+
+} // namespace fetra::test

@@ -1,0 +1,88 @@
+#include "cli/OutputTarget.h"
+
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fetra::cli {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TempFolder;
+
+TEST(OutputTargetTest, TellsFoldersFromFiles) {
+    const TempFolder folder;
+    folder.write(u"there/file.bin"_s, "x");
+    const QString here = folder.path();
+    struct Case {
+        QString output;
+        QString expected;
+    };
+    for (const Case& c : {
+             Case{u""_s, here + u"/"_s},
+             {u"."_s, here + u"/"_s},
+             {u"there"_s, here + u"/there/"_s},
+             {u"there/"_s, here + u"/there/"_s},
+             {u"new/deep/"_s, here + u"/new/deep/"_s},
+             {u"new/deep"_s, here + u"/new/deep"_s},
+             {u"there/file.bin"_s, here + u"/there/file.bin"_s},
+             {u"./-"_s, here + u"/-"_s},
+             {u"100%25 #1?.bin"_s, here + u"/100%25 #1?.bin"_s},
+             {here + u"/there"_s, here + u"/there/"_s},
+             {u"/"_s, u"/"_s},
+         }) {
+        const auto target = outputTarget(c.output, here);
+        ASSERT_TRUE(std::holds_alternative<QUrl>(target)) << qPrintable(c.output);
+        EXPECT_EQ(std::get<QUrl>(target).toLocalFile(), c.expected);
+    }
+    EXPECT_EQ(folder.names(), QStringList{u"there"_s});
+}
+
+TEST(OutputTargetTest, SaysWhyAPlaceWillNotDo) {
+    const TempFolder folder;
+    folder.write(u"file"_s, "x");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(folder.path(u"pipe"_s)).constData(), 0600), 0);
+    struct Case {
+        QString output;
+        QString part;
+    };
+    for (const Case& c : {
+             Case{u"file/under.bin"_s, u"/file\" is not a folder"_s},
+             {u"file/deep/er/"_s, u"/file\" is not a folder"_s},
+             {u"pipe"_s, u"neither a folder nor an ordinary file"_s},
+             {QString(246, u'n'), u"at most 245 bytes"_s},
+             {QString(123, u'é'), u"at most 245 bytes"_s},
+         }) {
+        const auto target = outputTarget(c.output, folder.path());
+        ASSERT_TRUE(std::holds_alternative<UsageError>(target)) << qPrintable(c.output);
+        EXPECT_TRUE(std::get<UsageError>(target).sentence.contains(c.part))
+            << qPrintable(std::get<UsageError>(target).sentence);
+    }
+    EXPECT_TRUE(std::holds_alternative<UsageError>(outputTarget({}, {})));
+    EXPECT_TRUE(std::holds_alternative<UsageError>(outputTarget(u"x/"_s, folder.path(u"caf\uFFFD"_s))));
+    EXPECT_TRUE(std::holds_alternative<QUrl>(outputTarget(QString(245, u'n'), folder.path())));
+}
+
+TEST(OutputTargetTest, AFolderWithoutPermissionIsRefused) {
+    const TempFolder folder;
+    ASSERT_EQ(::chmod(QFile::encodeName(folder.path()).constData(), 0555), 0);
+    // Root may write everywhere, so it becomes somebody else for the question.
+    const bool isRoot = ::geteuid() == 0;
+    ASSERT_TRUE(!isRoot || ::seteuid(65'534) == 0);
+    QStringList sentences;
+    for (const QString& output : {u""_s, u"a.bin"_s, u"new/"_s, u"new/a.bin"_s}) {
+        const auto target = outputTarget(output, folder.path());
+        if (const auto* error = std::get_if<UsageError>(&target))
+            sentences += error->sentence;
+    }
+    ASSERT_TRUE(!isRoot || ::seteuid(0) == 0);
+    EXPECT_EQ(sentences.size(), 4);
+    EXPECT_EQ(sentences.filter(u"cannot be written to (Permission denied)"_s).size(), 4);
+}
+
+} // namespace
+} // namespace fetra::cli

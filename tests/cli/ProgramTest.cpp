@@ -1,0 +1,348 @@
+// The real program against a real server, as a script sees it.
+
+#include "cli/FetraRun.h"
+#include "support/FileScript.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QCryptographicHash>
+#include <QFileInfo>
+#include <QJsonDocument>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+constexpr qint64 size = 6'000'000;
+
+QString text(const QUrl& url) {
+    return url.toString(QUrl::FullyEncoded);
+}
+
+/// A file that takes about `seconds` to send, after an answer to the probe without delay.
+Handler slow(const ServerFile& file, double seconds) {
+    return serve(file, {.totalBytesPerSecond = double(file.content.size()) / seconds},
+                 {.what = When::What::Data});
+}
+
+TEST(ProgramTest, PrintsThePathOfTheFinishedFileLast) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(serve(file));
+    for (const QStringList& mode : {QStringList{}, {u"--quiet"_s}}) {
+        const TempFolder folder;
+        FetraRun run(
+            {.arguments = QStringList{text(server.url("/disk.iso"))} + mode, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_EQ(run.output(), folder.path(u"disk.iso\n"_s).toUtf8());
+        EXPECT_TRUE(folder.read(u"disk.iso"_s) == file.content);
+        EXPECT_EQ(folder.names(), QStringList{u"disk.iso"_s});
+        EXPECT_EQ(run.errors().contains("disk.iso, 5.72 MB\n"), mode.isEmpty()) << run.errors().constData();
+        EXPECT_EQ(run.errors().isEmpty(), !mode.isEmpty()) << run.errors().constData();
+    }
+}
+
+TEST(ProgramTest, PutsTheFileWhereItIsTold) {
+    const ServerFile file = ServerFile::ofSize(1000);
+    ScriptedServer server(serve(file));
+    struct Case {
+        QString output;
+        QString expected;
+    };
+    for (const Case& c : {
+             Case{u"made/deep/"_s, u"made/deep/disk.iso"_s},
+             {u"there"_s, u"there/disk.iso"_s},
+             {u"made/too/other name #1.bin"_s, u"made/too/other name #1.bin"_s},
+             {u"there/taken.bin"_s, u"there/taken (1).bin"_s},
+         }) {
+        const TempFolder folder;
+        folder.write(u"there/taken.bin"_s, "precious");
+        FetraRun run(
+            {.arguments = {u"-o"_s, c.output, text(server.url("/disk.iso"))}, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 0) << run.errors().constData();
+        EXPECT_EQ(run.output(), (folder.path(c.expected) + u'\n').toUtf8());
+        EXPECT_EQ(folder.tryRead(c.expected), file.content);
+        EXPECT_EQ(folder.read(u"there/taken.bin"_s), "precious");
+    }
+}
+
+TEST(ProgramTest, TellsEventsInOrder) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(slow(file, 1.2));
+    const TempFolder folder;
+    const QByteArray digest = QCryptographicHash::hash(file.content, QCryptographicHash::Sha256).toHex();
+    FetraRun run({.arguments = {text(server.url("/disk.iso?key=1")), u"--json"_s, u"-x4"_s, u"--sha256"_s,
+                                QString::fromLatin1(digest)},
+                  .folder = folder.path()});
+    ASSERT_EQ(run.exitStatus(), 0) << run.output().constData();
+    const QList<QJsonObject> events = run.events();
+    ASSERT_GE(events.size(), 4);
+
+    const QJsonObject& start = events.first();
+    EXPECT_EQ(start[u"event"], u"start"_s);
+    EXPECT_EQ(start[u"url"], text(server.url("/disk.iso?key=1")));
+    EXPECT_EQ(start[u"path"], folder.path(u"disk.iso"_s));
+    EXPECT_EQ(start[u"name"], u"disk.iso"_s);
+    EXPECT_EQ(start[u"total"], size);
+    EXPECT_EQ(start[u"ranges"], true);
+    EXPECT_EQ(start[u"connections"], 4);
+
+    qint64 received = 0;
+    for (const QJsonObject& progress : events.mid(1, events.size() - 2)) {
+        EXPECT_EQ(progress[u"event"], u"progress"_s);
+        EXPECT_EQ(progress[u"totalBytes"], size);
+        EXPECT_GE(progress[u"receivedBytes"].toInteger(-1), received);
+        received = progress[u"receivedBytes"].toInteger();
+        EXPECT_LE(progress[u"activeConnections"].toInteger(99), progress[u"connectionLimit"].toInteger());
+    }
+    EXPECT_EQ(received, size);
+
+    const QJsonObject& complete = events.last();
+    EXPECT_EQ(complete[u"event"], u"complete"_s);
+    EXPECT_EQ(complete[u"path"], folder.path(u"disk.iso"_s));
+    EXPECT_EQ(complete[u"destination"], text(QUrl::fromLocalFile(folder.path(u"disk.iso"_s))));
+    EXPECT_EQ(complete[u"bytes"], size);
+    EXPECT_EQ(complete[u"bytesThisSession"], size);
+    EXPECT_EQ(complete[u"resumedFrom"], 0);
+    EXPECT_EQ(complete[u"mirrorsUsed"], 1);
+    EXPECT_EQ(complete[u"sha256"], QString::fromLatin1(digest));
+    EXPECT_EQ(complete[u"peakConnections"], 4);
+    EXPECT_GT(complete[u"elapsed"].toDouble(), 0.5);
+    EXPECT_GT(complete[u"averageBytesPerSecond"].toDouble(), 0);
+    EXPECT_TRUE(run.errors().isEmpty()) << run.errors().constData();
+}
+
+TEST(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
+    const ServerFile file = ServerFile::ofSize(1000);
+    ScriptedServer server(routes({{"/f", serve(file)}}));
+    ScriptedServer gone;
+    const QUrl nobody = gone.url("/f");
+    gone.stop();
+    struct Case {
+        QStringList arguments;
+        const char* sentence;
+    };
+    for (const Case& c : {
+             Case{{text(server.url("/missing"))}, "Server returned HTTP 404"},
+             {{text(nobody)}, "Connection refused"},
+             {{text(server.url("/f")), u"--sha256"_s, QString(64, u'0')}, "SHA-256 mismatch: expected 000"},
+             {{u"probe"_s, text(server.url("/missing"))}, "Server returned HTTP 404"},
+         }) {
+        const TempFolder folder;
+        FetraRun run({.arguments = c.arguments, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 1);
+        EXPECT_TRUE(run.output().isEmpty()) << run.output().constData();
+        EXPECT_TRUE(run.errors().contains(c.sentence)) << run.errors().constData();
+        EXPECT_FALSE(folder.contains(u"f"_s));
+        if (c.arguments.first() == "probe"_L1)
+            continue;
+
+        const TempFolder other;
+        FetraRun json({.arguments = c.arguments + QStringList{u"--json"_s}, .folder = other.path()});
+        EXPECT_EQ(json.exitStatus(), 1);
+        ASSERT_FALSE(json.events().isEmpty());
+        EXPECT_EQ(json.events().last()[u"event"], u"failed"_s);
+        EXPECT_TRUE(json.events().last()[u"error"].toString().contains(QLatin1StringView(c.sentence)));
+    }
+}
+
+TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
+    ScriptedServer server(serve(ServerFile::ofSize(1000)));
+    const QString url = text(server.url("/f"));
+    for (const QStringList& arguments : {
+             QStringList{},
+             {url, url},
+             {url, u"-x"_s, u"0"_s},
+             {url, u"-o"_s, u"new/"_s, u"--sha256"_s, u"12"_s},
+             {url, u"-o"_s, u"/dev/null/f"_s},
+             {url, u"-o"_s, u"new/"_s, u"-H"_s, u"Range: bytes=0-1"_s},
+             {url, u"--no-such"_s},
+             {u"probe"_s},
+         }) {
+        const TempFolder folder;
+        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 2) << qPrintable(arguments.join(u' '));
+        EXPECT_TRUE(run.output().isEmpty());
+        EXPECT_EQ(run.errors().count('\n'), arguments.isEmpty() ? 3 : 1) << run.errors().constData();
+        EXPECT_TRUE(folder.names().isEmpty());
+    }
+    EXPECT_EQ(server.requests(), 0);
+}
+
+TEST(ProgramTest, HelpAndVersionGoToStandardOutput) {
+    const TempFolder folder;
+    for (const QStringList& arguments : {QStringList{u"--help"_s}, {u"help"_s}, {u"get"_s, u"-h"_s}}) {
+        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 0);
+        for (const char* word :
+             {"--output", "--connections", "--mirror", "--sha256", "--header", "--no-resume", "--json",
+              "--quiet", "--log", "probe", ".part", ".fetra", "130"})
+            EXPECT_TRUE(run.output().contains(word)) << word;
+        for (const QByteArray& line : run.output().split('\n'))
+            EXPECT_LE(line.size(), 80) << line.constData();
+    }
+    FetraRun version({.arguments = {u"--version"_s}, .folder = folder.path()});
+    EXPECT_EQ(version.exitStatus(), 0);
+    EXPECT_TRUE(version.output().startsWith("fetra "));
+}
+
+TEST(ProgramTest, SecretsAreSentAndNeverPrinted) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(
+        serve(file, {.answer = statusAnswer(503)}, {.what = When::What::Data, .first = 1, .last = 3}));
+    QUrl url = server.url("/disk.iso");
+    url.setUserName(u"hunter1"_s);
+    url.setPassword(u"hunter2"_s);
+    const QStringList common{text(url), u"-H"_s, u"Cookie: id=hunter3"_s, u"--log"_s, u"debug"_s};
+    for (const QStringList& arguments :
+         {common, common + QStringList{u"--json"_s}, QStringList{u"probe"_s} + common}) {
+        const TempFolder folder;
+        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        EXPECT_EQ(run.exitStatus(), 0) << run.errors().constData();
+        EXPECT_FALSE((run.output() + run.errors()).contains("hunter"))
+            << run.output().constData() << run.errors().constData();
+    }
+    for (const ServerRequest& request : server.log()) {
+        EXPECT_NE(std::find(request.headers.begin(), request.headers.end(),
+                            std::pair<QByteArray, QByteArray>("Cookie", "id=hunter3")),
+                  request.headers.end());
+    }
+}
+
+TEST(ProgramTest, ProbePrintsWhatTheServerSays) {
+    ScriptedServer server(serve(ServerFile::ofSize(1234).withETag("\"a\x9b\"")));
+    const TempFolder folder;
+    FetraRun run({.arguments = {u"probe"_s, text(server.url("/disk.iso"))}, .folder = folder.path()});
+    ASSERT_EQ(run.exitStatus(), 0) << run.errors().constData();
+    EXPECT_FALSE(run.output().contains('\x9b'));
+    const QJsonObject info = QJsonDocument::fromJson(run.output()).object();
+    EXPECT_EQ(info[u"totalSize"], 1234);
+    EXPECT_EQ(info[u"acceptsRanges"], true);
+    EXPECT_EQ(info[u"suggestedFilename"], u"disk.iso"_s);
+    EXPECT_EQ(info[u"etag"], u"\"a\x9b\""_s);
+    EXPECT_TRUE(folder.names().isEmpty());
+}
+
+TEST(ProgramTest, AStopSavesAndTheSameCommandContinues) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(slow(file, 8));
+    // What supervisors do: the process and its group are told, one after the other.
+    for (const QList<int>& signals : {QList<int>{SIGINT}, {SIGTERM}, {SIGHUP}, {SIGTERM, SIGHUP, SIGTERM}}) {
+        const TempFolder folder;
+        const QStringList arguments{text(server.url("/disk.iso"))};
+        server.setHandler(slow(file, 8));
+        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        ASSERT_TRUE(run.runUntil([&] { return run.errors().count('\n') >= 2; })) << run.errors().constData();
+        for (const int signal : signals)
+            run.send(signal);
+        EXPECT_EQ(run.exitStatus(), 130);
+        EXPECT_TRUE(run.output().isEmpty());
+        EXPECT_TRUE(run.errors().endsWith("the same command continues from there.\n"))
+            << run.errors().constData();
+        EXPECT_EQ(folder.names(), (QStringList{u"disk.iso.fetra"_s, u"disk.iso.part"_s}));
+
+        server.setHandler(serve(file));
+        FetraRun again({.arguments = arguments + QStringList{u"--json"_s}, .folder = folder.path()});
+        EXPECT_EQ(again.exitStatus(), 0);
+        ASSERT_FALSE(again.events().isEmpty());
+        EXPECT_GT(again.events().last()[u"resumedFrom"].toInteger(), 0);
+        EXPECT_TRUE(folder.tryRead(u"disk.iso"_s) == file.content);
+        EXPECT_EQ(folder.names(), QStringList{u"disk.iso"_s});
+    }
+}
+
+TEST(ProgramTest, AStopPromisesNothingThatIsNotSo) {
+    const ServerFile file = ServerFile::ofSize(size);
+    struct Case {
+        const char* name;
+        Lies lies;
+        QStringList options;
+    };
+    Lies noRanges{.ignoreRange = true, .totalBytesPerSecond = 1e6};
+    Lies noValidators{.file = file.withoutValidators(), .totalBytesPerSecond = 1e6};
+    for (const Case& c : {
+             Case{"no ranges", noRanges, {}},
+             {"no validators", noValidators, {}},
+             {"resume is off", {.totalBytesPerSecond = 1e6}, {u"--no-resume"_s, u"-x2"_s}},
+         }) {
+        ScriptedServer server(serve(file, c.lies));
+        const TempFolder folder;
+        FetraRun run(
+            {.arguments = c.options + QStringList{text(server.url("/disk.iso"))}, .folder = folder.path()});
+        ASSERT_TRUE(run.runUntil([&] { return run.errors().count('\n') >= 2; })) << c.name;
+        run.send(SIGINT);
+        EXPECT_EQ(run.exitStatus(), 130);
+        EXPECT_TRUE(run.errors().endsWith("the same command starts from the beginning.\n"))
+            << c.name << ": " << run.errors().constData();
+    }
+}
+
+TEST(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(slow(file, 8));
+    const TempFolder folder;
+    const QStringList arguments{text(server.url("/disk.iso"))};
+    FetraRun first({.arguments = arguments, .folder = folder.path()});
+    ASSERT_TRUE(first.runUntil([&] { return first.errors().count('\n') >= 2; }))
+        << first.errors().constData();
+    first.send(SIGINT);
+    ASSERT_EQ(first.exitStatus(), 130);
+
+    // The disk takes no more.
+    server.setHandler(serve(file));
+    FetraRun second({.arguments = arguments, .folder = folder.path(), .inChild = [] {
+                         const rlimit limit{.rlim_cur = size / 2, .rlim_max = size / 2};
+                         ::setrlimit(RLIMIT_FSIZE, &limit);
+                         std::signal(SIGXFSZ, SIG_IGN);
+                     }});
+    EXPECT_EQ(second.exitStatus(), 1);
+    EXPECT_TRUE(second.output().isEmpty());
+    EXPECT_TRUE(second.errors().contains("\nfetra: Disk error: File too large\n"))
+        << second.errors().constData();
+    EXPECT_TRUE(second.errors().endsWith("the same command continues from there.\n"))
+        << second.errors().constData();
+
+    FetraRun third({.arguments = arguments, .folder = folder.path()});
+    EXPECT_EQ(third.exitStatus(), 0);
+    EXPECT_TRUE(third.errors().contains("of them from before")) << third.errors().constData();
+    EXPECT_TRUE(folder.tryRead(u"disk.iso"_s) == file.content);
+}
+
+TEST(ProgramTest, AStopBeforeTheAnswerEndsAtOnce) {
+    ScriptedServer server;
+    server.setConnectionRule([](qint64) { return ConnectionFate::Silence; });
+    for (const QStringList& command : {QStringList{}, {u"--json"_s}, {u"probe"_s}}) {
+        const TempFolder folder;
+        const qint64 before = server.connectionsAccepted();
+        FetraRun run({.arguments = command + QStringList{text(server.url("/f"))}, .folder = folder.path()});
+        ASSERT_TRUE(run.runUntil([&] { return server.connectionsAccepted() > before; }));
+        const auto began = std::chrono::steady_clock::now();
+        run.send(SIGINT);
+        EXPECT_EQ(run.exitStatus(), 130);
+        EXPECT_LT(std::chrono::steady_clock::now() - began, 5s);
+        EXPECT_TRUE(folder.names().isEmpty());
+        EXPECT_FALSE(run.errors().contains("continues")) << run.errors().constData();
+    }
+}
+
+TEST(ProgramTest, WhatTheParentIgnoresStaysIgnored) {
+    const ServerFile file = ServerFile::ofSize(size);
+    ScriptedServer server(slow(file, 2));
+    const TempFolder folder;
+    FetraRun run({.arguments = {text(server.url("/disk.iso"))}, .folder = folder.path(), .inChild = [] {
+                      std::signal(SIGHUP, SIG_IGN);
+                  }});
+    ASSERT_TRUE(run.runUntil([&] { return run.errors().contains('\n'); }));
+    run.send(SIGHUP);
+    EXPECT_EQ(run.exitStatus(), 0);
+    EXPECT_TRUE(folder.tryRead(u"disk.iso"_s) == file.content);
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,238 @@
+#include "cli/ProgressFrame.h"
+
+#include "cli/DisplayText.h"
+#include "cli/PlainView.h"
+#include "cli/RangeBar.h"
+#include "support/FakeClock.h"
+
+#include <gtest/gtest.h>
+#include <QRegularExpression>
+
+#include <limits>
+
+namespace fetra::cli {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+constexpr qint64 mebibyte = 1'048'576;
+
+QString barText(const QList<SegmentSnapshot>& segments, qint64 total, int cells) {
+    return StyledText::plain(RangeBar::ranges(segments, total, cells));
+}
+
+QString blockText(const ProgressFrame& frame, int width, int height = 24) {
+    QStringList lines;
+    for (const StyledLine& line : frame.render(width, height))
+        lines += StyledText::plain(line);
+    return lines.join(u'\n');
+}
+
+ProgressFrame running() {
+    ProgressFrame frame;
+    frame.phase = ProgressFrame::Phase::running;
+    frame.name = u"disk.iso"_s;
+    frame.mirrors = 2;
+    frame.elapsed = 12;
+    frame.progress = {
+        .totalBytes = 400 * mebibyte,
+        .receivedBytes = 150 * mebibyte,
+        .bytesPerSecond = 10.0 * mebibyte,
+        .activeConnections = 3,
+        .connectionLimit = 16,
+        .segments = {{.start = 0, .end = 200 * mebibyte - 1, .current = 100 * mebibyte, .active = true},
+                     {.start = 200 * mebibyte,
+                      .end = 300 * mebibyte - 1,
+                      .current = 250 * mebibyte,
+                      .active = true,
+                      .source = 2},
+                     {.start = 300 * mebibyte, .end = 400 * mebibyte - 1, .current = 300 * mebibyte}},
+    };
+    return frame;
+}
+
+TEST(ProgressFrameTest, TheBarShowsEveryRangeWhereItLies) {
+    struct Case {
+        const char* name;
+        QList<SegmentSnapshot> segments;
+        qint64 total;
+        int cells;
+        QString bar;
+    };
+    for (const Case& c : {
+             Case{"nothing yet", {{.start = 0, .end = 999, .current = 0}}, 1000, 10, u"░░░░░░░░░░"_s},
+             {"all", {{.start = 0, .end = 999, .current = 1000}}, 1000, 10, u"██████████"_s},
+             {"four ranges",
+              {{.start = 0, .end = 249, .current = 200},
+               {.start = 250, .end = 499, .current = 250},
+               {.start = 500, .end = 749, .current = 750},
+               {.start = 750, .end = 999, .current = 800}},
+              1000,
+              20,
+              u"████░░░░░░██████░░░░"_s},
+             {"in any order, parts of a cell",
+              {{.start = 600, .end = 999, .current = 710}, {.start = 0, .end = 599, .current = 160}},
+              1000,
+              10,
+              u"█▓░░░░█▒░░"_s},
+             {"the least is seen", {{.start = 0, .end = 999'999, .current = 1}}, 1'000'000, 4, u"▒░░░"_s},
+             {"fewer bytes than cells", {{.start = 0, .end = 1, .current = 1}}, 2, 6, u"███░░░"_s},
+             {"many ranges in a cell",
+              {{.start = 0, .end = 49, .current = 50}, {.start = 50, .end = 99, .current = 50}},
+              100,
+              1,
+              u"▓"_s},
+             {"beyond the end", {{.start = 0, .end = 99, .current = 500}}, 100, 4, u"████"_s},
+             {"an open end", {{.start = 0, .end = -1, .current = 50}}, 100, 4, u"██░░"_s},
+             {"the largest file",
+              {{.start = 0, .end = std::numeric_limits<qint64>::max() - 1, .current = 1LL << 62}},
+              std::numeric_limits<qint64>::max(),
+              4,
+              u"██░░"_s},
+         })
+        EXPECT_EQ(barText(c.segments, c.total, c.cells), c.bar) << c.name;
+}
+
+TEST(ProgressFrameTest, TheBarColoursRangesByTheirServer) {
+    const StyledLine line = RangeBar::ranges(
+        {{.start = 0, .end = 49, .current = 50}, {.start = 50, .end = 99, .current = 75, .source = 1}}, 100,
+        8);
+    ASSERT_EQ(line.size(), 3);
+    EXPECT_EQ(line[0].ink, Ink::server0);
+    EXPECT_EQ(line[1].ink, Ink::server1);
+    EXPECT_EQ(line[2].ink, Ink::faint);
+    EXPECT_EQ(line[1].text, u"██"_s);
+}
+
+TEST(ProgressFrameTest, AWideBlockSaysEverythingInThreeLines) {
+    const QStringList lines = blockText(running(), 120).split(u'\n');
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines[0], u"disk.iso"_s);
+    EXPECT_TRUE(lines[1].endsWith("  37.5%"_L1)) << qPrintable(lines[1]);
+    EXPECT_EQ(lines[2],
+              u"150.00 MB of 400.00 MB · 10.00 MB/s · 25s left · 3 of 16 connections · 1 of 2 mirrors"_s);
+}
+
+TEST(ProgressFrameTest, NoLineIsWiderThanTheTerminalAndNoNumberIsAbsurd) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double infinity = std::numeric_limits<double>::infinity();
+    constexpr qint64 largest = 999LL << 40;
+    QList<ProgressFrame> frames{running(), running(), running(), running(),
+                                running(), running(), running(), running()};
+    frames[0].name = u"漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字漢字.tar.gz"_s.repeated(3);
+    frames[1].progress.totalBytes = std::nullopt;
+    frames[1].progress.segments = {{.start = 0, .end = -1, .current = 5 * mebibyte, .active = true}};
+    frames[2].progress.totalBytes = 0;
+    frames[3].progress.bytesPerSecond = nan;
+    frames[4].progress.bytesPerSecond = infinity;
+    frames[4].progress.receivedBytes = -5;
+    frames[5].progress.totalBytes = largest;
+    frames[5].progress.bytesPerSecond = 1.5;
+    frames[5].progress.activeConnections = frames[5].progress.connectionLimit = 64;
+    frames[6].progress.receivedBytes = 500 * mebibyte;
+    frames[7].phase = ProgressFrame::Phase::stopping;
+    frames += ProgressFrame{};
+    frames.last().name = QString(300, u'h');
+
+    static const QRegularExpression absurd(
+        u"nan|inf|-[0-9]|[0-9]{7}|[1-9][0-9]{3}%|[2-9][0-9]{2}\\.[0-9]%"_s);
+    for (qsizetype i = 0; i < frames.size(); ++i) {
+        for (int width = 1; width <= 220; ++width) {
+            const QList<StyledLine> lines = frames[i].render(width, 24);
+            ASSERT_FALSE(lines.isEmpty());
+            for (const StyledLine& line : lines)
+                EXPECT_LE(DisplayText::cellWidth(StyledText::plain(line)), width) << "frame " << i;
+            const QString block = width >= 19 ? blockText(frames[i], width) : QString();
+            EXPECT_FALSE(absurd.match(block).hasMatch()) << "frame " << i << ": " << qPrintable(block);
+            for (int height = 1; height < 6; ++height)
+                EXPECT_LE(frames[i].render(width, height).size(), height);
+        }
+        EXPECT_FALSE(absurd.match(frames[i].oneLine()).hasMatch()) << qPrintable(frames[i].oneLine());
+    }
+}
+
+TEST(ProgressFrameTest, NothingIsLostInTwentyColumns) {
+    const QString block = blockText(running(), 19);
+    for (const QString& part : {u"37.5%"_s, u"150.00 MB"_s, u"of 400.00 MB"_s, u"10.00 MB/s"_s, u"25s left"_s,
+                                u"3/16 connections"_s, u"1 of 2 mirrors"_s})
+        EXPECT_TRUE(block.contains(part)) << qPrintable(part) << " in\n" << qPrintable(block);
+    EXPECT_FALSE(block.contains(u'…')) << qPrintable(block);
+}
+
+TEST(ProgressFrameTest, TheBlockKeepsItsHeightWhileNumbersGrow) {
+    for (const int width : {19, 40, 60, 79, 100, 200}) {
+        ProgressFrame frame = running();
+        const qsizetype lines = frame.render(width, 24).size();
+        for (const qint64 received : {0LL, 9LL, 1023LL, 12345LL, 399LL * mebibyte, 400LL * mebibyte})
+            for (const double speed : {0.0, 1.0, 1023.99, 1e5, 1e9}) {
+                frame.progress.receivedBytes = received;
+                frame.progress.bytesPerSecond = speed;
+                EXPECT_EQ(frame.render(width, 24).size(), lines) << width << " " << received << " " << speed;
+            }
+    }
+}
+
+TEST(ProgressFrameTest, EachPhaseSaysWhatIsGoingOn) {
+    ProgressFrame frame;
+    frame.name = u"a-long-host-name.example.com"_s;
+    EXPECT_EQ(blockText(frame, 60), u"Asking a-long-host-name.example.com…"_s);
+    EXPECT_EQ(blockText(frame, 19).count(u'\n'), 0);
+    EXPECT_TRUE(blockText(frame, 19).contains("host"_L1) || blockText(frame, 19).contains("com"_L1));
+
+    frame = running();
+    frame.progress.activeConnections = 0;
+    EXPECT_TRUE(blockText(frame, 120).contains(u"· waiting ·"_s));
+    frame.progress.receivedBytes = 400 * mebibyte;
+    EXPECT_TRUE(blockText(frame, 120).contains("100.0%\n400.00 MB of 400.00 MB"_L1));
+    EXPECT_TRUE(blockText(frame, 120).contains("checking the file"_L1));
+    frame.phase = ProgressFrame::Phase::stopping;
+    EXPECT_TRUE(blockText(frame, 120).endsWith("Ctrl-C again ends at once."_L1));
+
+    frame = running();
+    frame.progress.totalBytes = std::nullopt;
+    EXPECT_TRUE(blockText(frame, 120).contains(u"150.00 MB received · 10.00 MB/s · 12s so far"_s));
+    EXPECT_FALSE(blockText(frame, 120).contains(u'%'));
+}
+
+TEST(ProgressFrameTest, ThePercentageIsReachedAndNotRounded) {
+    ProgressFrame frame = running();
+    frame.progress.totalBytes = 1'000'000'000'000;
+    frame.progress.receivedBytes = 999'999'999'999;
+    EXPECT_EQ(frame.percentage(), u"99.9%"_s);
+    frame.progress.receivedBytes = 1'000'000'000'000;
+    EXPECT_EQ(frame.percentage(), u"100.0%"_s);
+}
+
+TEST(PlainViewTest, WritesALineASecondAtMostAndFewerWhileLittleChanges) {
+    test::FakeClock clock;
+    QStringList lines;
+    QStringList paths;
+    PlainView view(PlainView::Chatter::lines,
+                   {.messages = [&](const QString& text) { lines += text; },
+                    .finishedPath = [&](const QString& path) { paths += path; }},
+                   clock);
+    TransferStart start;
+    start.destination = QUrl::fromLocalFile(u"/d/disk\x1b[m.iso"_s);
+    view.started(start);
+    ASSERT_EQ(lines.size(), 1);
+    EXPECT_FALSE(lines[0].contains(u'\x1b'));
+    for (int i = 1; i <= 40; ++i) {
+        clock.advance(0.25);
+        view.progressed({.totalBytes = 1000, .receivedBytes = 25 * i});
+    }
+    EXPECT_EQ(lines.size(), 11);
+    for (int i = 1; i <= 80; ++i) {
+        clock.advance(0.25);
+        view.progressed({.totalBytes = 1000, .receivedBytes = 1000});
+    }
+    EXPECT_EQ(lines.size(), 13);
+    DownloadResult result;
+    result.destination = QUrl::fromLocalFile(u"/d/disk.iso"_s);
+    view.completed(result);
+    EXPECT_EQ(paths, QStringList{u"/d/disk.iso"_s});
+    EXPECT_TRUE(
+        std::all_of(lines.begin(), lines.end(), [](const QString& l) { return l.count(u'\n') == 1; }));
+}
+
+} // namespace
+} // namespace fetra::cli
