@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+/// Where this user's files belong. Nothing is created. Absent when the system names no such folder.
+namespace fetra::StandardFolders {
+
+/// What stands in for an application-support folder: `$XDG_DATA_HOME`, or `~/.local/share`.
+[[nodiscard]] std::optional<QString> applicationSupport();
+
+[[nodiscard]] std::optional<QString> downloads();
+
+[[nodiscard]] QString home();
+[[nodiscard]] QString temporary();
+
+} // namespace fetra::StandardFolders
