@@ -18,6 +18,10 @@ std::optional<QString> applicationSupport() {
     return location(QStandardPaths::GenericDataLocation);
 }
 
+std::optional<QString> configuration() {
+    return location(QStandardPaths::GenericConfigLocation);
+}
+
 std::optional<QString> downloads() {
     return location(QStandardPaths::DownloadLocation);
 }

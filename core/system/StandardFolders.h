@@ -10,6 +10,9 @@ namespace fetra::StandardFolders {
 /// What stands in for an application-support folder: `$XDG_DATA_HOME`, or `~/.local/share`.
 [[nodiscard]] std::optional<QString> applicationSupport();
 
+/// Where programs keep their settings, browsers their profiles: `$XDG_CONFIG_HOME`, or `~/.config`.
+[[nodiscard]] std::optional<QString> configuration();
+
 [[nodiscard]] std::optional<QString> downloads();
 
 [[nodiscard]] QString home();
