@@ -1,0 +1,119 @@
+#include "browser/NativeHostInstaller.h"
+
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <sys/stat.h>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::TempFolder;
+
+/// A home of its own, and an application folder in it that holds a host program.
+class NativeHostInstallerTest : public ::testing::Test {
+protected:
+    NativeHostInstallerTest() {
+        qputenv("XDG_DATA_HOME", folder_.path(u"data"_s).toUtf8());
+        qputenv("XDG_CONFIG_HOME", folder_.path(u"config"_s).toUtf8());
+        addHost(u"app"_s);
+    }
+
+    void addHost(const QString& bundle) const {
+        QFile::setPermissions(folder_.write(bundle + "/Contents/Helpers/fetra-host"_L1, "#!"),
+                              QFile::ReadOwner | QFile::ExeOwner);
+    }
+    void addFolder(const QString& path) const { QDir(folder_.path()).mkpath(path); }
+    [[nodiscard]] int install(const QString& bundle = u"app"_s) const {
+        return NativeHostInstaller::install(QUrl::fromLocalFile(folder_.path(bundle)));
+    }
+    [[nodiscard]] QString hostPathIn(const QString& manifest) const {
+        return QJsonDocument::fromJson(folder_.read(manifest)).object().value(u"path"_s).toString();
+    }
+    /// What changes when a file is written again.
+    [[nodiscard]] auto identity(const QString& name) const {
+        struct stat status {};
+        ::stat(QFile::encodeName(folder_.path(name)).constData(), &status);
+        return std::tuple(status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+    }
+
+    const TempFolder folder_;
+    const QString chrome_ = u"config/google-chrome/NativeMessagingHosts/com.fetra.host.json"_s;
+    const QString brave_ = u"data/BraveSoftware/Brave-Browser/NativeMessagingHosts/com.fetra.host.json"_s;
+};
+
+TEST_F(NativeHostInstallerTest, WithoutBrowsersNothingIsCreated) {
+    EXPECT_EQ(install(), 0);
+    EXPECT_EQ(folder_.names(), QStringList{u"app"_s});
+}
+
+TEST_F(NativeHostInstallerTest, EveryBrowserThatIsThereGetsAManifestOnce) {
+    addFolder(u"config/google-chrome"_s);
+    addFolder(u"data/BraveSoftware/Brave-Browser"_s);
+    addFolder(u"config/firefox"_s);
+    ASSERT_EQ(install(), 2);
+    const QJsonObject expected{
+        {u"name"_s, u"com.fetra.host"_s},
+        {u"description"_s, u"Fetra download handoff"_s},
+        {u"path"_s, folder_.path(u"app/Contents/Helpers/fetra-host"_s)},
+        {u"type"_s, u"stdio"_s},
+        {u"allowed_origins"_s, QJsonArray{u"chrome-extension://kembcdlbgbcnnchcnbdhbmbhbejnedjf/"_s}},
+    };
+    EXPECT_EQ(QJsonDocument::fromJson(folder_.read(chrome_)).object(), expected);
+    EXPECT_EQ(folder_.read(brave_), folder_.read(chrome_));
+    EXPECT_EQ(folder_.names(u"config/firefox"_s), QStringList());
+
+    const auto before = std::pair(identity(chrome_), identity(brave_));
+    EXPECT_EQ(install(), 2);
+    EXPECT_EQ(std::pair(identity(chrome_), identity(brave_)), before);
+
+    addHost(u"moved"_s);
+    EXPECT_EQ(install(u"moved"_s), 2);
+    EXPECT_EQ(hostPathIn(chrome_), folder_.path(u"moved/Contents/Helpers/fetra-host"_s));
+}
+
+TEST_F(NativeHostInstallerTest, ABrowserThatCannotBeServedIsNamedAndTheOthersGoOn) {
+    struct Case {
+        const char* name;
+        QString obstacle;
+        const char* reason;
+    };
+    const std::vector<Case> cases{
+        {"a file where the folder should be", u"data/Chromium/NativeMessagingHosts"_s, "Not a directory"},
+        {"a folder where the file should be", u"data/Vivaldi/NativeMessagingHosts/com.fetra.host.json/x"_s,
+         "Is a directory"},
+    };
+    addFolder(u"config/google-chrome"_s);
+    for (int failed = 0; const Case& each : cases) {
+        SCOPED_TRACE(each.name);
+        (void)folder_.write(each.obstacle, "in the way");
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(install(), 1);
+        const QByteArray log = QByteArray::fromStdString(testing::internal::GetCapturedStderr());
+        const QByteArray browser = each.obstacle.section(u'/', 1, 1).toUtf8();
+        EXPECT_TRUE(
+            log.contains("[WRN] native host manifest not written for " + browser + ": " + each.reason + '\n'))
+            << log.toStdString();
+        EXPECT_EQ(log.count('\n'), ++failed);
+    }
+    EXPECT_EQ(hostPathIn(chrome_), folder_.path(u"app/Contents/Helpers/fetra-host"_s));
+}
+
+TEST_F(NativeHostInstallerTest, WithoutAHostProgramNothingIsWritten) {
+    addFolder(u"config/google-chrome"_s);
+    addFolder(u"folder/Contents/Helpers/fetra-host"_s);
+    (void)folder_.write(u"plain/Contents/Helpers/fetra-host"_s, "no program");
+    for (const QString& bundle : {u"none"_s, u"folder"_s, u"plain"_s})
+        EXPECT_EQ(install(bundle), 0) << bundle.toStdString();
+    EXPECT_FALSE(folder_.contains(chrome_));
+}
+
+} // namespace
+} // namespace fetra
