@@ -131,6 +131,9 @@ void FileSink::close() {
 
 bool FileSink::discard(const QString& path) {
     const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
+    // Nothing to delete; what appears there from now on is somebody else's.
+    if (!file.isOpen() && errno == ENOENT)
+        return true;
     if (file.isOpen()) {
         // Under the lock: a sink that opens the file meanwhile sees that it has lost it.
         struct stat status {};

@@ -16,8 +16,8 @@ namespace fetra {
 /// those inside, and only then gives the descriptor back, so that a late write can never reach a number that
 /// the system has handed out again.
 ///
-/// While a sink lives, closed or not, it holds an advisory lock on its file: a partial file is somebody's work
-/// in progress until it has been checked and moved, also for other processes, and a crash ends it.
+/// While a sink lives, closed or not, it holds an advisory lock on its file: a partial file is somebody's
+/// work in progress until it has been checked and moved, also for other processes, and a crash ends it.
 class FileSink {
 public:
     /// Opens `path` for writing, creates it with mode 0644 where it is missing, and never truncates it. With
