@@ -25,10 +25,6 @@ namespace {
 
 constexpr int probeConnectionsPerHost = 8;
 
-std::unique_ptr<HTTPSession> makeProbeSession(HTTPClient& http, const QUrl& home) {
-    return http.makeSession({.maxConnectionsPerHost = probeConnectionsPerHost, .secretsHome = home});
-}
-
 bool holdsBytes(const Reservation& place) {
     const std::optional<ResumeRecord> record = ResumeStore::load(place.sidecarPath);
     return record && record->heldBytes() > 0;
@@ -42,14 +38,35 @@ Downloader::Downloader(const DownloadOptions& options, const EngineServices& ser
 
 Downloader::~Downloader() = default;
 
+std::shared_ptr<HTTPSession> Downloader::openQuestions(const QUrl& home) {
+    const std::shared_ptr<HTTPSession> session =
+        services_.http.makeSession({.maxConnectionsPerHost = probeConnectionsPerHost, .secretsHome = home});
+    const std::lock_guard lock(lock_);
+    if (cancelled_)
+        throw DownloadError::cancelled();
+    questions_ = session;
+    return session;
+}
+
 RemoteInfo Downloader::probe(const QUrl& url) {
-    const std::unique_ptr<HTTPSession> session = makeProbeSession(services_.http, url);
+    const std::shared_ptr<HTTPSession> session = openQuestions(url);
     return HTTPProbe::probe(url, *session, options_);
 }
 
 DownloadResult Downloader::download(const DownloadRequest& request) {
+    try {
+        return run(request);
+    } catch (const TransportError&) {
+        const std::lock_guard lock(lock_);
+        if (cancelled_)
+            throw DownloadError::cancelled();
+        throw;
+    }
+}
+
+DownloadResult Downloader::run(const DownloadRequest& request) {
     const TimePoint begun = services_.clock.now();
-    const std::unique_ptr<HTTPSession> session = makeProbeSession(services_.http, request.url);
+    const std::shared_ptr<HTTPSession> session = openQuestions(request.url);
     const RemoteInfo info = HTTPProbe::probe(request.url, *session, options_);
 
     SegmentedConfig config;
@@ -101,8 +118,8 @@ DownloadResult Downloader::download(const DownloadRequest& request) {
 
 /// Whether the server answers without a range with a body as long as the file. Bytes that are held are given
 /// up for nothing less: a login page in place of the data must not cost them.
-bool Downloader::offersWholeFile(const SegmentedConfig& config) const {
-    const std::unique_ptr<HTTPSession> session = makeProbeSession(services_.http, config.originals.front());
+bool Downloader::offersWholeFile(const SegmentedConfig& config) {
+    const std::shared_ptr<HTTPSession> session = openQuestions(config.originals.front());
     const HTTPResponse answer =
         HTTPFetch::head(*session, HTTPProbe::request(config.sources.front(), options_));
     return answer.status == 200 && answer.expectedLength == config.total;
@@ -152,12 +169,16 @@ SegmentedOutcome Downloader::runEngine(const SegmentedConfig& config, FileSink& 
 }
 
 void Downloader::cancel() {
+    std::shared_ptr<HTTPSession> questions;
     std::shared_ptr<SegmentedDownload> engine;
     {
         const std::lock_guard lock(lock_);
         cancelled_ = true;
+        questions = questions_;
         engine = engine_;
     }
+    if (questions)
+        questions->invalidateAndCancel();
     if (engine)
         engine->cancel();
 }

@@ -72,11 +72,14 @@ private:
         std::optional<QString> sha256;
     };
 
+    [[nodiscard]] DownloadResult run(const DownloadRequest& request);
+    /// The session for what is asked of servers outside the engine, known to `cancel`. Throws `cancelled`.
+    [[nodiscard]] std::shared_ptr<HTTPSession> openQuestions(const QUrl& home);
     [[nodiscard]] Reservation reserve(const QUrl& target, const RemoteInfo& info) const;
     /// The ranged transfer, or the single stream when the server turns out not to honour ranges.
     [[nodiscard]] SegmentedOutcome transfer(const SegmentedConfig& config, Reservation& reservation,
                                             const ProgressHandler& progress);
-    [[nodiscard]] bool offersWholeFile(const SegmentedConfig& config) const;
+    [[nodiscard]] bool offersWholeFile(const SegmentedConfig& config);
     [[nodiscard]] SegmentedOutcome runEngine(const SegmentedConfig& config, FileSink& sink,
                                              const ProgressHandler& progress);
     [[nodiscard]] VerifiedFile verify(const Reservation& reservation, const RemoteInfo& info,
@@ -89,6 +92,7 @@ private:
 
     /// Guards what follows, and is never held while the engine's lock is taken.
     std::mutex lock_;
+    std::shared_ptr<HTTPSession> questions_;
     std::shared_ptr<SegmentedDownload> engine_;
     bool cancelled_ = false;
 };
