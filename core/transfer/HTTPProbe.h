@@ -48,6 +48,8 @@ struct ByteRange {
 /// A name that is safe in any folder: one component, not hidden, and short enough in UTF-8 for every suffix
 /// we append.
 [[nodiscard]] QString sanitize(const QString& name);
+/// The same, or nothing where `sanitize` has to make a name up.
+[[nodiscard]] std::optional<QString> usableName(const QString& name);
 /// `name` with the preferred extension of `mimeType`, when it has none and the type is known.
 [[nodiscard]] QString ensureExtension(const QString& name, const std::optional<QString>& mimeType);
 

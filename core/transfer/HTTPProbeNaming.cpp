@@ -213,6 +213,10 @@ std::optional<QString> filenameFromURL(const QUrl& url) {
 }
 
 QString sanitize(const QString& name) {
+    return usableName(name).value_or(u"download"_s);
+}
+
+std::optional<QString> usableName(const QString& name) {
     const QString safe = withoutUnsafeCharacters(QStringView(name).first(qMin(name.size(), maxInputUnits)));
     QStringView text = TextTrim::trimmed(safe, isBlankOrLineBreak);
     while (text.startsWith(u'.'))
@@ -222,7 +226,7 @@ QString sanitize(const QString& name) {
         beginning(result, maxCharacters, maxInputUnits * 3).size() < result.size();
     if (hasTooManyCharacters || utf8Size(result) > maxBytes)
         result = fitted(NameParts::of(result), hasTooManyCharacters ? keptBaseCharacters : maxCharacters);
-    return result.isEmpty() ? u"download"_s : result;
+    return result.isEmpty() ? std::nullopt : std::optional(result);
 }
 
 QString ensureExtension(const QString& name, const std::optional<QString>& mimeType) {
