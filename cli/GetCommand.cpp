@@ -1,7 +1,7 @@
 #include "GetCommand.h"
 
 #include "cli/DisplayText.h"
-#include "cli/ErrorText.h"
+#include "transfer/ErrorSentence.h"
 #include "cli/JsonView.h"
 #include "cli/PlainView.h"
 #include "cli/StandardStreams.h"

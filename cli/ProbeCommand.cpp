@@ -1,7 +1,7 @@
 #include "ProbeCommand.h"
 
 #include "cli/DisplayText.h"
-#include "cli/ErrorText.h"
+#include "transfer/ErrorSentence.h"
 #include "cli/JsonView.h"
 #include "cli/StandardStreams.h"
 #include "transfer/Downloader.h"

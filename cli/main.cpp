@@ -1,6 +1,6 @@
 #include "cli/Arguments.h"
 #include "cli/DisplayText.h"
-#include "cli/ErrorText.h"
+#include "transfer/ErrorSentence.h"
 #include "cli/GetCommand.h"
 #include "cli/HelpText.h"
 #include "cli/Interruption.h"

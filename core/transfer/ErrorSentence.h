@@ -4,9 +4,9 @@
 
 #include <exception>
 
-namespace fetra::cli {
+namespace fetra {
 
-/// What `Downloader` threw, as the sentence for the user.
+/// What a transfer threw, as the sentence for the user.
 [[nodiscard]] QString errorSentence(const std::exception_ptr& error);
 
-} // namespace fetra::cli
+} // namespace fetra

@@ -1,10 +1,10 @@
-#include "ErrorText.h"
+#include "transfer/ErrorSentence.h"
 
 #include "http/TransportError.h"
 #include "system/PosixError.h"
 #include "transfer/DownloadError.h"
 
-namespace fetra::cli {
+namespace fetra {
 
 QString errorSentence(const std::exception_ptr& error) {
     try {
@@ -20,4 +20,4 @@ QString errorSentence(const std::exception_ptr& error) {
     }
 }
 
-} // namespace fetra::cli
+} // namespace fetra
