@@ -14,9 +14,13 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/eventfd.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// The header of glibc 2.36 does not say so itself.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 namespace fetra {
 

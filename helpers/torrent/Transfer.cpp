@@ -26,6 +26,7 @@ namespace {
 constexpr auto turnLength = 100ms;
 constexpr auto reportEvery = 500ms;
 constexpr auto saveEvery = 30s;
+constexpr auto farewell = 5s;
 
 QString wordsOf(const lt::error_code& error) {
     return QString::fromStdString(error.message());
@@ -161,7 +162,7 @@ void Transfer::advance(const lt::torrent_status& status) {
     }
     if (phase_ == Phase::syncing && sync_)
         finishSync(status);
-    if (phase_ == Phase::seeding && status.all_time_upload >= info_->total_size())
+    if (phase_ == Phase::seeding && hasGivenEnough(status))
         phase_ = Phase::done;
     if (phase_ == Phase::downloading && steady_clock::now() - lastSave_ >= saveEvery) {
         lastSave_ = steady_clock::now();
@@ -191,6 +192,15 @@ void Transfer::finishSync(const lt::torrent_status& status) {
     phase_ = seeds ? Phase::seeding : Phase::done;
     lastReport_ = {};
     report(status);
+}
+
+/// As much as the content is long. What was sent last may still be on its way: peers that have it all leave.
+bool Transfer::hasGivenEnough(const lt::torrent_status& status) {
+    if (status.all_time_upload < info_->total_size())
+        return false;
+    if (!ratioReached_)
+        ratioReached_ = steady_clock::now();
+    return status.num_peers == 0 || steady_clock::now() - *ratioReached_ >= farewell;
 }
 
 void Transfer::report(const lt::torrent_status& status) {

@@ -54,6 +54,7 @@ private:
     void keep(const lt::add_torrent_params& params);
     void admitContent(const lt::torrent_status& status);
     void finishSync(const lt::torrent_status& status);
+    [[nodiscard]] bool hasGivenEnough(const lt::torrent_status& status);
     void report(const lt::torrent_status& status);
     /// Waits for the last resume data, for at most `patience`.
     [[nodiscard]] std::optional<lt::add_torrent_params> lastState(std::chrono::milliseconds patience);
@@ -69,6 +70,7 @@ private:
     std::optional<ContentSync> sync_;
     Phase phase_ = Phase::describing;
     bool hadRecord_ = false;
+    std::optional<Moment> ratioReached_;
     Moment lastReport_{};
     Moment lastSave_{};
 };

@@ -1,0 +1,112 @@
+#include "system/ChildProcess.h"
+#include "support/Eventually.h"
+#include "support/TempFolder.h"
+#include "system/PosixError.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using Clock = std::chrono::steady_clock;
+
+ChildProcess::Command shell(const QString& script, std::chrono::milliseconds grace = 5s) {
+    return {.program = u"/bin/sh"_s, .arguments = {u"-c"_s, script}, .grace = grace};
+}
+
+QByteArray readAll(ChildProcess& child) {
+    QByteArray all;
+    for (QByteArray data = child.read(); !data.isEmpty(); data = child.read())
+        all += data;
+    return all;
+}
+
+TEST(ChildProcess, StartsWithItsOutputAndNothingElseOfOurs) {
+    const int leaky = ::open("/dev/zero", O_RDONLY); // as a library opens it, without close-on-exec
+    qputenv("FETRA_TEST_WORD", "inherited");
+    std::signal(SIGPIPE, SIG_IGN);
+    ChildProcess child(shell(u"readlink /proc/$$/fd/0 /proc/$$/fd/2; ls /proc/$$/fd | wc -l; "
+                             "grep SigIgn /proc/$$/status; echo $FETRA_TEST_WORD \"$0\""_s));
+    const QByteArrayList lines = readAll(child).split('\n');
+    child.wait();
+    ::close(leaky);
+    ASSERT_EQ(lines.size(), 6) << lines.join('|').constData();
+    EXPECT_EQ(lines[0] + lines[1], "/dev/null/dev/null");
+    EXPECT_EQ(lines[2].trimmed(), "3");
+    EXPECT_EQ(lines[3].trimmed().right(8).toUInt(nullptr, 16) & 0x7fff'ffffU, 0U) << "ignored signals";
+    EXPECT_EQ(lines[4], "inherited /bin/sh");
+}
+
+TEST(ChildProcess, ThatCannotStartSaysWhy) {
+    const TempFolder folder;
+    const QString text = folder.write(u"text"_s, "no program");
+    for (const auto& [program, code] : {std::pair{folder.path(u"none"_s), ENOENT}, {text, EACCES}})
+        try {
+            ChildProcess child({.program = program, .arguments = {}});
+            ADD_FAILURE() << program.toStdString() << " started";
+        } catch (const PosixError& error) {
+            EXPECT_EQ(error.code(), code);
+        }
+}
+
+/// Children that a termination from another thread has to end, and how long that may take.
+struct Stubborn {
+    const char* what;
+    QString script;
+    std::chrono::milliseconds atLeast;
+    std::chrono::milliseconds atMost;
+};
+
+TEST(ChildProcess, TerminatedEndsByItselfOrIsKilledAfterTheGrace) {
+    const Stubborn cases[] = {
+        {"ends when asked", u"echo up; exec sleep 60"_s, 0ms, 250ms},
+        {"ignores it", u"trap '' TERM; echo up; while :; do sleep 0.05; done"_s, 300ms, 2s},
+        {"ignores it, with its output closed",
+         u"trap '' TERM; echo up; exec >&-; while :; do sleep 0.05; done"_s, 300ms, 2s},
+        {"leaves a grandchild with its output", u"trap '' TERM; echo up; sleep 8"_s, 300ms, 2s},
+    };
+    for (const Stubborn& c : cases) {
+        SCOPED_TRACE(c.what);
+        ChildProcess child(shell(c.script, 300ms));
+        EXPECT_EQ(child.read(), "up\n");
+        const auto begun = Clock::now();
+        std::thread other([&] { child.terminate(); });
+        EXPECT_EQ(readAll(child), "");
+        child.wait();
+        const auto took = Clock::now() - begun;
+        other.join();
+        EXPECT_GE(took, c.atLeast);
+        EXPECT_LT(took, c.atMost);
+        child.terminate(); // the number may be another process's by now
+    }
+}
+
+TEST(ChildProcess, LingeringAfterItsOutputIsAskedToEnd) {
+    ChildProcess child(shell(u"exec >&-; exec sleep 60"_s, 200ms));
+    EXPECT_EQ(readAll(child), "");
+    const auto begun = Clock::now();
+    child.wait();
+    EXPECT_LT(Clock::now() - begun, 5s);
+}
+
+TEST(ChildProcess, IsGoneWithTheObject) {
+    qint64 number = 0;
+    {
+        ChildProcess child(shell(u"echo $$; exec sleep 60"_s));
+        number = child.read().trimmed().toLongLong();
+        ASSERT_GT(number, 0);
+    }
+    EXPECT_EQ(::kill(static_cast<pid_t>(number), 0), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+} // namespace
+} // namespace fetra::test

@@ -1,0 +1,254 @@
+// The runner against helpers that say what a script has them say.
+
+#include "TorrentRun.h"
+
+#include "support/Eventually.h"
+#include "support/ScriptedServer.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QDir>
+#include <QFile>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+const QString stopped = u"Gave up after repeated failures: torrent stopped before completion"_s;
+const QString paused = u"Download paused"_s;
+const QUrl magnet(u"magnet:?xt=urn:btih:00&dn=shown"_s);
+
+/// A folder with a helper in it, which every runner of this process finds.
+class Scripted {
+public:
+    explicit Scripted(const QByteArray& script) {
+        const QString path = folder.write(u"helper"_s, "#!/bin/sh\n" + script + "\n");
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
+        qputenv("FETRA_TORRENT_HELPER", path.toUtf8());
+        QDir(folder.path()).mkdir(u"tmp"_s);
+        qputenv("TMPDIR", folder.path(u"tmp"_s).toUtf8());
+    }
+
+    [[nodiscard]] QString output() const { return folder.path(u"new/out"_s); }
+
+    const TempFolder folder;
+};
+
+struct Conversation {
+    const char* what;
+    QByteArray script;
+    QString ending;
+    QStringList starts;
+    /// Of every report: what was received, or with the total, "3/10".
+    QString received;
+    /// The name of the result.
+    QString name = {};
+};
+
+QString receivedIn(const std::vector<DownloadProgress>& reports) {
+    QStringList texts;
+    for (const DownloadProgress& report : reports)
+        texts += QString::number(report.receivedBytes) +
+                 (report.totalBytes ? u'/' + QString::number(*report.totalBytes) : QString());
+    return texts.join(u' ');
+}
+
+TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
+    const Conversation cases[] = {
+        {"a split line and two in one write",
+         R"(printf '{"total":10,"comp'; sleep 0.1; printf 'leted":3}\n{"completed":5}\n{"completed":10}\n')",
+         u"complete"_s,
+         {u"shown"_s},
+         u"3/10 5/10 10/10"_s,
+         u"shown"_s},
+        {"a name before the size, and another after it",
+         R"(echo '{"name":"first"}'; echo '{"name":"second","total":4}'; echo '{"name":"","completed":4}')",
+         u"complete"_s,
+         {u"second"_s},
+         u"0 0/4 4/4"_s,
+         u"second"_s},
+        {"names that lead elsewhere",
+         R"(echo '{"name":"../../out of/here","total":1,"completed":1}')",
+         u"complete"_s,
+         {u"../../out of/here"_s},
+         u"1/1"_s,
+         u"here"_s},
+        {"lines that mean nothing",
+         R"(echo; echo 'noise'; echo '[]'; echo '{"total":"4"}'; echo '{"total":4,"completed":4}')",
+         u"complete"_s,
+         {u"shown"_s},
+         u"0 4/4"_s,
+         u"shown"_s},
+        {"a last line without its end",
+         R"(echo '{"total":4,"completed":3}'; printf '{"completed":4}')",
+         stopped,
+         {u"shown"_s},
+         u"3/4"_s},
+        {"an early end", R"(echo '{"total":4,"completed":3}')", stopped, {u"shown"_s}, u"3/4"_s},
+        {"an empty content", R"(echo '{"total":0,"completed":0,"type":"done"}')", stopped, {}, u"0"_s},
+        {"nothing at all", "exit 1", stopped, {}, {}},
+        {"done, from one that waits to be stopped",
+         R"(echo '{"type":"done","total":4,"completed":4}'; exec sleep 60)",
+         u"complete"_s,
+         {u"shown"_s},
+         u"4/4"_s,
+         u"shown"_s},
+        {"done too early",
+         R"(echo '{"type":"done","total":4,"completed":2}'; exec sleep 60)",
+         stopped,
+         {u"shown"_s},
+         u"2/4"_s},
+        {"an error after everything",
+         R"(echo '{"total":4,"completed":4}'; echo '{"type":"error","error":"The disk is full."}'; exec sleep 60)",
+         u"Gave up after repeated failures: The disk is full."_s,
+         {u"shown"_s},
+         u"4/4"_s},
+        {"an error without words",
+         R"(echo '{"type":"error","error":5}')",
+         u"Gave up after repeated failures: torrent failed"_s,
+         {},
+         {}},
+    };
+    for (const Conversation& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Scripted helper(c.script);
+        TorrentRun run(magnet, helper.output());
+        EXPECT_EQ(run.ending(), c.ending);
+        EXPECT_EQ(run.starts(), c.starts);
+        EXPECT_EQ(receivedIn(run.reports()), c.received);
+        const auto place = run.result() ? run.result()->destination : QUrl();
+        EXPECT_EQ(place, c.name.isEmpty() ? QUrl() : QUrl::fromLocalFile(helper.output() + u'/' + c.name));
+    }
+}
+
+TEST(TorrentDownloader, PassesOnEveryFigureOfALineAndForgetsThoseOfThePeers) {
+    const Scripted helper(
+        R"(echo '{"total":9,"completed":9,"peers":5,"seeds":2,"rate":7.5,"upload":1.5,"uploaded":6}'; echo '{}')");
+    TorrentRun run(magnet, helper.output());
+    ASSERT_EQ(run.ending(), u"complete"_s);
+    const auto reports = run.reports();
+    ASSERT_EQ(reports.size(), 2U);
+    const auto figures = [](const DownloadProgress& p) {
+        return QList<double>{p.bytesPerSecond,
+                             double(p.activeConnections),
+                             double(p.connectionLimit),
+                             double(p.peers.value_or(-1)),
+                             double(p.seeds.value_or(-1)),
+                             p.uploadBytesPerSecond.value_or(-1),
+                             double(p.uploadedBytes.value_or(-1))};
+    };
+    EXPECT_EQ(figures(reports[0]), QList<double>({7.5, 5, 5, 5, 2, 1.5, 6}));
+    EXPECT_EQ(figures(reports[1]), QList<double>({0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(run.result()->bytes, 9);
+    EXPECT_EQ(run.result()->bytesThisSession, 9);
+    EXPECT_EQ(run.result()->mirrorsUsed, 0);
+    EXPECT_GT(run.result()->averageBytesPerSecond, 0);
+}
+
+TEST(TorrentDownloader, HandsTheHelperItsArguments) {
+    const QByteArray script =
+        R"(printf '%s\n' "$@" > "${0%helper}words"; cp "$5" "${0%helper}copy" 2>/dev/null; exit 0)";
+    const Scripted helper(script);
+    ScriptedServer server([](ServerExchange& exchange) {
+        exchange.respond(exchange.request().path == "/there.torrent" ? 200 : 404, {}, "d4:info0:e");
+    });
+    struct Case {
+        QUrl url;
+        TorrentOptions options;
+        QStringList words; ///< after the folder
+        QString ending = stopped;
+    };
+    const QString local = helper.folder.write(u"a b.torrent"_s, "x");
+    const Case cases[] = {
+        {magnet, {}, {u"-upload-limit"_s, u"0"_s, magnet.toString()}},
+        {QUrl::fromLocalFile(local),
+         {.uploadLimitKB = 9, .downloadLimitKB = -1},
+         {u"-upload-limit"_s, u"9"_s, local}},
+        {magnet,
+         {.uploadLimitKB = 5, .downloadLimitKB = 1, .seedAfterComplete = true},
+         {u"-upload-limit"_s, u"5"_s, u"-download-limit"_s, u"1"_s, u"-seed"_s, magnet.toString()}},
+        {server.url("/there.torrent"), {}, {u"-upload-limit"_s, u"0"_s, u"*"_s}},
+        {server.url("/missing.torrent"), {}, {}, u"Server returned HTTP 404"_s},
+    };
+    for (const Case& c : cases) {
+        QFile::remove(helper.folder.path(u"words"_s));
+        TorrentRun run(c.url, helper.output(), c.options);
+        EXPECT_EQ(run.ending(), c.ending);
+        QStringList words = QString::fromUtf8(helper.folder.tryRead(u"words"_s).value_or("")).split(u'\n');
+        words.removeLast();
+        if (c.words.isEmpty()) {
+            EXPECT_EQ(words, QStringList()) << "the helper was started";
+            continue;
+        }
+        QStringList expected = QStringList{u"-o"_s, helper.output()} + c.words;
+        if (c.words.last() == u"*"_s) {
+            EXPECT_EQ(helper.folder.read(u"copy"_s), "d4:info0:e");
+            EXPECT_TRUE(words.last().startsWith(helper.folder.path(u"tmp/fetra-"_s)))
+                << words.last().toStdString();
+            expected.last() = words.last();
+        }
+        EXPECT_EQ(words, expected);
+        EXPECT_TRUE(helper.folder.names(u"tmp"_s).isEmpty());
+        EXPECT_TRUE(QDir(helper.output()).exists());
+    }
+}
+
+TEST(TorrentDownloader, FailsWithTheReasonWhenItCannotBegin) {
+    const Scripted helper("exit 0");
+    const QString file = helper.folder.write(u"file"_s, "");
+    const QUrl nowhere(u"http://127.0.0.1:1/x.torrent"_s);
+    EXPECT_EQ(TorrentRun(magnet, file + u"/below"_s).ending(), u"posix %1"_s.arg(ENOTDIR));
+    EXPECT_EQ(TorrentRun(nowhere, helper.output()).ending(), u"transport -1004"_s);
+    const QString broken = helper.folder.write(u"broken"_s, "#!/no/such/interpreter\n");
+    QFile::setPermissions(broken, QFile::ReadOwner | QFile::ExeOwner);
+    qputenv("FETRA_TORRENT_HELPER", broken.toUtf8());
+    EXPECT_EQ(TorrentRun(magnet, helper.output()).ending(), u"posix %1"_s.arg(ENOENT));
+    const QByteArray large(11'000'000, 'x');
+    ScriptedServer server([&](ServerExchange& exchange) { exchange.respond(200, {}, large); });
+    EXPECT_EQ(TorrentRun(server.url("/large.torrent"), helper.output()).ending(),
+              u"Gave up after repeated failures: the torrent file is too large"_s);
+}
+
+/// Moments at which a run is stopped, and what shows that the moment has come.
+struct Moment {
+    const char* what;
+    QByteArray script;
+    bool isRemote = false;
+    qsizetype reports = 0;
+};
+
+TEST(TorrentDownloader, CancelledEndsSoonAtWhateverMoment) {
+    const Moment cases[] = {
+        {"at once", "echo '{}'; exec sleep 60"},
+        {"while the torrent file is fetched", "exit 0", true},
+        {"before the helper has said anything", "touch \"${0%helper}up\"; exec sleep 60"},
+        {"during the transfer", R"(echo '{"total":4,"completed":2}'; exec sleep 60)", false, 1},
+        {"while seeding", R"(echo '{"total":4,"completed":4}'; exec sleep 60)", false, 1},
+        {"and it still completes",
+         R"(trap 'echo "{\"completed\":4,\"type\":\"done\"}"; exit 0' TERM; echo '{"total":4}'; while :; do sleep 0.02; done)",
+         false, 1},
+    };
+    for (const Moment& c : cases) {
+        SCOPED_TRACE(c.what);
+        const Scripted helper(c.script);
+        ScriptedServer silent;
+        silent.setConnectionRule([](qint64) { return ConnectionFate::Silence; });
+        TorrentRun run(c.isRemote ? silent.url("/x.torrent") : magnet, helper.output());
+        EXPECT_TRUE(eventually(5s, [&] {
+            return (!c.isRemote || silent.connectionsAccepted() > 0) &&
+                   (!c.script.startsWith("touch") || helper.folder.contains(u"up"_s)) &&
+                   qsizetype(run.reports().size()) >= c.reports;
+        }));
+        const auto begun = std::chrono::steady_clock::now();
+        run.cancel();
+        EXPECT_EQ(run.ending(), paused);
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, 1s);
+        EXPECT_FALSE(run.result());
+        EXPECT_TRUE(helper.folder.names(u"tmp"_s).isEmpty());
+    }
+}
+
+} // namespace
+} // namespace fetra::test

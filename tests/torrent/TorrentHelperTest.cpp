@@ -1,0 +1,204 @@
+// The real helper on its own: what it refuses, and how it ends.
+
+#include "HelperRun.h"
+#include "TestTorrent.h"
+
+#include "support/Eventually.h"
+#include "support/ScriptedServer.h"
+#include "support/TempFolder.h"
+
+#include <gtest/gtest.h>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace fetra::test {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+
+class TorrentHelper : public ::testing::Test {
+protected:
+    [[nodiscard]] HelperRun::Setup setup(const QStringList& arguments) const {
+        return {.arguments = arguments, .dataFolder = folder.path(u"data"_s)};
+    }
+    [[nodiscard]] QStringList toOut(const TestTorrent& torrent) const {
+        return {u"-o"_s, folder.path(u"out"_s), folder.write(u"x.torrent"_s, torrent.bytes())};
+    }
+    /// Whether no helper transfers anything: each holds a lock for as long as it lives.
+    [[nodiscard]] bool isIdle() const {
+        bool idle = true;
+        for (const QString& name : folder.names(u"data/Fetra/torrents"_s)) {
+            const QString path = folder.path(u"data/Fetra/torrents/"_s + name);
+            const int file = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+            idle = idle && (!name.endsWith(u".lock"_s) || ::flock(file, LOCK_EX | LOCK_NB) == 0);
+            ::close(file);
+        }
+        return idle;
+    }
+
+    const TempFolder folder;
+    /// Nobody has it, so that it runs until it is stopped.
+    const TestTorrent unavailable{.name = "f", .content = randomContent(100'000)};
+};
+
+TEST_F(TorrentHelper, RefusesWithASentence) {
+    folder.write(u"file"_s, "");
+    folder.write(u"elsewhere/kept"_s, "kept");
+    folder.write(u"out/taken"_s, "somebody else's");
+    ASSERT_EQ(::symlink(QFile::encodeName(folder.path(u"elsewhere"_s)).constData(),
+                        QFile::encodeName(folder.path(u"out/planted"_s)).constData()),
+              0);
+    const QByteArray some = randomContent(50'000);
+    const auto folderOf = [&](const QByteArray& name, const QByteArrayList& path,
+                              const QByteArrayList& linkTo = {}) {
+        return TestTorrent{
+            .name = name,
+            .files = {{.path = path, .content = linkTo.isEmpty() ? some : QByteArray(), .linkTo = linkTo},
+                      {.path = {"z"}, .content = some}}};
+    };
+    struct Case {
+        QStringList arguments;
+        QString sentence; ///< a pattern
+        int status = 1;
+    };
+    const QString out = folder.path(u"out"_s);
+    const QString outside = u"The torrent names files outside of its folder\\."_s;
+    int number = 0;
+    const auto file = [&](const QByteArray& bytes) {
+        return folder.write(u"t%1.torrent"_s.arg(++number), bytes);
+    };
+    const auto into = [&](const TestTorrent& torrent) {
+        return QStringList{u"-o"_s, out, file(torrent.bytes())};
+    };
+    const Case cases[] = {
+        {{u"-o"_s, out, file("broken")}, u"The torrent file \".*\" cannot be read: .+\\."_s},
+        {{u"-o"_s, out, file(unavailable.bytes().chopped(9))},
+         u"The torrent file \".*\" cannot be read: .+\\."_s},
+        {{u"-o"_s, out, folder.path(u"none"_s)},
+         u"The torrent file \".*\" cannot be read: No such file.+\\."_s},
+        {{u"-o"_s, out, u"magnet:?dn=nothing"_s}, u"The magnet link is not valid: .+\\."_s},
+        {{u"-o"_s, out, u"magnet:?xt=urn:btih:123"_s}, u"The magnet link is not valid: .+\\."_s},
+        {{u"-o"_s, folder.path(u"file/below"_s), file(unavailable.bytes())},
+         u"The folder \".*\" cannot be written: Not a directory\\."_s},
+        {into(folderOf("t", {"..", "..", "evil"})), outside},
+        {into(folderOf("t", {"a/../../../evil"})), outside},
+        {into(folderOf("t", {"/evil"})), outside},
+        {into(folderOf("../evil", {"a"})), outside},
+        {into({.name = "..", .content = some}),
+         u"The torrent file \".*\" cannot be read: missing name.*\\."_s},
+        {into(folderOf("t", {"a"}, {"..", "elsewhere"})), u"The torrent contains symbolic links.*\\."_s},
+        {into(folderOf("planted", {"kept"})), u"\".*/planted\" is a symbolic link.*\\."_s},
+        {into({.name = "taken", .content = some}),
+         u"\".*/taken\" exists and is not part of this torrent\\."_s},
+        {{u"-o"_s, out}, u"A magnet link or a torrent file is missing\\."_s, 2},
+        {{u"x"_s}, u"The folder .*\\."_s, 2},
+        {{u"-o"_s, out, u"-upload-limit"_s, u"-1"_s, u"x"_s}, u"The option -upload-limit lacks .*\\."_s, 2},
+        {{u"-o"_s, out, u"-fast"_s, u"x"_s}, u"There is no option \"-fast\"\\."_s, 2},
+        {{u"-o"_s, out, u"x"_s, u"y"_s}, u"One .*\\."_s, 2},
+    };
+    for (const Case& c : cases) {
+        HelperRun run(setup(c.arguments));
+        EXPECT_EQ(run.exitStatus(), c.status) << c.sentence.toStdString();
+        EXPECT_TRUE(QRegularExpression(QRegularExpression::anchoredPattern(c.sentence))
+                        .match(run.ending())
+                        .hasMatch())
+            << run.ending().toStdString();
+    }
+    EXPECT_EQ(folder.names(u"out"_s), QStringList({u"planted"_s, u"taken"_s}));
+    EXPECT_EQ(folder.read(u"elsewhere/kept"_s), "kept");
+    EXPECT_EQ(folder.read(u"out/taken"_s), "somebody else's");
+    EXPECT_FALSE(folder.contains(u"evil"_s));
+}
+
+TEST_F(TorrentHelper, ReportsEverySecondAndNeverClaimsWhatItLacks) {
+    HelperRun run(setup(toOut(unavailable)));
+    const auto begun = std::chrono::steady_clock::now();
+    ASSERT_TRUE(run.runUntil([&] { return run.lines().size() >= 4; }));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 4s);
+    EXPECT_EQ(run.lines().last().value("name"_L1), u"f"_s);
+    EXPECT_EQ(run.last(u"total"_s), unavailable.content.size());
+    EXPECT_EQ(run.last(u"completed"_s), 0);
+}
+
+TEST_F(TorrentHelper, AdoptsWhatIsThereAndIsDoneWhenThatIsAll) {
+    folder.write(u"out/f"_s, unavailable.content);
+    HelperRun run(setup(toOut(unavailable)));
+    EXPECT_EQ(run.exitStatus(), 0);
+    EXPECT_EQ(run.ending(), u"done"_s);
+    EXPECT_EQ(run.last(u"completed"_s), unavailable.content.size());
+    EXPECT_EQ(folder.read(u"out/f"_s), unavailable.content);
+}
+
+TEST_F(TorrentHelper, StopsWithinFiveSecondsThoughATrackerHangs) {
+    ScriptedServer tracker([](ServerExchange& exchange) { exchange.stall(); });
+    TestTorrent torrent = unavailable;
+    torrent.tracker = tracker.url("/announce");
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        HelperRun run(setup(toOut(torrent)));
+        const qint64 before = tracker.requests();
+        ASSERT_TRUE(run.runUntil([&] { return tracker.requests() > before; }));
+        const auto begun = std::chrono::steady_clock::now();
+        run.send(signal);
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s);
+        EXPECT_EQ(run.ending(), QString());
+    }
+}
+
+TEST_F(TorrentHelper, EndsWithItsParent) {
+    HelperRun::Setup start = setup(toOut(unavailable));
+    start.wrapper = {u"/bin/sh"_s, u"-c"_s, u"\"$0\" \"$@\" & wait"_s};
+    HelperRun run(start);
+    ASSERT_TRUE(run.runUntil([&] { return run.last(u"total"_s) > 0; }));
+    EXPECT_FALSE(isIdle());
+    run.send(SIGKILL); // The output stays open: only the parent goes.
+    EXPECT_TRUE(eventually(5s, [&] { return isIdle(); }));
+}
+
+TEST_F(TorrentHelper, EndsWhenNobodyListens) {
+    HelperRun::Setup start = setup(toOut(unavailable));
+    start.wrapper = {u"/bin/sh"_s, u"-c"_s, u"\"$0\" \"$@\" | head -n 1"_s};
+    HelperRun run(start);
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(run.exitStatus(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 5s);
+}
+
+TEST_F(TorrentHelper, SecondOneForTheSameTorrentAndFolderGivesUp) {
+    const QStringList arguments = toOut(unavailable);
+    HelperRun first(setup(arguments));
+    ASSERT_TRUE(first.runUntil([&] { return first.last(u"total"_s) > 0; }));
+    HelperRun second(setup(arguments));
+    EXPECT_EQ(second.exitStatus(), 1);
+    EXPECT_EQ(second.ending(), u"This torrent is already being downloaded into this folder."_s);
+}
+
+TEST_F(TorrentHelper, FullDiskIsAnError) {
+    HelperRun::Setup start{.arguments = {}, .dataFolder = folder.path(u"data"_s), .port = freePort()};
+    const TestTorrent torrent{.name = "f", .content = randomContent(3'000'000)};
+    folder.write(u"seed/f"_s, torrent.content);
+    folder.write(u"small/x"_s, "");
+    const QString file = folder.write(u"x.torrent"_s, torrent.bytes());
+    start.arguments = {u"-o"_s, folder.path(u"seed"_s), u"-upload-limit"_s, u"9999"_s, u"-seed"_s, file};
+    HelperRun seeder(start);
+    HelperRun::Setup small =
+        setup({u"-o"_s, folder.path(u"small"_s), torrent.magnet({start.port}).toString()});
+    small.dataFolder = folder.path(u"other"_s);
+    small.wrapper = {
+        u"unshare"_s, u"-rm"_s, u"sh"_s, u"-c"_s,
+        u"mount -t tmpfs -o size=1m none \"$2\" || exit 77; echo '{\"peers\":0}'; exec \"$0\" \"$@\""_s};
+    HelperRun run(small);
+    if (!run.runUntil([&] { return !run.lines().isEmpty(); }))
+        GTEST_SKIP() << "no file system of our own can be mounted here";
+    EXPECT_EQ(run.exitStatus(), 1);
+    EXPECT_EQ(run.ending(), u"The disk is full."_s);
+}
+
+} // namespace
+} // namespace fetra::test
