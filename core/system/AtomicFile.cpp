@@ -16,32 +16,73 @@ namespace fetra::AtomicFile {
 
 namespace {
 
-void writeTemporary(const QString& path, const QByteArray& content) {
-    PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+PosixFile::Descriptor createTemporary(const QString& temporary) {
+    PosixFile::unlink(temporary);
+    PosixFile::Descriptor file = PosixFile::open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
     if (!file.isOpen())
         throw PosixError::last();
-    PosixFile::writeAll(file.number(), content, 0);
-    if (!PosixFile::sync(file.number(), true))
+    return file;
+}
+
+/// Gathers small pieces, so that a list of ten thousand takes a few dozen system calls.
+void writePieces(int descriptor, std::span<const QByteArrayView> pieces) {
+    constexpr qsizetype bufferSize = 256 * 1024;
+    QByteArray buffer;
+    buffer.reserve(bufferSize);
+    qint64 offset = 0;
+    const auto flush = [&] {
+        PosixFile::writeAll(descriptor, buffer, offset);
+        offset += buffer.size();
+        buffer.resize(0);
+    };
+    for (const QByteArrayView piece : pieces) {
+        if (buffer.size() + piece.size() > bufferSize)
+            flush();
+        buffer.append(piece);
+    }
+    flush();
+}
+
+void rename(const QString& from, const QString& to) {
+    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) != 0)
         throw PosixError::last();
-    // Some network file systems report a failed write only here.
-    if (::close(file.release()) != 0 && errno != EINTR)
-        throw PosixError::last();
+}
+
+QString temporaryOf(const QString& path) {
+    return path + QLatin1StringView(temporarySuffix);
 }
 
 } // namespace
 
 void write(const QString& path, const QByteArray& content) {
-    const QString temporary = path + QLatin1StringView(temporarySuffix);
-    PosixFile::unlink(temporary);
+    const QString temporary = temporaryOf(path);
+    PosixFile::Descriptor file = createTemporary(temporary);
     try {
-        writeTemporary(temporary, content);
-        if (std::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()) != 0)
+        PosixFile::writeAll(file.number(), content, 0);
+        if (!PosixFile::sync(file.number(), true))
             throw PosixError::last();
+        // Some network file systems report a failed write only here.
+        if (::close(file.release()) != 0 && errno != EINTR)
+            throw PosixError::last();
+        rename(temporary, path);
     } catch (const PosixError&) {
         PosixFile::unlink(temporary);
         throw;
     }
     PosixFile::syncFolderOf(path);
+}
+
+PosixFile::Descriptor replace(const QString& path, std::span<const QByteArrayView> pieces) {
+    const QString temporary = temporaryOf(path);
+    PosixFile::Descriptor file = createTemporary(temporary);
+    try {
+        writePieces(file.number(), pieces);
+        rename(temporary, path);
+    } catch (const PosixError&) {
+        PosixFile::unlink(temporary);
+        throw;
+    }
+    return file;
 }
 
 std::optional<QByteArray> read(const QString& path, qint64 maxBytes) {

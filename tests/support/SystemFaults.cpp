@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include <sys/stat.h>
@@ -35,6 +36,7 @@ struct Plan {
     std::optional<File> heldWrites;
     int held = 0;
     bool skipSyncs = false;
+    std::chrono::milliseconds syncDuration{0};
     int dataSyncs = 0;
 };
 
@@ -65,8 +67,10 @@ void waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::optional<File>
 }
 
 int synchronise(long call, int descriptor) {
+    std::chrono::milliseconds duration{0};
     {
         std::unique_lock lock(plan().mutex);
+        duration = plan().syncDuration;
         plan().dataSyncs += call == SYS_fdatasync ? 1 : 0;
         waitWhileHeld(lock, plan().heldSyncs, descriptor);
         if (fails(plan().sync))
@@ -74,6 +78,7 @@ int synchronise(long call, int descriptor) {
         if (plan().skipSyncs)
             return 0;
     }
+    std::this_thread::sleep_for(duration);
     return static_cast<int>(::syscall(call, descriptor));
 }
 
@@ -124,6 +129,7 @@ SystemFaults::~SystemFaults() {
     plan().write.clear();
     plan().writeLimit = 0;
     plan().skipSyncs = false;
+    plan().syncDuration = {};
 }
 
 void SystemFaults::failSync(std::vector<int> codes) {
@@ -134,6 +140,11 @@ void SystemFaults::failSync(std::vector<int> codes) {
 void SystemFaults::failWrite(std::vector<int> codes) {
     const std::lock_guard lock(plan().mutex);
     plan().write = std::move(codes);
+}
+
+void SystemFaults::slowSyncs(std::chrono::milliseconds duration) {
+    const std::lock_guard lock(plan().mutex);
+    plan().syncDuration = duration;
 }
 
 void SystemFaults::limitWrites(int bytes) {

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <vector>
 
 namespace fetra::test {
@@ -21,6 +22,9 @@ public:
     void failWrite(std::vector<int> codes);
     /// From now on a write takes at most that many bytes.
     void limitWrites(int bytes);
+
+    /// From now on every sync takes that long.
+    void slowSyncs(std::chrono::milliseconds duration);
 
     /// From now on the calls of one kind that concern the file at `path` wait until they are released. They
     /// are released after a few seconds anyway, so that a failing test ends.
