@@ -1,0 +1,225 @@
+#pragma once
+
+#include "manager/DownloadItem.h"
+#include "manager/ManagerState.h"
+#include "manager/StateFile.h"
+#include "manager/TransferRunner.h"
+
+#include <QFileSystemWatcher>
+#include <QObject>
+#include <QSet>
+
+#include <exception>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <thread>
+
+namespace fetra {
+
+struct CaptureJob;
+
+/// What to add to the list. What is left out comes from the manager's settings.
+struct NewDownload {
+    /// A valid absolute address: http, https, magnet or of a .torrent file.
+    QUrl url{};
+    QList<QUrl> mirrors{};
+    /// A folder (a file URL).
+    std::optional<QUrl> directory{};
+    std::optional<qint64> connections{};
+    std::optional<QString> sha256{};
+    QMap<QString, QString> headers{};
+    std::optional<QString> filenameHint{};
+    /// Into the queue rather than paused.
+    bool startImmediately = true;
+};
+
+/// The list of downloads and everything that moves them: the queue and its scheduler, one runner for each
+/// active item, pausing, removing, saving, and the inbox that browsers hand their links to.
+///
+/// Confined to the main thread, like its items. A change of the list or of a setting is in the state file
+/// when the operation returns; progress is never saved.
+class DownloadManager final : public QObject {
+    Q_OBJECT
+
+public:
+    enum class Field {
+        items,
+        maxConcurrentDownloads,
+        connectionsPerDownload,
+        defaultDirectory,
+        autoStart,
+        torrentUploadLimitKB,
+        torrentSeedAfterComplete,
+    };
+    Q_ENUM(Field)
+
+    using Item = std::shared_ptr<DownloadItem>;
+    using ItemHandler = std::function<void(const Item&)>;
+
+    struct Setup {
+        /// The state file; absent: nothing is loaded or saved.
+        std::optional<QUrl> storeURL{};
+        /// For new downloads until a loaded state says otherwise; absent: the user's downloads folder, or the
+        /// home folder.
+        std::optional<QUrl> defaultDirectory{};
+        /// The inbox folders to watch. Those of `inboxURLs()` for the application, none for a command line.
+        QList<QUrl> inboxes{};
+    };
+
+    /// Loads the saved state, starts what is queued, and watches the inboxes. `runners` outlives the manager.
+    DownloadManager(const Setup& setup, RunnerFactory& runners);
+    /// Cancels what runs and waits until it has saved its resume data.
+    ~DownloadManager() override;
+    DownloadManager(const DownloadManager&) = delete;
+    DownloadManager& operator=(const DownloadManager&) = delete;
+
+    /// `state.json` in the folder `Fetra` of the application-support folder.
+    [[nodiscard]] static std::optional<QUrl> defaultStoreURL();
+    /// The application's own inbox, and all inboxes in the order they are read.
+    [[nodiscard]] static std::optional<QUrl> inboxURL();
+    [[nodiscard]] static QList<QUrl> inboxURLs();
+
+    /// In queue order.
+    [[nodiscard]] const QList<Item>& items() const { return items_; }
+    [[nodiscard]] qint64 maxConcurrentDownloads() const { return settings_.maxConcurrentDownloads; }
+    [[nodiscard]] qint64 connectionsPerDownload() const { return settings_.connectionsPerDownload; }
+    [[nodiscard]] const QUrl& defaultDirectory() const { return settings_.defaultDirectory; }
+    [[nodiscard]] bool autoStart() const { return settings_.autoStart; }
+    [[nodiscard]] qint64 torrentUploadLimitKB() const { return settings_.torrentUploadLimitKB; }
+    [[nodiscard]] bool torrentSeedAfterComplete() const { return settings_.torrentSeedAfterComplete; }
+    [[nodiscard]] const std::optional<QUrl>& storeURL() const { return storeURL_; }
+
+    /// Values are taken as they stand. Upload limit and seeding apply to torrents that start afterwards.
+    void setMaxConcurrentDownloads(qint64 count);
+    void setConnectionsPerDownload(qint64 count);
+    void setDefaultDirectory(const QUrl& directory);
+    void setAutoStart(bool on);
+    void setTorrentUploadLimitKB(qint64 limit);
+    void setTorrentSeedAfterComplete(bool on);
+
+    /// Called once when an item completes or fails.
+    ItemHandler onCompleted;
+    ItemHandler onFailed;
+
+    /// Appends one item. The same address may be added any number of times.
+    Item add(const NewDownload& download);
+    /// Appends an item for each link in `text`, in the order found.
+    QList<Item> add(const QString& text, const std::optional<QUrl>& directory = {},
+                    bool startImmediately = true);
+
+    /// An active item becomes `paused` when its transfer has ended, a queued one at once.
+    void pause(const Item& item);
+    void pauseAll();
+    /// Puts a paused or failed item back into the queue.
+    void resume(const Item& item);
+    void resumeAll();
+    /// Takes the item off the list at once. With `deleteFiles` its partial file and resume data go, as soon
+    /// as no transfer uses them, and the file itself when it is complete.
+    void remove(const Item& item, bool deleteFiles);
+    /// Takes all completed items off the list; their files stay.
+    void clearCompleted();
+    /// Moves the items at the given indices, in their order, before the one at `toOffset`.
+    void move(const QSet<qsizetype>& fromOffsets, qsizetype toOffset);
+
+    [[nodiscard]] Item item(const QUuid& id) const;
+    /// Whether an item of exactly this address has neither completed nor failed.
+    [[nodiscard]] bool hasUnfinished(const QUrl& url) const;
+    [[nodiscard]] qint64 activeCount() const;
+    /// Sums over the active items.
+    [[nodiscard]] double totalBytesPerSecond() const;
+    [[nodiscard]] double totalUploadBytesPerSecond() const;
+
+    /// Whether some transfer, perhaps of an item removed meanwhile, has yet to end.
+    [[nodiscard]] bool isTransferring() const { return !runners_.empty() || !torrentRunners_.empty(); }
+
+Q_SIGNALS:
+    /// Once for each assignment of another value.
+    void changed(fetra::DownloadManager::Field field);
+
+private:
+    template <typename Runner>
+    struct Run {
+        std::unique_ptr<Runner> runner;
+        /// Joined before the runner goes.
+        std::jthread thread{};
+    };
+    template <typename Runner>
+    using Runs = std::map<QUuid, Run<Runner>>;
+
+    /// What ended a transfer.
+    struct Failure {
+        bool isCancellation = false;
+        QString message;
+    };
+
+    /// However often an operation on many items asks for a save, it writes once, at its end.
+    class OneSave {
+    public:
+        explicit OneSave(DownloadManager& manager);
+        ~OneSave();
+        OneSave(const OneSave&) = delete;
+        OneSave& operator=(const OneSave&) = delete;
+
+    private:
+        DownloadManager& manager_;
+    };
+
+    Item append(const NewDownload& download, DownloadStatus status);
+    [[nodiscard]] static QString nameFor(const QUrl& url, const std::optional<QString>& hint);
+    static void deletePartialFile(const QUrl& destination);
+    static void deleteFiles(const DownloadItem& item);
+    template <typename T>
+    void assignSetting(T& setting, const T& value, Field field);
+    void setItems(const QList<Item>& items);
+
+    void schedule();
+    void start(DownloadItem& item);
+    void startTorrent(DownloadItem& item);
+    template <typename Runner, typename Request>
+    void launch(Runs<Runner>& runs, std::unique_ptr<Runner> runner, const QUuid& id, Request request);
+    void cancelRunner(const DownloadItem& item);
+    void post(std::function<void()> event);
+
+    void didStart(const QUuid& id, const QUrl& target, std::optional<qint64> totalSize);
+    void didStartTorrent(const QUuid& id, const QString& name);
+    void didProgress(const QUuid& id, const DownloadProgress& progress);
+    void didFinish(const QUuid& id, const DownloadResult& result);
+    void didFail(const QUuid& id, const Failure& failure);
+    /// Whether the manager itself had cancelled the transfer.
+    bool didEnd(const QUuid& id);
+    [[nodiscard]] static Failure failureOf(const std::exception_ptr& error);
+
+    void load();
+    void persist();
+
+    void startInbox();
+    void watchInboxes();
+    void ingestInbox();
+    void ingest(const CaptureJob& job);
+
+    RunnerFactory& factory_;
+    const std::optional<QUrl> storeURL_;
+    const QList<QUrl> inboxes_;
+
+    QList<Item> items_;
+    TransferSettings settings_;
+
+    Runs<HTTPRunner> runners_;
+    Runs<TorrentRunner> torrentRunners_;
+    /// Cancelled by the manager, and not at their end yet.
+    QSet<QUuid> pausing_;
+    /// Removed with their files while their transfers ran; where the files are, once that is known.
+    std::map<QUuid, std::optional<QUrl>> deletions_;
+
+    std::unique_ptr<StateFile> stateFile_;
+    bool loading_ = false;
+    bool isEnding_ = false;
+    int openSaves_ = 0;
+    bool saveWanted_ = false;
+
+    QFileSystemWatcher inboxSources_;
+};
+
+} // namespace fetra

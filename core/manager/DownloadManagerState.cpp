@@ -1,0 +1,92 @@
+// Saving and loading.
+
+#include "manager/DownloadManager.h"
+
+#include "system/Log.h"
+#include "system/PosixError.h"
+
+#include <QJsonDocument>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace fetra {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// What is left of an interrupted run goes on by itself, or waits for the user.
+DownloadStatus statusAfterRestart(DownloadStatus stored, bool autoStart) {
+    switch (stored) {
+    case DownloadStatus::queued:
+    case DownloadStatus::probing:
+    case DownloadStatus::downloading:
+        return autoStart ? DownloadStatus::queued : DownloadStatus::paused;
+    case DownloadStatus::paused:
+    case DownloadStatus::completed:
+    case DownloadStatus::failed:
+        break;
+    }
+    return stored;
+}
+
+} // namespace
+
+DownloadManager::OneSave::OneSave(DownloadManager& manager)
+    : manager_(manager) {
+    ++manager_.openSaves_;
+}
+
+DownloadManager::OneSave::~OneSave() {
+    if (--manager_.openSaves_ == 0 && std::exchange(manager_.saveWanted_, false))
+        manager_.persist();
+}
+
+void DownloadManager::persist() {
+    if (loading_ || !stateFile_)
+        return;
+    if (openSaves_ > 0) {
+        saveWanted_ = true;
+        return;
+    }
+    const QByteArray settings = QJsonDocument(ManagerState::toJson(settings_)).toJson(QJsonDocument::Compact);
+    std::vector<QByteArrayView> pieces{"{\"items\":["};
+    pieces.reserve(static_cast<size_t>(items_.size()) * 2 + 3);
+    for (const Item& item : items_) {
+        if (pieces.size() > 1)
+            pieces.emplace_back(",");
+        pieces.emplace_back(item->encodedRecord());
+    }
+    pieces.emplace_back("],");
+    pieces.emplace_back(QByteArrayView(settings).sliced(1));
+    try {
+        stateFile_->save(pieces);
+    } catch (const PosixError& error) {
+        Log::warn([&] { return u"state save failed: "_s + error.description(); });
+    }
+}
+
+void DownloadManager::load() {
+    std::optional<ManagerState> state = stateFile_ ? stateFile_->load() : std::nullopt;
+    if (!state)
+        return;
+    loading_ = true;
+    setMaxConcurrentDownloads(std::max<qint64>(state->settings.maxConcurrentDownloads, 1));
+    setConnectionsPerDownload(std::max<qint64>(state->settings.connectionsPerDownload, 1));
+    setDefaultDirectory(state->settings.defaultDirectory);
+    setAutoStart(state->settings.autoStart);
+    setTorrentUploadLimitKB(std::max<qint64>(state->settings.torrentUploadLimitKB, 0));
+    setTorrentSeedAfterComplete(state->settings.torrentSeedAfterComplete);
+    QList<Item> items;
+    items.reserve(state->items.size());
+    for (DownloadRecord& record : state->items) {
+        record.status = statusAfterRestart(record.status, state->settings.autoStart);
+        items.append(std::make_shared<DownloadItem>(record));
+    }
+    setItems(items);
+    loading_ = false;
+}
+
+} // namespace fetra

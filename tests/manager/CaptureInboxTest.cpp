@@ -1,0 +1,113 @@
+#include "browser/CaptureJob.h"
+#include "manager/ManagerWorld.h"
+
+#include <QDir>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::runUntil;
+
+class CaptureInboxTest : public test::ManagerWorld {
+protected:
+    CaptureInboxTest() { inboxes = {file(u"inbox"_s), file(u"none/second"_s)}; }
+
+    void drop(const QByteArray& content, const QString& name = u"job.fetrajob"_s) {
+        folder.write(u"inbox/"_s + name, content);
+    }
+};
+
+TEST_F(CaptureInboxTest, MakesItemsOfJobs) {
+    struct Case {
+        QByteArray job;
+        QString name;
+        QString directory;
+        QMap<QString, QString> headers;
+    };
+    const std::vector<Case> cases{
+        {R"({"url":"http://h.example/a%20b"})", u"a b"_s, folder.path(), {}},
+        {R"({"url":"http://h.example/a","filename":" .. ","cookie":"","more":{}})",
+         u"a"_s,
+         folder.path(),
+         {}},
+        {R"({"url":"http://h.example/a","filename":"x/../mine","directory":"/tmp/there"})",
+         u"x_.._mine"_s,
+         u"/tmp/there"_s,
+         {}},
+        {R"({"url":"http://h.example/a","directory":"~/there"})", u"a"_s, QDir::homePath() + u"/there"_s, {}},
+        {R"({"url":"http://h.example/a","directory":"there"})", u"a"_s, folder.path(), {}},
+        {R"({"url":"http://h.example/a","cookie":"c=1","referrer":"http://r","userAgent":"U","filename":7})",
+         u"a"_s,
+         folder.path(),
+         {{u"Cookie"_s, u"c=1"_s}, {u"Referer"_s, u"http://r"_s}, {u"User-Agent"_s, u"U"_s}}},
+        {"{\"url\":\"http://h.example/a\",\"cookie\":\"c\\r\\nX: y\",\"referrer\":\"http://r\"}",
+         u"a"_s,
+         folder.path(),
+         {{u"Referer"_s, u"http://r"_s}}},
+    };
+    manager().setAutoStart(false);
+    for (const Case& each : cases) {
+        drop(each.job);
+        ASSERT_TRUE(runUntil([&] { return !manager().items().isEmpty(); })) << each.job.toStdString();
+        const Item made = item(0);
+        EXPECT_EQ(made->filename(), each.name);
+        EXPECT_EQ(made->directory(), QUrl::fromLocalFile(each.directory)) << each.job.toStdString();
+        EXPECT_EQ(made->headers(), each.headers) << each.job.toStdString();
+        EXPECT_EQ(made->connections(), manager().connectionsPerDownload());
+        EXPECT_EQ(made->status(), DownloadStatus::probing) << "whatever autoStart says";
+        manager().remove(made, false);
+        EXPECT_TRUE(folder.names(u"inbox"_s).isEmpty());
+    }
+}
+
+TEST_F(CaptureInboxTest, DeletesWhatIsNoJobAndLeavesOtherFilesAlone) {
+    manager();
+    const std::vector<QByteArray> bad{
+        "",
+        "{",
+        "[]",
+        R"(["http://h.example/a"])",
+        R"({"url":1})",
+        R"({"cookie":"x"})",
+        R"({"url":"a b"})",
+        R"({"url":"http://h.example/)" + QByteArray(CaptureJob::maxStringBytes, 'a') + R"("})",
+        R"({"url":"http://h.example/a"})" + QByteArray(CaptureJob::maxFileBytes, ' '),
+    };
+    drop(R"({"url":"http://h.example/a"})", u"a.FETRAJOB"_s);
+    drop(R"({"url":"http://h.example/a"})", u"fetrajob"_s);
+    for (const QByteArray& each : bad) {
+        drop(each);
+        EXPECT_TRUE(runUntil([&] { return folder.names(u"inbox"_s).size() == 2; }))
+            << each.left(40).toStdString();
+    }
+    EXPECT_TRUE(manager().items().isEmpty());
+}
+
+TEST_F(CaptureInboxTest, TakesALinkOnceWhileItIsUnfinished) {
+    using enum DownloadStatus;
+    for (const DownloadStatus status : {queued, probing, downloading, paused, completed, failed}) {
+        manager().setMaxConcurrentDownloads(0);
+        const Item known = add(u"a"_s, false);
+        known->setStatus(status);
+        drop(R"({"url":"http://host.example/a"})");
+        ASSERT_TRUE(runUntil([&] { return folder.names(u"inbox"_s).isEmpty(); }));
+        EXPECT_EQ(manager().items().size(), status == completed || status == failed ? 2 : 1);
+        start();
+        for (const Item& each : QList(manager().items()))
+            manager().remove(each, false);
+    }
+}
+
+TEST_F(CaptureInboxTest, ReadsWhatWasLeftBeforeTheStartAndWatchesFoldersMadeAgain) {
+    folder.write(u"none/second/b.fetrajob"_s, R"({"url":"http://h.example/b"})");
+    drop(R"({"url":"http://h.example/a"})");
+    EXPECT_EQ(start().items().size(), 2);
+    ASSERT_TRUE(QDir(folder.path(u"inbox"_s)).removeRecursively());
+    ASSERT_TRUE(runUntil([&] { return folder.contains(u"inbox"_s); }));
+    drop(R"({"url":"http://h.example/c"})");
+    EXPECT_TRUE(runUntil([&] { return manager().items().size() == 3; }));
+}
+
+} // namespace
+} // namespace fetra

@@ -1,0 +1,113 @@
+#include "manager/DownloadItem.h"
+
+#include <gtest/gtest.h>
+#include <QJsonDocument>
+
+#include <limits>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+DownloadRecord record(const QString& url = u"https://host.example/f.bin"_s) {
+    return {.id = QUuid::createUuid(),
+            .url = QUrl(url),
+            .directory = QUrl(u"file:///tmp"_s),
+            .connections = 4,
+            .filename = u"f.bin"_s,
+            .addedAt = QDateTime::fromMSecsSinceEpoch(1'700'000'000'123, Qt::UTC)};
+}
+
+TEST(DownloadItemTest, DerivesFractionAndTimeLeft) {
+    using enum DownloadStatus;
+    struct Case {
+        DownloadStatus status;
+        std::optional<qint64> total;
+        qint64 received;
+        double rate;
+        double fraction;
+        std::optional<double> eta;
+    };
+    const std::vector<Case> cases{
+        {completed, std::nullopt, 0, 5, 1.0, std::nullopt},
+        {downloading, 0, 0, 5, 0.0, 0.0},
+        {downloading, std::nullopt, 7, 5, 0.0, std::nullopt},
+        {downloading, 100, 25, 5, 0.25, 15.0},
+        {downloading, 100, 25, 1.0, 0.25, std::nullopt},
+        {downloading, 100, 130, 2, 1.0, 0.0},
+        {probing, 100, 50, 5, 0.5, std::nullopt},
+        {paused, 100, 50, 5, 0.5, std::nullopt},
+    };
+    for (const Case& each : cases) {
+        DownloadItem item(record());
+        item.setStatus(each.status);
+        item.setTotalBytes(each.total);
+        item.setReceivedBytes(each.received);
+        item.setBytesPerSecond(each.rate);
+        EXPECT_EQ(item.fraction(), each.fraction) << &each - cases.data();
+        EXPECT_EQ(item.eta(), each.eta) << &each - cases.data();
+        EXPECT_EQ(item.isActive(), each.status == downloading || each.status == probing);
+    }
+}
+
+TEST(DownloadItemTest, TellsWhichFieldHasAnotherValueAndNothingElse) {
+    DownloadItem item(record());
+    QList<DownloadItem::Field> heard;
+    QObject::connect(&item, &DownloadItem::changed, &item,
+                     [&](DownloadItem::Field field) { heard.append(field); });
+    const QByteArray before = item.encodedRecord();
+    item.setStatus(item.status());
+    item.setHeaders({});
+    item.setPeers(0);
+    EXPECT_TRUE(heard.isEmpty());
+    item.setPeers(3);
+    EXPECT_EQ(item.encodedRecord(), before) << "peers are not stored";
+    item.setHeaders({{u"Cookie"_s, u"a=b"_s}});
+    item.setHeaders({{u"Cookie"_s, u"a=b"_s}});
+    EXPECT_EQ(heard, (QList{DownloadItem::Field::peers, DownloadItem::Field::headers}));
+    EXPECT_TRUE(item.encodedRecord().contains("a=b"));
+    item.setHeaders({});
+    EXPECT_EQ(item.encodedRecord(), before);
+}
+
+TEST(DownloadItemTest, KnowsTorrentsByTheirAddress) {
+    EXPECT_TRUE(DownloadItem(record(u"MAGNET:?xt=urn:btih:00"_s)).isTorrent());
+    EXPECT_TRUE(DownloadItem(record(u"https://h.example/a.TORRENT?x=1"_s)).isTorrent());
+    EXPECT_FALSE(DownloadItem(record(u"https://h.example/torrent"_s)).isTorrent());
+}
+
+TEST(DownloadItemTest, ARecordComesBackFromJsonAsItWas) {
+    DownloadRecord full = record();
+    full.mirrors = {QUrl(u"http://m.example/a%20b?c=%2F"_s)};
+    full.destination = QUrl::fromLocalFile(u"/tmp/ä %41#.bin"_s);
+    full.status = DownloadStatus::failed;
+    full.totalBytes = std::numeric_limits<qint64>::max();
+    full.receivedBytes = (qint64(1) << 53) + 1;
+    full.averageBytesPerSecond = 0.1;
+    full.errorMessage = u"Server returned HTTP 404"_s;
+    full.completedAt = QDateTime::fromMSecsSinceEpoch(978'307'199'999, Qt::UTC);
+    full.expectedSHA256 = QString(64, u'a');
+    full.headers = {{u"Cookie"_s, u"\"quoted\" \\ \n"_s}};
+    for (const DownloadRecord& each : {record(), full}) {
+        const DownloadItem item(each);
+        const QJsonObject json = QJsonDocument::fromJson(item.encodedRecord()).object();
+        EXPECT_TRUE(DownloadRecord::fromJson(json) == each) << item.encodedRecord().toStdString();
+    }
+    const QJsonObject json = full.toJson();
+    EXPECT_EQ(json.value(u"completedAt"_s).toDouble(), -0.001);
+    EXPECT_EQ(json.value(u"id"_s).toString(), full.id.toString(QUuid::WithoutBraces).toUpper());
+    EXPECT_EQ(record().toJson().keys().size(), 10) << "what is absent is left out";
+}
+
+TEST(DownloadItemTest, OddTextNeverMakesARecordUnreadable) {
+    DownloadRecord odd = record();
+    odd.filename = QString(QChar(0xD800)) + u"x"_s;
+    odd.errorMessage = QString(QChar(0xDC00));
+    DownloadItem item(odd);
+    item.setAverageBytesPerSecond(std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(DownloadRecord::fromJson(QJsonDocument::fromJson(item.encodedRecord()).object()));
+}
+
+} // namespace
+} // namespace fetra

@@ -1,0 +1,216 @@
+#include "manager/ManagerWorld.h"
+#include "support/SystemFaults.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <chrono>
+
+#include <sys/stat.h>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::runUntil;
+using test::SystemFaults;
+
+class StateFileTest : public test::ManagerWorld {
+protected:
+    QByteArray state(const QByteArray& from, const QByteArray& to) {
+        QByteArray text =
+            R"({"items":[{"id":"6F9619FF-8B86-D011-B42D-00CF4FC964FF","url":"http:\/\/h.example/f",)"
+            R"("mirrors":[],"directory":"file:///tmp","connections":4,"filename":"f",)"
+            R"("status":"failed","receivedBytes":5,"averageBytesPerSecond":0,"errorMessage":"why",)"
+            R"("addedAt":700000000.25}],"maxConcurrentDownloads":2,"connectionsPerDownload":8,)"
+            R"("defaultDirectory":"file:///tmp","autoStart":true,"torrentUploadLimitKB":7,)"
+            R"("torrentSeedAfterComplete":true})";
+        EXPECT_TRUE(text.contains(from)) << from.toStdString();
+        return text.replace(from, to);
+    }
+    DownloadManager& load(const QByteArray& content) {
+        stop();
+        folder.write(u"Fetra/state.json"_s, content);
+        return start();
+    }
+    static mode_t modeOf(const QString& path) {
+        struct stat status {};
+        return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777 : 0;
+    }
+    static quint64 inodeOf(const QString& path) {
+        struct stat status {};
+        return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_ino : 0;
+    }
+};
+
+TEST_F(StateFileTest, BringsListAndSettingsBack) {
+    load(state("", ""));
+    EXPECT_EQ(manager().maxConcurrentDownloads(), 2);
+    EXPECT_EQ(manager().connectionsPerDownload(), 8);
+    EXPECT_EQ(manager().torrentUploadLimitKB(), 7);
+    EXPECT_TRUE(manager().torrentSeedAfterComplete());
+    ASSERT_EQ(manager().items().size(), 1);
+    EXPECT_EQ(item(0)->errorMessage(), u"why"_s);
+    EXPECT_EQ(item(0)->addedAt().toMSecsSinceEpoch(), 978'307'200'000 + 700'000'000'250);
+    EXPECT_EQ(folder.read(u"Fetra/state.json"_s), state("", "")) << "loading writes nothing";
+
+    const QList<DownloadRecord> before{item(0)->record()};
+    manager().setAutoStart(false);
+    start();
+    EXPECT_FALSE(manager().autoStart());
+    EXPECT_TRUE(item(0)->record() == before[0]);
+}
+
+TEST_F(StateFileTest, BringsValuesIntoTheirRangesAndUnfinishedItemsIntoTheQueue) {
+    struct Case {
+        QByteArray from;
+        QByteArray to;
+        std::function<bool()> holds;
+    };
+    const std::vector<Case> cases{
+        {R"("maxConcurrentDownloads":2)", R"("maxConcurrentDownloads":0)",
+         [&] { return manager().maxConcurrentDownloads() == 1; }},
+        {R"("connectionsPerDownload":8)", R"("connectionsPerDownload":-5)",
+         [&] { return manager().connectionsPerDownload() == 1; }},
+        {R"("torrentUploadLimitKB":7)", R"("torrentUploadLimitKB":-10)",
+         [&] { return manager().torrentUploadLimitKB() == 0; }},
+        {R"("torrentUploadLimitKB":7,"torrentSeedAfterComplete":true)", R"("more":[1])",
+         [&] { return manager().torrentUploadLimitKB() == 64 && !manager().torrentSeedAfterComplete(); }},
+        {R"("status":"failed")", R"("status":"downloading")",
+         [&] { return item(0)->status() == DownloadStatus::probing; }},
+        {R"("status":"failed")", R"("status":"paused")",
+         [&] { return item(0)->status() == DownloadStatus::paused; }},
+        {R"(6F9619FF-8B86)", R"(6f9619ff-8b86)", [&] { return manager().items().size() == 1; }},
+    };
+    for (const Case& each : cases) {
+        load(state(each.from, each.to));
+        EXPECT_TRUE(each.holds()) << each.to.toStdString();
+    }
+    load(state(R"("status":"failed")", R"("status":"probing")")
+             .replace("\"autoStart\":true", "\"autoStart\":false"));
+    EXPECT_EQ(item(0)->status(), DownloadStatus::paused);
+    EXPECT_TRUE(runners.transfers.empty());
+}
+
+TEST_F(StateFileTest, KeepsWhatItCannotReadBeforeReplacingIt) {
+    const std::vector<std::pair<QByteArray, QByteArray>> mistakes{
+        {R"("status":"failed")", R"("status":"resting")"},
+        {R"("id":"6F9619FF)", R"("id":"G)"},
+        {R"("url":"http:\/\/h.example/f")", R"("url":"f")"},
+        {R"("mirrors":[])", R"("mirrors":["http://a","b"])"},
+        {R"("connections":4,)", ""},
+        {R"("receivedBytes":5)", R"("receivedBytes":5.5)"},
+        {R"("errorMessage":"why")", R"("errorMessage":null)"},
+        {R"("addedAt":700000000.25)", R"("addedAt":1e300)"},
+        {R"("autoStart":true)", R"("autoStart":1)"},
+        {R"({"items")", R"([{"items")"},
+        {R"(true})", R"(true)"},
+    };
+    for (const auto& [from, to] : mistakes) {
+        SCOPED_TRACE(to.toStdString());
+        const QByteArray broken = state(from, to);
+        const QString kept = statePath() + u".unreadable"_s;
+        QFile::remove(kept);
+        QFile::remove(statePath() + u".synced"_s);
+        load(broken);
+        EXPECT_TRUE(manager().items().isEmpty());
+        EXPECT_EQ(folder.read(u"Fetra/state.json"_s), broken);
+        EXPECT_FALSE(QFile::exists(kept));
+        add(u"new"_s, false);
+        add(u"newer"_s, false);
+        EXPECT_EQ(savedStatuses(), u"paused paused"_s);
+        EXPECT_EQ(folder.read(u"Fetra/state.json.unreadable"_s), broken);
+        EXPECT_EQ(modeOf(kept), 0600U);
+    }
+    load("[]");
+    add(u"new"_s, false);
+    EXPECT_EQ(folder.read(u"Fetra/state.json.unreadable.2"_s), "[]") << "the first one is another list";
+}
+
+TEST_F(StateFileTest, FallsBackToTheGenerationThatASyncHasSecured) {
+    for (const QByteArray& torn : {QByteArray(), QByteArray("{\"items\":["), QByteArray("missing")}) {
+        SCOPED_TRACE(torn.toStdString());
+        QFile::remove(statePath() + u".unreadable"_s);
+        start();
+        for (const Item& each : QList(manager().items()))
+            manager().remove(each, false);
+        add(u"kept"_s, false);
+        stop();
+        ASSERT_EQ(inodeOf(statePath()), inodeOf(statePath() + u".synced"_s)) << "the end waits for the sync";
+        if (torn == "missing") {
+            QFile::remove(statePath());
+        } else {
+            // Truncating in place would tear the other name too.
+            QFile::remove(statePath());
+            folder.write(u"Fetra/state.json"_s, torn);
+        }
+        EXPECT_EQ(start().items().size(), 1);
+        EXPECT_EQ(item(0)->filename(), u"kept"_s);
+        add(u"more"_s, false);
+        EXPECT_EQ(folder.contains(u"Fetra/state.json.unreadable"_s), torn.startsWith('{'));
+    }
+}
+
+TEST_F(StateFileTest, SecuresNothingThatCouldNotBeSynced) {
+    add(u"a"_s, false);
+    start();
+    const QByteArray secured = folder.read(u"Fetra/state.json"_s);
+    SystemFaults faults;
+    faults.failSync({EIO});
+    add(u"b"_s, false);
+    stop();
+    EXPECT_EQ(folder.read(u"Fetra/state.json.synced"_s), secured);
+    EXPECT_NE(folder.read(u"Fetra/state.json"_s), secured);
+}
+
+TEST_F(StateFileTest, IsTheUsersAlone) {
+    add(u"a"_s, false);
+    stop();
+    for (const QString& name : folder.names(u"Fetra"_s))
+        EXPECT_EQ(modeOf(folder.path(u"Fetra/"_s + name)), 0600U) << name.toStdString();
+    EXPECT_EQ(modeOf(folder.path(u"Fetra"_s)), 0700U);
+}
+
+TEST_F(StateFileTest, AFailedSaveKeepsTheOldFile) {
+    add(u"a"_s, false);
+    const QByteArray before = folder.read(u"Fetra/state.json"_s);
+    SystemFaults faults;
+    faults.failWrite({ENOSPC});
+    add(u"b"_s, false);
+    EXPECT_EQ(folder.read(u"Fetra/state.json"_s), before);
+    EXPECT_EQ(list(), u"ab"_s);
+    add(u"c"_s, false);
+    EXPECT_EQ(savedStatuses(), u"paused paused paused"_s);
+}
+
+TEST_F(StateFileTest, NeverHoldsTheMainThreadForASlowDisk) {
+    manager().setMaxConcurrentDownloads(1);
+    QString text;
+    for (int number = 0; number < 1000; ++number)
+        text += u"http://host.example/%1 "_s.arg(number);
+    manager().add(text);
+    ASSERT_EQ(manager().items().size(), 1000);
+    SystemFaults faults;
+    faults.slowSyncs(std::chrono::seconds(2));
+    const auto longest = [&](const std::function<void()>& work) {
+        const auto begun = std::chrono::steady_clock::now();
+        work();
+        return std::chrono::steady_clock::now() - begun;
+    };
+    const std::chrono::milliseconds most(50);
+    // Instrumented code is slower than the disk it pretends to have.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    const int allowance = 20;
+#else
+    const int allowance = 1;
+#endif
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_LT(longest([&] { add(u"x"_s); }), most * allowance);
+        EXPECT_LT(longest([&] { manager().pause(item(500 + round)); }), most * allowance);
+    }
+    EXPECT_LT(longest([&] { manager().pauseAll(); }), most * allowance);
+    faults.slowSyncs({});
+}
+
+} // namespace
+} // namespace fetra
