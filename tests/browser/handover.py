@@ -1,6 +1,6 @@
-"""Lets a real Chromium hand a download over through fetra-host and checks what arrives in the inbox.
+"""Lets a real Chromium hand a download over through fetra-host, and the download manager fetch it.
 
-Arguments: the browser and the application folder. The page and its cookie come from a server of this script on the
+Arguments: the browser, the application folder and the program that takes what the inbox holds. The page and its cookie come from a server of this script on the
 loopback interface, and the browser can resolve no other name; all that is written lies in a temporary folder.
 """
 
@@ -20,6 +20,7 @@ import time
 
 EXTENSION = pathlib.Path(__file__).resolve().parent / "chromium"
 COOKIE = "session=of-this-browser"
+CONTENT = bytes(range(256)) * 4000
 SECONDS = 60
 
 
@@ -34,10 +35,22 @@ class Site(http.server.ThreadingHTTPServer):
 
 class Handler(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
+        if self.path == "/file":
+            self.send_file()
+            return
         self.send_response(200 if self.path == "/page" else 404)
         self.send_header("Set-Cookie", COOKIE + "; Path=/")
         self.send_header("Content-Length", "0")
         self.end_headers()
+
+    def send_file(self):
+        """For the browser's own session only."""
+        allowed = self.headers["Cookie"] == COOKIE and self.headers["Referer"] == self.server.address("/page")
+        body = CONTENT if allowed else b""
+        self.send_response(200 if allowed else 403)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
 
     def do_POST(self):
         self.server.report = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
@@ -135,7 +148,18 @@ def check_handed_over(home, site):
                         "filename": "captured.bin"})
 
 
-def run(program, bundle, home):
+def check_download(taker, home):
+    """The manager finds the job, fetches with the browser's cookie, and empties the inbox."""
+    environment = dict(os.environ, HOME=str(home), XDG_DATA_HOME=str(home / "data"))
+    folder = home / "downloads"
+    folder.mkdir()
+    result = subprocess.run([taker, str(folder)], env=environment, capture_output=True, text=True, timeout=SECONDS)
+    expect("what the manager says", result.stdout.strip(), str(folder / "file"))
+    expect("the file's bytes are the server's", (folder / "file").read_bytes() == CONTENT, True)
+    expect("files left in the inbox", list((home / "data/Fetra/inbox").iterdir()), [])
+
+
+def run(program, bundle, taker, home):
     with Site(("127.0.0.1", 0), Handler) as site:
         threading.Thread(target=site.serve_forever, daemon=True).start()
         try:
@@ -143,20 +167,21 @@ def run(program, bundle, home):
                 wait_for_report(site, process)
             check_replies(site.report)
             check_handed_over(home, site)
+            check_download(taker, home)
         finally:
             site.shutdown()
 
 
-def main(program, bundle):
+def main(program, bundle, taker):
     with tempfile.TemporaryDirectory(prefix="fetra-browser-", ignore_cleanup_errors=True) as folder:
         home = pathlib.Path(folder)
         try:
-            run(program, pathlib.Path(bundle).resolve(), home)
+            run(program, pathlib.Path(bundle).resolve(), pathlib.Path(taker).resolve(), home)
         except AssertionError as failure:
             print((home / "browser.log").read_text(errors="replace"), file=sys.stderr)
             print(f"failed: {failure}", file=sys.stderr)
             return 1
-    print("passed: Chromium handed a download over")
+    print("passed: Chromium handed a download over, and it was fetched")
     return 0
 
 
