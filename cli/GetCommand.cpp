@@ -1,13 +1,13 @@
 #include "GetCommand.h"
 
 #include "cli/DisplayText.h"
-#include "transfer/ErrorSentence.h"
 #include "cli/JsonView.h"
 #include "cli/PlainView.h"
 #include "cli/StandardStreams.h"
 #include "cli/TerminalView.h"
 #include "cli/TransferFeed.h"
 #include "transfer/Downloader.h"
+#include "transfer/ErrorSentence.h"
 #include "transfer/Reservation.h"
 
 #include <QFile>

@@ -1,10 +1,10 @@
 #include "ProbeCommand.h"
 
 #include "cli/DisplayText.h"
-#include "transfer/ErrorSentence.h"
 #include "cli/JsonView.h"
 #include "cli/StandardStreams.h"
 #include "transfer/Downloader.h"
+#include "transfer/ErrorSentence.h"
 
 #include <unistd.h>
 

@@ -1,6 +1,5 @@
 #include "cli/Arguments.h"
 #include "cli/DisplayText.h"
-#include "transfer/ErrorSentence.h"
 #include "cli/GetCommand.h"
 #include "cli/HelpText.h"
 #include "cli/Interruption.h"
@@ -8,6 +7,7 @@
 #include "cli/ProbeCommand.h"
 #include "cli/StandardStreams.h"
 #include "http/CurlClient.h"
+#include "transfer/ErrorSentence.h"
 
 #include <QDir>
 
