@@ -48,9 +48,9 @@ public:
     }
 
     /// False when the task has not completed in time.
-    [[nodiscard]] bool waitForEnd(std::chrono::milliseconds deadline = std::chrono::seconds(20)) {
+    [[nodiscard]] bool waitForEnd() {
         std::unique_lock lock(mutex_);
-        return wake_.wait_for(lock, deadline, [this] { return completions_ > 0; });
+        return wake_.wait_for(lock, std::chrono::seconds(20), [this] { return completions_ > 0; });
     }
     [[nodiscard]] bool waitForBody(qsizetype bytes) {
         std::unique_lock lock(mutex_);
@@ -62,10 +62,6 @@ public:
     [[nodiscard]] const QByteArray& body() const { return body_; }
     [[nodiscard]] int errorCode() const { return error_ ? error_->code() : 0; }
     [[nodiscard]] QString errorText() const { return error_ ? error_->description() : QString(); }
-    [[nodiscard]] int completions() {
-        const std::lock_guard lock(mutex_);
-        return completions_;
-    }
 
 private:
     std::mutex mutex_;

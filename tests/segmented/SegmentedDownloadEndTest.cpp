@@ -136,16 +136,6 @@ TEST_F(SegmentedDownloadEndTest, ASnapshotSaysWhereEverythingStands) {
     EXPECT_EQ(progress.uploadBytesPerSecond, std::nullopt);
 }
 
-TEST_F(SegmentedDownloadEndTest, AnOpenEndShowsAsMinusOne) {
-    EngineRun run(*this, unrangedConfig(std::nullopt));
-    run.start();
-    run.send(run.task(0), 50);
-    run.at(0.25);
-    EXPECT_EQ(run.progress().totalBytes, std::nullopt);
-    EXPECT_EQ(run.progress().segments,
-              (QList<SegmentSnapshot>{{.start = 0, .end = -1, .current = 50, .active = true, .source = 0}}));
-}
-
 TEST_F(SegmentedDownloadEndTest, TheLastSnapshotShowsTheWholeFileAndNoTickFollows) {
     EngineRun run(*this, rangedConfig(1'000, 2));
     run.start();

@@ -251,7 +251,7 @@ bool FileAnswer::sendPayload() {
             std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
         if (left > 0ms && !exchange_.wait(left))
             return false;
-        if (!cut && sent + count == size && !lies_.stallAfterBody)
+        if (!cut && sent + count == size)
             release();
         if (!sendPiece(QByteArrayView(payload_).sliced(sent, count), sent == 0))
             return false;
@@ -288,9 +288,7 @@ void FileAnswer::sendEnd() {
         return;
     if (lies_.surplus > 0 && !exchange_.send(QByteArray(lies_.surplus, 'X')))
         return;
-    if (lies_.stallAfterBody)
-        exchange_.stall();
-    else if (endsByClosing || lies_.connectionClose || lies_.contentLengths || lies_.declaredExtra > 0)
+    if (endsByClosing || lies_.connectionClose || lies_.contentLengths || lies_.declaredExtra > 0)
         exchange_.close();
 }
 

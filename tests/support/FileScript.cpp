@@ -13,28 +13,16 @@ std::shared_ptr<SlotLimit> SlotLimit::make(Terms terms) {
 bool SlotLimit::tryEnter() {
     const auto now = std::chrono::steady_clock::now();
     const std::lock_guard lock(mutex_);
-    if (inside_ >= terms_.slots || (lastEntry_ && now - *lastEntry_ < terms_.minimumGap)) {
-        ++refusals_;
+    if (inside_ >= terms_.slots || (lastEntry_ && now - *lastEntry_ < terms_.minimumGap))
         return false;
-    }
     lastEntry_ = now;
-    peak_ = std::max(peak_, ++inside_);
+    ++inside_;
     return true;
 }
 
 void SlotLimit::leave() {
     const std::lock_guard lock(mutex_);
     --inside_;
-}
-
-int SlotLimit::peak() const {
-    const std::lock_guard lock(mutex_);
-    return peak_;
-}
-
-qint64 SlotLimit::refusals() const {
-    const std::lock_guard lock(mutex_);
-    return refusals_;
 }
 
 FixedAnswer statusAnswer(int status, QByteArray retryAfter) {
@@ -77,8 +65,6 @@ bool matches(When::What what, const ServerRequest& request) {
         return true;
     case When::What::Probe:
         return request.isProbe();
-    case When::What::Ranged:
-        return request.isRanged();
     case When::What::Data:
         return !request.isProbe();
     case When::What::RangedData:
@@ -119,7 +105,7 @@ private:
         std::optional<std::size_t> chosen;
         for (std::size_t index = 0; index < rules_.size(); ++index) {
             const When& when = script_.rules[index].when;
-            if (!matches(when.what, request) || (when.only && !when.only(request)))
+            if (!matches(when.what, request))
                 continue;
             const qint64 number = ++rules_[index].matched;
             if (!chosen && number >= when.first && number <= when.last)

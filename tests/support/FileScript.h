@@ -4,7 +4,6 @@
 #include "support/ServerFile.h"
 
 #include <chrono>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <mutex>
@@ -30,15 +29,11 @@ public:
     [[nodiscard]] bool tryEnter();
     void leave();
     [[nodiscard]] const Terms& terms() const { return terms_; }
-    [[nodiscard]] int peak() const;
-    [[nodiscard]] qint64 refusals() const;
 
 private:
     const Terms terms_;
-    mutable std::mutex mutex_;
+    std::mutex mutex_;
     int inside_ = 0;
-    int peak_ = 0;
-    qint64 refusals_ = 0;
     std::optional<std::chrono::steady_clock::time_point> lastEntry_;
 };
 
@@ -117,27 +112,24 @@ struct Lies {
     double bytesPerSecond = 0;      ///< of each answer; 0: as fast as it goes
     double totalBytesPerSecond = 0; ///< of all answers under the same rule together
     qint64 surplus = 0;             ///< junk bytes after the end of a body that was declared correctly
-    bool stallAfterBody = false;    ///< instead of FIN or the next request, for bodies shorter than declared
     std::optional<Cut> cut = {};
 };
 
 /// Header lines that fill a head: `lines` of `bytesPerLine` bytes each.
 [[nodiscard]] HeaderList paddingHeaders(int lines, int bytesPerLine);
 
-/// Which requests a lie is told to. `first` and `last` number, from 1, the requests that match `what` and
-/// `only`, counted from the making of the handler.
+/// Which requests a lie is told to. `first` and `last` number, from 1, the requests that match `what`,
+/// counted from the making of the handler.
 struct When {
     enum class What {
         Every,
-        Probe,  ///< Range: bytes=0-0
-        Ranged, ///< any Range, the probe included
-        Data,   ///< all but the probe
+        Probe, ///< Range: bytes=0-0
+        Data,  ///< all but the probe
         RangedData,
     };
     What what = What::Every;
     qint64 first = 1;
     qint64 last = std::numeric_limits<qint64>::max();
-    std::function<bool(const ServerRequest&)> only = {}; ///< called under a lock; empty: all
 };
 
 struct LieRule {

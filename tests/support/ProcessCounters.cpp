@@ -1,10 +1,6 @@
 #include "support/ProcessCounters.h"
 
-#include <QFile>
-
 #include <filesystem>
-#include <unistd.h>
-
 #include <thread>
 
 namespace fetra::test {
@@ -28,14 +24,7 @@ ProcessCounters ProcessCounters::now() {
         return true;
     }();
     // The listing itself holds one descriptor.
-    ProcessCounters counters{.descriptors = entries("/proc/self/fd") - 1,
-                             .threads = entries("/proc/self/task")};
-    QFile memory(QStringLiteral("/proc/self/statm"));
-    if (memory.open(QIODevice::ReadOnly)) {
-        const QList<QByteArray> fields = memory.readAll().split(' ');
-        counters.residentBytes = fields.value(1).toLongLong() * ::sysconf(_SC_PAGESIZE);
-    }
-    return counters;
+    return {.descriptors = entries("/proc/self/fd") - 1, .threads = entries("/proc/self/task")};
 }
 
 } // namespace fetra::test

@@ -8,7 +8,6 @@ namespace fetra::test {
 struct ProcessCounters {
     int descriptors = 0;
     int threads = 0;
-    qint64 residentBytes = 0;
 
     [[nodiscard]] static ProcessCounters now();
 };

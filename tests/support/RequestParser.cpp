@@ -42,10 +42,7 @@ std::optional<ServerRequest> parseRequestHead(QByteArrayView head) {
     ServerRequest request;
     request.method = words[0];
     request.target = words[1];
-    const qsizetype mark = request.target.indexOf('?');
-    request.path = request.target.first(mark < 0 ? request.target.size() : mark);
-    if (mark >= 0)
-        request.query = request.target.sliced(mark + 1);
+    request.path = request.target.split('?').first();
     for (const QByteArray& line : lines.sliced(1)) {
         const qsizetype colon = line.indexOf(':');
         if (colon > 0)

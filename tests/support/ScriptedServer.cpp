@@ -55,8 +55,8 @@ void blockPipeSignal() {
 } // namespace
 
 struct ScriptedServer::Connection {
-    Connection(int descriptor, const std::atomic<bool>& paused, qint64 serial)
-        : socket(descriptor, paused)
+    Connection(int descriptor, qint64 serial)
+        : socket(descriptor)
         , number(serial) {}
 
     /// The next request, waiting for it; nothing at the end of the connection.
@@ -98,7 +98,6 @@ std::optional<ServerRequest> ScriptedServer::Connection::readRequest() {
     }
     request->body = unread_.first(length);
     unread_.remove(0, length);
-    request->connection = number;
     return request;
 }
 
@@ -168,10 +167,6 @@ void ScriptedServer::setConnectionRule(std::function<ConnectionFate(qint64)> rul
     connectionRule_ = std::move(rule);
 }
 
-void ScriptedServer::setPaused(bool paused) {
-    paused_ = paused;
-}
-
 void ScriptedServer::acceptLoop() {
     blockPipeSignal();
     while (!stopping_) {
@@ -191,7 +186,7 @@ void ScriptedServer::acceptLoop() {
         {
             const std::lock_guard lock(mutex_);
             reapLocked(finished);
-            connections_.push_back(std::make_unique<Connection>(descriptor, paused_, ++connectionsAccepted_));
+            connections_.push_back(std::make_unique<Connection>(descriptor, ++connectionsAccepted_));
             Connection& connection = *connections_.back();
             connection.thread = std::thread([this, &connection] { serve(connection); });
         }
@@ -261,13 +256,8 @@ bool ScriptedServer::answer(Connection& connection, ServerRequest request) {
 }
 
 void ScriptedServer::beginExchange(ServerRequest& request) {
-    request.simultaneous = ++exchanges_;
-    if (request.simultaneous > maxExchanges_)
-        maxExchanges_ = request.simultaneous;
+    maxExchanges_ = std::max(maxExchanges_.load(), ++exchanges_);
     request.serial = std::ssize(log_) + 1;
-    request.pathSerial = ++pathRequests_[request.path];
-    request.since =
-        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started_);
     log_.push_back(request);
 }
 
@@ -282,9 +272,7 @@ qint64 ScriptedServer::requests() const {
 }
 
 qint64 ScriptedServer::requests(const QByteArray& path) const {
-    const std::lock_guard lock(mutex_);
-    const auto found = pathRequests_.find(path);
-    return found == pathRequests_.end() ? 0 : found->second;
+    return std::ssize(log(path));
 }
 
 int ScriptedServer::connectionsOpen() const {

@@ -4,14 +4,11 @@
 #include "support/TestCertificate.h"
 
 #include <QByteArray>
-#include <QString>
 #include <QUrl>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -54,15 +51,12 @@ public:
     /// Asked with the connection's number, from 1.
     void setConnectionRule(std::function<ConnectionFate(qint64 connection)> rule);
 
-    /// While true nothing is sent on any connection, as if the network had gone; new ones are still accepted.
-    void setPaused(bool paused);
     /// Ends every present connection (FIN, no close_notify) and waits for their threads; goes on listening.
     void dropConnections();
     /// Stops listening as well: the port then refuses. Idempotent, also done by the destructor.
     void stop();
 
     [[nodiscard]] quint16 port() const { return port_; }
-    [[nodiscard]] bool isTLS() const { return tls_ != nullptr; }
     /// The path is percent-encoded text and may carry a query. Hosts that lead here: "127.0.0.1",
     /// "localhost", and for libcurl any name below ".localhost": "a.localhost" and "b.localhost" are two
     /// sites, "x.a.localhost" and "y.a.localhost" two hosts of one. The test certificate covers the first
@@ -73,7 +67,6 @@ public:
     [[nodiscard]] qint64 requests(const QByteArray& path) const;
     [[nodiscard]] qint64 connectionsAccepted() const { return connectionsAccepted_; }
     [[nodiscard]] int connectionsOpen() const;
-    [[nodiscard]] int exchangesNow() const { return exchanges_; }
     [[nodiscard]] int maxSimultaneousExchanges() const { return maxExchanges_; }
     /// Body bytes given to the system for sending: an upper bound of what clients have read.
     [[nodiscard]] qint64 bodyBytesSent() const { return bodyBytes_; }
@@ -94,14 +87,12 @@ private:
     void beginExchange(ServerRequest& request);
     void endExchange() { --exchanges_; }
 
-    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
     const ServerOptions options_;
     std::shared_ptr<ssl_ctx_st> tls_;
     int listener_ = -1;
     quint16 port_ = 0;
     std::thread acceptThread_;
     std::atomic<bool> stopping_ = false;
-    std::atomic<bool> paused_ = false;
 
     std::atomic<qint64> connectionsAccepted_ = 0;
     std::atomic<int> exchanges_ = 0;
@@ -113,7 +104,6 @@ private:
     std::function<ConnectionFate(qint64)> connectionRule_;
     std::list<std::unique_ptr<Connection>> connections_;
     std::vector<ServerRequest> log_;
-    std::map<QByteArray, qint64> pathRequests_;
 };
 
 } // namespace fetra::test

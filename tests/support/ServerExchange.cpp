@@ -59,14 +59,6 @@ void ServerExchange::release() {
     released_ = true;
 }
 
-int ServerExchange::simultaneous() const {
-    return server_.exchangesNow();
-}
-
-bool ServerExchange::clientGone() const {
-    return socket_.isGone();
-}
-
 qint64 ServerExchange::connectionBodyBytes() const {
     return socket_.bodyBytes;
 }
@@ -119,30 +111,6 @@ bool ServerExchange::sendBody(QByteArrayView bytes) {
     return !socket_.isEnded();
 }
 
-bool ServerExchange::sendSlowly(QByteArrayView bytes, double bytesPerSecond) {
-    if (bytesPerSecond <= 0)
-        return sendBody(bytes);
-    const auto start = std::chrono::steady_clock::now();
-    const auto piece = static_cast<qsizetype>(std::clamp(bytesPerSecond / 50, 1.0, 65536.0));
-    double sent = 0;
-    while (!bytes.isEmpty()) {
-        const qsizetype count = std::min(piece, bytes.size());
-        sent += static_cast<double>(count);
-        const auto due = start + std::chrono::duration<double>(sent / bytesPerSecond);
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
-        if (!wait(std::max(left, 0ms)) || !sendCounted(bytes.first(count)))
-            return false;
-        bytes = bytes.sliced(count);
-    }
-    return !socket_.isEnded();
-}
-
-bool ServerExchange::sendBeneathTLS(QByteArrayView bytes) {
-    sentAnything_ = true;
-    return socket_.sendBeneathTLS(bytes);
-}
-
 bool ServerExchange::wait(std::chrono::milliseconds time) {
     return socket_.wait(time);
 }
@@ -166,11 +134,6 @@ void ServerExchange::closeWithoutNotify() {
 void ServerExchange::reset() {
     release();
     socket_.reset();
-}
-
-void ServerExchange::halfClose() {
-    release();
-    socket_.finish(1h);
 }
 
 } // namespace fetra::test

@@ -28,16 +28,11 @@ struct ServerRequest {
     QByteArray method;
     QByteArray target; ///< as sent: path and query
     QByteArray path;   ///< percent escapes left as they are
-    QByteArray query;  ///< without the question mark
     HeaderList headers;
     QByteArray body; ///< read whole when the request declares a Content-Length
     std::optional<RequestedRange> range;
 
-    qint64 connection = 0;              ///< number of the connection on this server, from 1
-    qint64 serial = 0;                  ///< number of the request on this server, from 1
-    qint64 pathSerial = 0;              ///< number of the request for this path, from 1
-    int simultaneous = 0;               ///< exchanges in progress when this one began, itself included
-    std::chrono::milliseconds since{0}; ///< from the server's start to the end of the head
+    qint64 serial = 0; ///< number of the request on this server, from 1
 
     /// The first value of that name in any case of letters; nothing when the header is absent.
     [[nodiscard]] std::optional<QByteArray> header(QByteArrayView name) const;
@@ -61,9 +56,6 @@ public:
     ServerExchange& operator=(const ServerExchange&) = delete;
 
     [[nodiscard]] const ServerRequest& request() const { return request_; }
-    /// Exchanges in progress on the whole server now, this one included unless released.
-    [[nodiscard]] int simultaneous() const;
-    [[nodiscard]] bool clientGone() const;
     /// Bytes counted as body on this connection, earlier exchanges included.
     [[nodiscard]] qint64 connectionBodyBytes() const;
 
@@ -78,21 +70,16 @@ public:
                                              QByteArrayView version = "HTTP/1.1");
     /// Bytes counted in bodyBytesSent().
     bool sendBody(QByteArrayView bytes);
-    /// As sendBody, at an even pace; below 1 byte per second works too.
-    bool sendSlowly(QByteArrayView bytes, double bytesPerSecond);
-    /// Past the TLS layer, straight onto the connection: what the client sees is a broken record.
-    bool sendBeneathTLS(QByteArrayView bytes);
 
     /// Waits without sending; false as soon as the client went or the server stops.
     bool wait(std::chrono::milliseconds time);
     /// Holds the connection silent until the client goes or the server stops.
     void stall();
 
-    /// The four ends. What was sent before has reached the client's kernel first.
+    /// The three ends. What was sent before has reached the client's kernel first.
     void close();              ///< close_notify under TLS, then FIN
     void closeWithoutNotify(); ///< FIN alone, as a cut connection looks under TLS
     void reset();              ///< RST
-    void halfClose();          ///< FIN, but the connection is still read until the client goes
 
     /// No longer counts as in progress. For use just before the last bytes, so that a client that has seen
     /// the end of one answer never meets its ghost in a count of simultaneous exchanges.

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// TLS writes are cut so that a pause or a vanished client is noticed in the middle of a large body.
+// TLS writes are cut so that a vanished client is noticed in the middle of a large body.
 constexpr qsizetype kPieceBytes = 256 * 1024;
 
 } // namespace
@@ -60,9 +60,9 @@ qsizetype ServerSocket::receive(char* buffer, qsizetype capacity) {
 
 bool ServerSocket::send(QByteArrayView bytes) {
     if (!tls_)
-        return sendBeneathTLS(bytes);
+        return sendPlain(bytes);
     while (!bytes.isEmpty()) {
-        if (ended_ || !waitWhilePaused())
+        if (ended_)
             return false;
         ERR_clear_error();
         std::size_t count = 0;
@@ -74,9 +74,9 @@ bool ServerSocket::send(QByteArrayView bytes) {
     return !ended_;
 }
 
-bool ServerSocket::sendBeneathTLS(QByteArrayView bytes) {
+bool ServerSocket::sendPlain(QByteArrayView bytes) {
     while (!bytes.isEmpty()) {
-        if (ended_ || !waitWhilePaused())
+        if (ended_)
             return false;
         const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
         const ssize_t count = ::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL);
@@ -103,14 +103,6 @@ bool ServerSocket::wait(std::chrono::milliseconds time) const {
         if (found == 0 && std::chrono::steady_clock::now() >= end)
             return true;
     }
-}
-
-bool ServerSocket::waitWhilePaused() const {
-    while (paused_) {
-        if (!wait(5ms))
-            return false;
-    }
-    return true;
 }
 
 void ServerSocket::drainSendBuffer() const {

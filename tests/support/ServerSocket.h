@@ -2,7 +2,6 @@
 
 #include <QByteArrayView>
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -16,10 +15,9 @@ namespace fetra::test {
 /// Every operation returns false (or 0 bytes) once the peer is gone or the socket shut down.
 class ServerSocket {
 public:
-    /// Takes over the descriptor. `paused` holds back everything that is sent while it is true.
-    ServerSocket(int descriptor, const std::atomic<bool>& paused)
-        : descriptor_(descriptor)
-        , paused_(paused) {}
+    /// Takes over the descriptor.
+    explicit ServerSocket(int descriptor)
+        : descriptor_(descriptor) {}
     ~ServerSocket();
     ServerSocket(const ServerSocket&) = delete;
     ServerSocket& operator=(const ServerSocket&) = delete;
@@ -28,11 +26,9 @@ public:
     /// What has arrived, waiting for the first byte; 0 at the end.
     [[nodiscard]] qsizetype receive(char* buffer, qsizetype capacity);
     [[nodiscard]] bool send(QByteArrayView bytes);
-    [[nodiscard]] bool sendBeneathTLS(QByteArrayView bytes);
 
     /// False as soon as the peer has gone, a half-close included, or the socket was shut down.
     [[nodiscard]] bool wait(std::chrono::milliseconds time) const;
-    [[nodiscard]] bool isGone() const { return !wait(std::chrono::milliseconds(0)); }
 
     void notifyClose();
     /// FIN; then reads on until the peer goes, for at most that long, because closing over unread bytes makes
@@ -49,12 +45,11 @@ public:
     qint64 bodyBytes = 0;
 
 private:
+    [[nodiscard]] bool sendPlain(QByteArrayView bytes);
     void drainSendBuffer() const;
     void closeDescriptor();
-    [[nodiscard]] bool waitWhilePaused() const;
 
     int descriptor_; ///< changed by the owning thread only, under the mutex
-    const std::atomic<bool>& paused_;
     std::shared_ptr<ssl_st> tls_;
     bool ended_ = false;
     std::mutex

@@ -75,17 +75,5 @@ TEST(SerialQueueTest, ReleasesWhatTheWorkOwnsBeforeTheNextRuns) {
     EXPECT_TRUE(gone);
 }
 
-TEST(SerialQueueTest, WorksOnANamedThreadOfItsOwn) {
-    SerialQueue queue("fetra.io and more than fits");
-    std::array<char, 16> name{};
-    std::thread::id thread;
-    queue.sync([&] {
-        ::pthread_getname_np(::pthread_self(), name.data(), name.size());
-        thread = std::this_thread::get_id();
-    });
-    EXPECT_STREQ(name.data(), "fetra.io and mo");
-    EXPECT_NE(thread, std::this_thread::get_id());
-}
-
 } // namespace
 } // namespace fetra

@@ -133,30 +133,6 @@ TEST(SegmentSnapshotTest, LengthAndDoneAreNeverNegative) {
     }
 }
 
-TEST(SegmentSnapshotTest, EveryFieldCountsForEqualityAndHash) {
-    QSet<SegmentSnapshot> distinct{sampleSnapshot(), sampleSnapshot()};
-    SegmentSnapshot other = sampleSnapshot();
-    other.start = 7;
-    distinct << other;
-    other = sampleSnapshot();
-    other.end = 7;
-    distinct << other;
-    other = sampleSnapshot();
-    other.current = 7;
-    distinct << other;
-    other = sampleSnapshot();
-    other.active = false;
-    distinct << other;
-    other = sampleSnapshot();
-    other.source = 7;
-    distinct << other;
-    EXPECT_EQ(distinct.size(), 6);
-    QSet<size_t> hashes;
-    for (const SegmentSnapshot& each : distinct)
-        hashes << qHash(each);
-    EXPECT_EQ(hashes.size(), 6);
-}
-
 TEST(DownloadProgressTest, FractionAndEtaAreAbsentWhereTheyWouldMislead) {
     struct Case {
         std::optional<qint64> total;

@@ -51,15 +51,6 @@ protected:
         EXPECT_EQ(ending.result->bytes, what.content.size());
     }
 
-    /// After an attempt that got something else than the file.
-    void expectNothingLost(const Ending& ending, qint64 held) {
-        EXPECT_FALSE(ending.isComplete()) << "a page under the name " << ending.name().toStdString();
-        EXPECT_EQ(heldBytes(folder, u"f.bin"_s, file.content), held)
-            << "after " << ending.words.toStdString();
-        server.setHandler(serve(file));
-        expectDelivered(download(world, request(), impatient(8)), file, held);
-    }
-
     const ServerFile file = ServerFile::ofSize(fileSize);
     const TempFolder folder;
     ScriptedServer server{throttled(file)};
@@ -122,18 +113,19 @@ TEST_F(DownloaderResume, StartsAgainWhenTheServerHasAnotherVersion) {
     expectDelivered(download(world, request(), impatient(8)), second, 0);
 }
 
-TEST_F(DownloaderResume, KeepsWhatItHasWhenAPageComesInPlaceOfTheData) {
-    const qint64 held = interrupt(request());
-    EXPECT_GT(held, 0);
-    server.setHandler(serve(file, {.answer = loginPage()}, {.what = What::Data}));
-    expectNothingLost(download(world, request(), impatient(8, 1)), held);
-}
-
-TEST_F(DownloaderResume, KeepsWhatItHasWhenAPageComesInPlaceOfTheFile) {
-    const qint64 held = interrupt(request());
-    EXPECT_GT(held, 0);
-    server.setHandler(serve(file, {.answer = loginPage()}));
-    expectNothingLost(download(world, request(), impatient(8, 1)), held);
+TEST_F(DownloaderResume, KeepsWhatItHasWhenAPageComesInPlaceOfTheFileOrItsData) {
+    for (const What what : {What::Data, What::Every}) {
+        server.setHandler(throttled(file));
+        const qint64 held = interrupt(request());
+        EXPECT_GT(held, 0);
+        server.setHandler(serve(file, {.answer = loginPage()}, {.what = what}));
+        const Ending ending = download(world, request(), impatient(8, 1));
+        EXPECT_FALSE(ending.isComplete()) << "a page under the name " << ending.name().toStdString();
+        EXPECT_EQ(heldBytes(folder, u"f.bin"_s, file.content), held);
+        server.setHandler(serve(file));
+        expectDelivered(download(world, request(), impatient(8)), file, held);
+        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+    }
 }
 
 TEST_F(DownloaderResume, KnowsTheFileBehindARedirectToAnotherAddressEachTime) {

@@ -63,20 +63,6 @@ TEST_F(DownloaderVerification, ComparesTheDigestWithoutRegardToCaseAndNothingEls
     }
 }
 
-TEST_F(DownloaderVerification, FetchesAgainWhatFailedTheDigest) {
-    DownloadOptions options = impatient(8);
-    options.expectedSHA256 = digest;
-    ServerFile damaged = file;
-    damaged.content = withDamage(file.content, 500'000, 1);
-    server.setHandler(serve(damaged));
-    EXPECT_TRUE(run(options).words.startsWith(u"checksumMismatch"_s));
-    expectNothingWrongIsFinished(folder, file.content);
-    server.setHandler(serve(file));
-    const Ending ending = run(options);
-    EXPECT_EQ(ending.words, u"complete"_s);
-    EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
-}
-
 TEST_F(DownloaderVerification, ForgetsTheRecordOfAFileThatFailedTheDigest) {
     // Continued from a record that says that nothing is missing, it would fail for ever.
     folder.write(u"f.bin.part"_s, withDamage(file.content, 500'000, 1));
@@ -91,20 +77,6 @@ TEST_F(DownloaderVerification, ForgetsTheRecordOfAFileThatFailedTheDigest) {
     EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
     EXPECT_EQ(run(options).words, u"complete"_s);
     EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
-}
-
-TEST_F(DownloaderVerification, TellsWhatTheTransferTook) {
-    const Ending ending = run(impatient(4));
-    ASSERT_TRUE(ending.isComplete());
-    const DownloadResult& result = *ending.result;
-    EXPECT_EQ(result.destination, QUrl::fromLocalFile(folder.path(u"f.bin"_s)));
-    EXPECT_EQ(result.bytes, fileSize);
-    EXPECT_EQ(result.bytesThisSession, fileSize);
-    EXPECT_EQ(result.resumedFrom, 0);
-    EXPECT_EQ(result.peakConnections, 4);
-    EXPECT_EQ(result.mirrorsUsed, 1);
-    EXPECT_GT(result.elapsed, 0);
-    EXPECT_DOUBLE_EQ(result.averageBytesPerSecond, fileSize / result.elapsed);
 }
 
 TEST_F(DownloaderVerification, DeliversEmptyFilesHoweverTheServerSaysSo) {

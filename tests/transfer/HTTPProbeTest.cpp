@@ -220,32 +220,5 @@ TEST_F(HTTPProbeServerTest, TheFingerprintIsTheSampledBytes) {
     EXPECT_EQ(server.requests(), 3);
 }
 
-TEST_F(HTTPProbeServerTest, AFingerprintTakesOnlyExactAnswers) {
-    struct Case {
-        const char* name;
-        Lies lies;
-        DownloadError error;
-    };
-    const std::vector<Case> cases{
-        {"whole file", {.ignoreRange = true}, DownloadError::badStatus(200)},
-        {"other status", {.partialStatus = 203}, DownloadError::badStatus(203)},
-        {"no content range", {.omitContentRange = true}, DownloadError::badStatus(206)},
-        {"shifted", {.rangeShift = 1}, DownloadError::badStatus(206)},
-        {"longer", {.rangeExtra = 1}, DownloadError::badStatus(206)},
-        {"shorter", {.rangeExtra = -1}, DownloadError::badStatus(206)},
-        {"refused", {.answer = statusAnswer(403)}, DownloadError::badStatus(403)},
-        {"no HTTP", {.raw = "hello\r\n\r\n"}, DownloadError::notHTTP()},
-    };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        server.setHandler(serve(ServerFile::ofSize(100'000), each.lies));
-        EXPECT_EQ(errorOf([&] {
-                      static_cast<void>(
-                          HTTPProbe::fingerprint(server.url(), 100'000, *session, DownloadOptions()));
-                  }),
-                  each.error);
-    }
-}
-
 } // namespace
 } // namespace fetra

@@ -8,7 +8,6 @@
 #include "transfer/HTTPProbe.h"
 
 #include <gtest/gtest.h>
-#include <QCryptographicHash>
 
 namespace fetra::test {
 namespace {
@@ -95,6 +94,10 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
          Verdict::SampledBytesDiffer},
         {"samples too short", serve(file, {.rangeExtra = -1}, {.what = What::Data}),
          Verdict::SampledBytesDiffer},
+        {"whole file for samples", serve(file, {.ignoreRange = true}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
+        {"samples without labels", serve(file, {.omitContentRange = true}, {.what = What::Data}),
+         Verdict::SampledBytesDiffer},
         {"samples too long", serve(file, {.rangeExtra = 1}, {.what = What::Data}),
          Verdict::SampledBytesDiffer},
     };
@@ -142,21 +145,6 @@ TEST_F(MirrorsTest, SkipsEveryMirrorOfAPrimaryThatShowsNoSamples) {
     EXPECT_EQ(run({mirror.url("/f.bin")}).words, u"complete"_s);
     EXPECT_EQ(log, sampledBytesDiffer(mirror.url("/f.bin")));
     EXPECT_EQ(bytesAskedOf(mirror), 0);
-}
-
-TEST_F(MirrorsTest, ComparesAllOfASmallFile) {
-    const ServerFile small = ServerFile::ofSize(40'000);
-    ServerFile damaged = small;
-    damaged.content = withDamage(small.content, 21'000, 1);
-    primary.setHandler(serve(small));
-    mirror.setHandler(serve(damaged));
-    ::testing::internal::CaptureStderr();
-    const Ending ending =
-        download(world, toFolder(primary.url("/f.bin"), folder.path(), {mirror.url("/f.bin")}), impatient(8));
-    EXPECT_EQ(QString::fromStdString(::testing::internal::GetCapturedStderr()),
-              sampledBytesDiffer(mirror.url("/f.bin")));
-    EXPECT_EQ(ending.words, u"complete"_s);
-    EXPECT_TRUE(folder.read(u"f.bin"_s) == small.content);
 }
 
 TEST_F(MirrorsTest, AsksNoMirrorWhenThePrimaryHasNoRangesOrNoBytes) {
@@ -223,21 +211,6 @@ TEST_F(MirrorsTest, OutlivesThePrimary) {
             .handler());
     const Ending ending = run({mirror.url("/f.bin")});
     EXPECT_EQ(ending.words, u"complete"_s);
-}
-
-TEST_F(MirrorsTest, ADifferenceThatNoSampleShowsIsCaughtByTheDigest) {
-    ServerFile damaged = file;
-    damaged.content = withDamage(file.content, fileSize / 4, fileSize / 5);
-    mirror.setHandler(serve(damaged));
-    primary.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data, .first = 4}));
-    DownloadOptions options = impatient(8);
-    options.dynamicSplit = false;
-    options.expectedSHA256 =
-        QString::fromLatin1(QCryptographicHash::hash(file.content, QCryptographicHash::Sha256).toHex());
-    EXPECT_TRUE(run({mirror.url("/f.bin")}, options).words.startsWith(u"checksumMismatch"_s));
-    EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
-    // Without that mirror it can be had.
-    EXPECT_EQ(run({}, options).words, u"complete"_s);
 }
 
 } // namespace

@@ -20,7 +20,7 @@ struct Misbehaviour {
     };
 
     std::string name; ///< letters, digits and underscores
-    std::vector<LieRule> lies = {};
+    std::vector<LieRule> lies;
     /// The beginning of `Ending::words`.
     std::string end = "complete";
     Left left = Left::Record;
@@ -35,9 +35,26 @@ struct Misbehaviour {
     std::function<Handler(const ScriptedServer&)> handler = {};
     std::function<ConnectionFate(qint64 connection)> connections = {};
 
+    explicit Misbehaviour(std::string rowName, std::vector<LieRule> rules = {})
+        : name(std::move(rowName))
+        , lies(std::move(rules)) {}
+    // For rows of tables: each answers the row with that changed.
+    Misbehaviour ends(std::string how, qint64 retries = 12, Left what = Left::Record) const;
+    Misbehaviour over(std::vector<qint64> numbers) const;
+    Misbehaviour of(ServerFile served) const;
+    Misbehaviour gives(QByteArray content) const;
+    Misbehaviour by(std::function<Handler(const ScriptedServer&)> how) const;
+    Misbehaviour meets(std::function<ConnectionFate(qint64 connection)> fate) const;
+    Misbehaviour alsoTLS() const;
+
     [[nodiscard]] static const ServerFile& defaultFile();
     static constexpr qint64 defaultSize = 2 * 1024 * 1024;
 };
+
+/// Rules for all requests, for the probe, and for the data requests of those numbers.
+[[nodiscard]] LieRule every(Lies lies);
+[[nodiscard]] LieRule probe(Lies lies);
+[[nodiscard]] LieRule data(Lies lies, qint64 first = 1, qint64 last = std::numeric_limits<qint64>::max());
 
 std::ostream& operator<<(std::ostream& out, const Misbehaviour& row);
 [[nodiscard]] std::vector<Misbehaviour> thoseAlsoOverTLS(const std::vector<Misbehaviour>& rows);
