@@ -1,18 +1,18 @@
 // The real program, killed at any moment and started again with the same command.
 
+#include "cli/FetraRun.h"
 #include "support/Eventually.h"
 #include "support/FileScript.h"
+#include "support/HeldBytes.h"
 #include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
-#include "transfer/ResumeStore.h"
 
 #include <gtest/gtest.h>
 #include <QFileInfo>
-#include <QProcess>
-#include <QProcessEnvironment>
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <iostream>
 #include <random>
 #include <thread>
@@ -112,28 +112,16 @@ private:
         const std::optional<std::chrono::milliseconds> life = killer_.next();
         hiccups_.worst();
 
-        QProcess program;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.remove(u"http_proxy"_s);
-        environment.remove(u"all_proxy"_s);
-        environment.remove(u"ALL_PROXY"_s);
-        program.setProcessEnvironment(environment);
-        program.setProcessChannelMode(QProcess::MergedChannels);
-        program.start(QStringLiteral(FETRA_BIN_DIR "/fetra"),
-                      {server_.url("/f.bin").toString(), u"-o"_s, folder_.path() + u'/', u"-q"_s, u"-x"_s,
-                       QString::number(connections)});
-        const bool ended = program.waitForFinished(static_cast<int>(life.value_or(60'000ms).count()));
-        if (ended) {
-            EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
-            EXPECT_EQ(program.exitCode(), 0) << program.readAll().toStdString();
+        FetraRun program({.arguments = {server_.url("/f.bin").toString(), u"-o"_s, folder_.path() + u'/',
+                                        u"-q"_s, u"-x"_s, QString::number(connections)},
+                          .folder = folder_.path()});
+        const auto due = Clock::now() + life.value_or(0ms);
+        if (!life || !program.runUntil([&] { return Clock::now() >= due; })) {
+            EXPECT_EQ(program.exitStatus(), 0) << program.errors().constData();
             return true;
         }
-        program.kill();
-        EXPECT_TRUE(program.waitForFinished(10'000));
-        if (!life) {
-            ADD_FAILURE() << "the undisturbed run hangs";
-            return true;
-        }
+        program.send(SIGKILL);
+        EXPECT_EQ(program.exitStatus(), std::nullopt);
         killer_.count();
         EXPECT_TRUE(eventually(10s, [this] { return server_.connectionsOpen() == 0; }));
         judge(server_.bodyBytesSent() - sentBefore);
@@ -142,32 +130,13 @@ private:
 
     void judge(qint64 sent) {
         EXPECT_FALSE(folder_.contains(u"f.bin"_s)) << "a part under the name of the whole";
-        const qint64 held = heldBytes();
+        const qint64 held = heldBytes(folder_, u"f.bin"_s, file_.content);
         const qint64 lost = held_ + sent - held;
         const double seconds = secondsAtRisk + hiccups_.worst();
         const qint64 bearable = static_cast<qint64>(seconds * bytesPerSecond) + bytesInFlight;
         EXPECT_LE(lost, bearable) << "of " << sent << " bytes sent; held " << held_ << " before and " << held
                                   << " after";
         held_ = held;
-    }
-
-    /// What the next run can build on, after comparing it with the truth.
-    qint64 heldBytes() {
-        const auto record = ResumeStore::load(folder_.path(u"f.bin.fetra"_s));
-        if (!record)
-            return 0;
-        const QByteArray part = folder_.tryRead(u"f.bin.part"_s).value_or(QByteArray());
-        EXPECT_EQ(part.size(), fileSize);
-        EXPECT_TRUE(ResumeStore::isValidPartition(record->segments, fileSize));
-        qint64 held = 0;
-        for (const ResumeRecord::Seg& segment : record->segments) {
-            const qint64 length = segment.current - segment.start;
-            EXPECT_TRUE(QByteArrayView(part).sliced(segment.start, length) ==
-                        QByteArrayView(file_.content).sliced(segment.start, length))
-                << "the record claims what is not there, from " << segment.start;
-            held += length;
-        }
-        return held;
     }
 
     const ServerFile file_;

@@ -62,14 +62,6 @@ TEST(ProgressFrameTest, TheBarShowsEveryRangeWhereItLies) {
     for (const Case& c : {
              Case{"nothing yet", {{.start = 0, .end = 999, .current = 0}}, 1000, 10, u"░░░░░░░░░░"_s},
              {"all", {{.start = 0, .end = 999, .current = 1000}}, 1000, 10, u"██████████"_s},
-             {"four ranges",
-              {{.start = 0, .end = 249, .current = 200},
-               {.start = 250, .end = 499, .current = 250},
-               {.start = 500, .end = 749, .current = 750},
-               {.start = 750, .end = 999, .current = 800}},
-              1000,
-              20,
-              u"████░░░░░░██████░░░░"_s},
              {"in any order, parts of a cell",
               {{.start = 600, .end = 999, .current = 710}, {.start = 0, .end = 599, .current = 160}},
               1000,
@@ -91,17 +83,6 @@ TEST(ProgressFrameTest, TheBarShowsEveryRangeWhereItLies) {
               u"██░░"_s},
          })
         EXPECT_EQ(barText(c.segments, c.total, c.cells), c.bar) << c.name;
-}
-
-TEST(ProgressFrameTest, TheBarColoursRangesByTheirServer) {
-    const StyledLine line = RangeBar::ranges(
-        {{.start = 0, .end = 49, .current = 50}, {.start = 50, .end = 99, .current = 75, .source = 1}}, 100,
-        8);
-    ASSERT_EQ(line.size(), 3);
-    EXPECT_EQ(line[0].ink, Ink::server0);
-    EXPECT_EQ(line[1].ink, Ink::server1);
-    EXPECT_EQ(line[2].ink, Ink::faint);
-    EXPECT_EQ(line[1].text, u"██"_s);
 }
 
 TEST(ProgressFrameTest, AWideBlockSaysEverythingInThreeLines) {
@@ -149,14 +130,6 @@ TEST(ProgressFrameTest, NoLineIsWiderThanTheTerminalAndNoNumberIsAbsurd) {
         }
         EXPECT_FALSE(absurd.match(frames[i].oneLine()).hasMatch()) << qPrintable(frames[i].oneLine());
     }
-}
-
-TEST(ProgressFrameTest, NothingIsLostInTwentyColumns) {
-    const QString block = blockText(running(), 19);
-    for (const QString& part : {u"37.5%"_s, u"150.00 MB"_s, u"of 400.00 MB"_s, u"10.00 MB/s"_s, u"25s left"_s,
-                                u"3/16 connections"_s, u"1 of 2 mirrors"_s})
-        EXPECT_TRUE(block.contains(part)) << qPrintable(part) << " in\n" << qPrintable(block);
-    EXPECT_FALSE(block.contains(u'…')) << qPrintable(block);
 }
 
 TEST(ProgressFrameTest, TheBlockKeepsItsHeightWhileNumbersGrow) {

@@ -168,22 +168,17 @@ TEST_F(HTTPContract, RefusesHeadersThatCouldSmuggleInOthers) {
 
 TEST_F(HTTPContract, TimesOutWhenNothingComesAndOnlyThen) {
     constexpr double timeout = 0.5;
-    struct Row {
-        const char* name;
-        Lies lies;
-        int error;
-    };
-    const Row rows[] = {
+    const std::tuple<const char*, Lies, int> rows[] = {
         {"silent before the head", {.latency = 1min}, TransportError::timedOut},
         {"silent in the body", {.cut = Cut{.how = Cut::How::Stall, .at = 500}}, TransportError::timedOut},
         {"slow but steady, far longer than the time-out", {.bytesPerSecond = 500}, 0},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        ScriptedServer server(serve(ServerFile::ofSize(1'000), row.lies));
+    for (const auto& [name, lies, error] : rows) {
+        SCOPED_TRACE(name);
+        ScriptedServer server(serve(ServerFile::ofSize(1'000), lies));
         Recorder local;
         run({.url = server.url("/f"), .timeout = timeout}, local);
-        EXPECT_EQ(local.errorCode(), row.error);
+        EXPECT_EQ(local.errorCode(), error);
     }
 }
 

@@ -11,11 +11,7 @@ namespace {
 using namespace Qt::StringLiterals;
 
 TEST(RetryAfterTest, ReadsSecondsAndNothingElse) {
-    struct Case {
-        QString value;
-        double seconds;
-    };
-    const std::vector<Case> cases{
+    const std::pair<QString, double> cases[] = {
         {u"30"_s, 30},       {u" \t30\t "_s, 30}, {u"1.5"_s, 1.5},    {u"+5"_s, 5},
         {u"500"_s, 120},     {u"-5"_s, 0},        {u""_s, 0},         {u" "_s, 0},
         {u"1,5"_s, 0},       {u"30 s"_s, 0},      {u"+-5"_s, 0},      {u"inf"_s, 0},
@@ -23,9 +19,9 @@ TEST(RetryAfterTest, ReadsSecondsAndNothingElse) {
         {u"٣٠"_s, 0},        {u"1e999"_s, 0},     {u"30\u4e00"_s, 0}, {u"Wed, 21 Oct 2015 07:28:00 GMT"_s, 0},
         {u"120.001"_s, 120},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.value.toStdString());
-        EXPECT_EQ(RetryAfter::seconds(each.value), each.seconds);
+    for (const auto& [value, seconds] : cases) {
+        SCOPED_TRACE(value.toStdString());
+        EXPECT_EQ(RetryAfter::seconds(value), seconds);
     }
 }
 

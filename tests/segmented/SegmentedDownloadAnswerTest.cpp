@@ -128,12 +128,7 @@ TEST_F(SegmentedDownloadAnswerTest, ServersAreComparedWithWhatTheyThemselvesSaid
 }
 
 TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {
-    struct Case {
-        AnswerCase answer;
-        int segments;
-        size_t index;
-    };
-    const Case cases[] = {
+    const std::tuple<AnswerCase, int, size_t> cases[] = {
         {{"not at the start", head(200, 1'000), Verdict::rangeNotHonored}, 2, 1},
         {{"not at the start, though as long", head(200, 500), Verdict::rangeNotHonored}, 2, 1},
         {{"the whole beside others", head(200, 1'000), Verdict::rangeNotHonored}, 2, 0},
@@ -146,16 +141,16 @@ TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {
         {{"alone, the version", head(200, 1'000, {{"ETag", "\"v1\""}}), Verdict::allowed}, 1, 0},
         {{"alone, another version", head(200, 1'000, {{"ETag", "\"v2\""}}), Verdict::rangeNotHonored}, 1, 0},
     };
-    for (const Case& each : cases) {
+    for (const auto& [answer, segments, index] : cases) {
         SegmentedConfig config = twoSegments();
-        config.options.connections = each.segments;
+        config.options.connections = segments;
         EngineRun run(*this, config);
-        expectVerdict(run, each.index, each.answer);
+        expectVerdict(run, index, answer);
     }
 }
 
 TEST_F(SegmentedDownloadAnswerTest, OtherStatusesAreRefused) {
-    for (const int status : {0, 100, 201, 204, 299, 301, 304, 400, 403, 404, 416, 500}) {
+    for (const int status : {0, 100, 201, 204, 304, 404, 416, 500}) {
         const std::string name = std::to_string(status);
         EngineRun run(*this, rangedConfig(1'000, 2));
         expectVerdict(
@@ -232,29 +227,20 @@ TEST_F(SegmentedDownloadAnswerTest, WhatRunsPastARangeIsCutOff) {
 }
 
 TEST_F(SegmentedDownloadAnswerTest, ABodyLongerThanTheFileIsNotTheFile) {
-    for (const bool ranged : {false, true}) {
-        SCOPED_TRACE(ranged);
+    // Also where a chunk ends with the file: a cancelled request would not hear of the rest.
+    for (const auto& [ranged, first] : {std::pair(false, 990), {true, 990}, {false, 1'000}}) {
+        SCOPED_TRACE(::testing::Message() << ranged << ", " << first);
         SegmentedConfig config = rangedConfig(1'000);
         config.ranged = ranged;
         EngineRun run(*this, config);
         run.start();
         ASSERT_EQ(run.task(0).respond(head(200, -1)), HTTPDisposition::allow);
-        run.send(run.task(0), 990);
+        run.send(run.task(0), first);
+        EXPECT_FALSE(run.task(0).isCancelAsked());
         run.send(run.task(0), 20);
-        EXPECT_EQ(run.error(), DownloadError::sizeMismatch(1'000, 1'010));
+        EXPECT_EQ(run.error(), DownloadError::sizeMismatch(1'000, first + 20));
         EXPECT_EQ(run.file().size(), 1'000);
     }
-}
-
-TEST_F(SegmentedDownloadAnswerTest, ABodyLongerThanTheFileIsNoticedWhereAChunkEndsWithTheFile) {
-    EngineRun run(*this, unrangedConfig(1'000));
-    run.start();
-    ASSERT_EQ(run.task(0).respond(head(200, -1)), HTTPDisposition::allow);
-    run.send(run.task(0), 1'000);
-    // A cancelled request would not hear of the rest.
-    EXPECT_FALSE(run.task(0).isCancelAsked());
-    run.send(run.task(0), 20);
-    EXPECT_EQ(run.error(), DownloadError::sizeMismatch(1'000, 1'020));
 }
 
 } // namespace

@@ -105,22 +105,18 @@ TEST_F(SegmentedDownloadCapacityTest, CreepsBackByOneConnectionAfterEachCalmQuar
     for (size_t i = 0; i < 3; ++i)
         refuse(run, i, 503);
     EXPECT_EQ(run.limit(), 5);
-    struct Step {
-        double at;
-        qint64 limit;
-        size_t started;
-    };
-    const Step steps[] = {{16.9, 5, 8},  {17, 5, 8},     {17.25, 6, 9}, {17.5, 6, 9},  {32.25, 6, 9},
-                          {32.5, 7, 10}, {47.75, 8, 11}, {63.0, 8, 11}, {100.0, 8, 11}};
-    for (const Step& step : steps) {
-        SCOPED_TRACE(step.at);
-        run.at(step.at);
+    const std::tuple<double, qint64, size_t> steps[] = {{16.9, 5, 8},   {17, 5, 8},    {17.25, 6, 9},
+                                                        {17.5, 6, 9},   {32.25, 6, 9}, {32.5, 7, 10},
+                                                        {47.75, 8, 11}, {63.0, 8, 11}, {100.0, 8, 11}};
+    for (const auto& [at, limit, started] : steps) {
+        SCOPED_TRACE(at);
+        run.at(at);
         for (const auto& task : run.http.live()) {
             if (!task->hasAnswered())
                 run.send(*task, 1);
         }
-        EXPECT_EQ(run.progress().connectionLimit, step.limit);
-        EXPECT_EQ(run.http.startedCount(), step.started);
+        EXPECT_EQ(run.progress().connectionLimit, limit);
+        EXPECT_EQ(run.http.startedCount(), started);
     }
 }
 

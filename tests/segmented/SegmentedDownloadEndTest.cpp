@@ -93,7 +93,7 @@ TEST_F(SegmentedDownloadEndTest, ATickPassesOverAnEngineThatIsBusy) {
         if (task.identifier() <= 2)
             return;
         inside = true;
-        static_cast<void>(eventually(5s, [&] { return released.load(); }));
+        static_cast<void>(eventually(60s, [&] { return released.load(); }));
     };
     busy.start();
     other.start();

@@ -18,20 +18,7 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
         std::vector<QByteArray> ranges;
     };
     const std::vector<Case> cases{
-        {"a segment a connection, the last one with the rest",
-         10'000'000,
-         true,
-         8,
-         1'048'576,
-         {"bytes=0-1249999", "bytes=1250000-2499999", "bytes=2500000-3749999", "bytes=3750000-4999999",
-          "bytes=5000000-6249999", "bytes=6250000-7499999", "bytes=7500000-8749999",
-          "bytes=8750000-9999999"}},
-        {"fewer segments than connections",
-         3'000'000,
-         true,
-         8,
-         1'048'576,
-         {"bytes=0-999999", "bytes=1000000-1999999", "bytes=2000000-2999999"}},
+        {"fewer than connections", 300, true, 8, 100, {"bytes=0-99", "bytes=100-199", "bytes=200-299"}},
         {"exactly the smallest segments", 200, true, 8, 100, {"bytes=0-99", "bytes=100-199"}},
         {"one byte more", 201, true, 8, 100, {"bytes=0-66", "bytes=67-133", "bytes=134-200"}},
         {"less than the smallest segment", 1'000, true, 8, 1'048'576, {"bytes=0-999"}},
@@ -163,20 +150,6 @@ TEST_F(SegmentedDownloadPlanTest, FinishesAtOnceWhenNothingIsMissing) {
         EXPECT_EQ(run.progressCount(), 1);
         EXPECT_EQ(run.progress().receivedBytes, each.size);
     }
-}
-
-TEST_F(SegmentedDownloadPlanTest, TakesTheLaneThatWasFreedLast) {
-    random.set(0);
-    EngineRun run(*this, rangedConfig(300, 3));
-    run.start();
-    run.task(0).fail(TransportError::connectionLost, u"lost"_s);
-    run.task(2).fail(TransportError::connectionLost, u"lost"_s);
-    run.at(0.4);
-    ASSERT_EQ(run.http.startedCount(), 5);
-    EXPECT_EQ(run.task(3).range(), "bytes=0-99");
-    EXPECT_EQ(run.task(3).session(), 2);
-    EXPECT_EQ(run.task(4).range(), "bytes=200-299");
-    EXPECT_EQ(run.task(4).session(), 0);
 }
 
 TEST_F(SegmentedDownloadPlanTest, DealsSegmentsOverTheSourcesAndSplitsGoOnInTurn) {

@@ -27,23 +27,19 @@ TEST_F(SegmentedDownloadRetryTest, WaitsTwiceAsLongEachTimeUpToALimit) {
 }
 
 TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
-    struct Case {
-        int status;
-        QByteArray retryAfter;
-        double wait;
-    };
-    const Case cases[] = {{503, "30", 30},    {503, "500", 120}, {503, " \t2.5 ", 2.5},
-                          {429, "5", 5},      {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
-                          {503, "-3", 0.4},   {503, "", 0.4},    {503, "0.1", 0.4},
-                          {503, "5 min", 0.4}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.retryAfter.constData());
+    const std::tuple<int, QByteArray, double> cases[] = {
+        {503, "30", 30},    {503, "500", 120}, {503, " \t2.5 ", 2.5},
+        {429, "5", 5},      {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
+        {503, "-3", 0.4},   {503, "", 0.4},    {503, "0.1", 0.4},
+        {503, "5 min", 0.4}};
+    for (const auto& [status, retryAfter, wait] : cases) {
+        SCOPED_TRACE(retryAfter.constData());
         EngineRun run(*this, rangedConfig(100));
         run.start();
-        EXPECT_EQ(run.task(0).respond(head(each.status, 0, {{"Retry-After", each.retryAfter}})),
+        EXPECT_EQ(run.task(0).respond(head(status, 0, {{"Retry-After", retryAfter}})),
                   HTTPDisposition::cancel);
         run.http.pump();
-        EXPECT_TRUE(run.restartsAfter(each.wait));
+        EXPECT_TRUE(run.restartsAfter(wait));
         // The wish holds once.
         lose(run.lastTask());
         EXPECT_TRUE(run.restartsAfter(0.8));
@@ -53,42 +49,31 @@ TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
 TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
     struct Case {
         const char* name;
-        void (*fail)(EngineRun&, FakeTask&);
+        std::optional<HTTPResponse> refused; ///< an answer that is not taken; nothing: an honest one
+        qint64 sent;                         ///< bytes of the body
+        bool lost;                           ///< at the end of what is sent
         QString reason;
     };
+    const QString lost = u"The connection was lost"_s;
     const Case cases[] = {
-        {"refused",
-         [](EngineRun& run, FakeTask& task) {
-             EXPECT_EQ(task.respond(head(404, 0)), HTTPDisposition::cancel);
-             run.http.pump();
-         },
-         u"HTTP 404"_s},
-        {"the wrong part",
-         [](EngineRun& run, FakeTask& task) {
-             EXPECT_EQ(task.respond(head(206, 10)), HTTPDisposition::cancel);
-             run.http.pump();
-         },
-         u"HTTP 206"_s},
-        {"lost before the answer", [](EngineRun&, FakeTask& task) { lose(task); },
-         u"The connection was lost"_s},
-        {"lost within the body",
-         [](EngineRun& run, FakeTask& task) {
-             run.send(task, 5);
-             lose(task);
-         },
-         u"The connection was lost"_s},
-        {"too short",
-         [](EngineRun& run, FakeTask& task) {
-             run.send(task, 5);
-             task.finish();
-         },
-         u"connection closed early"_s},
-        {"no HTTP",
-         [](EngineRun& run, FakeTask& task) {
-             EXPECT_EQ(task.respond(head(0, -1)), HTTPDisposition::cancel);
-             run.http.pump();
-         },
-         u"The request was cancelled"_s},
+        {"refused", head(404, 0), 0, false, u"HTTP 404"_s},
+        {"the wrong part", head(206, 10), 0, false, u"HTTP 206"_s},
+        {"no HTTP", head(0, -1), 0, false, u"The request was cancelled"_s},
+        {"lost before the answer", std::nullopt, 0, true, lost},
+        {"lost within the body", std::nullopt, 5, true, lost},
+        {"too short", std::nullopt, 5, false, u"connection closed early"_s},
+    };
+    const auto fail = [](const Case& how, EngineRun& run, FakeTask& task) {
+        if (how.refused) {
+            EXPECT_EQ(task.respond(*how.refused), HTTPDisposition::cancel);
+            return run.http.pump();
+        }
+        if (how.sent > 0)
+            run.send(task, how.sent);
+        if (how.lost)
+            lose(task);
+        else
+            task.finish();
     };
     for (const Case& each : cases) {
         for (const int allowed : {0, 2}) {
@@ -98,11 +83,11 @@ TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
             EngineRun run(*this, config);
             run.start();
             for (int retry = 0; retry < allowed; ++retry) {
-                each.fail(run, run.lastTask());
+                fail(each, run, run.lastTask());
                 run.at(run.now() + 10);
                 ASSERT_EQ(run.http.startedCount(), retry + 2);
             }
-            each.fail(run, run.lastTask());
+            fail(each, run, run.lastTask());
             EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(each.reason));
         }
     }
@@ -124,13 +109,10 @@ TEST_F(SegmentedDownloadRetryTest, OneFailedSegmentEndsTheOthersToo) {
 }
 
 TEST_F(SegmentedDownloadRetryTest, AGoodStretchOfDataForgivesEarlierFailures) {
-    struct Case {
-        std::vector<qint64> chunks;
-        bool forgiven;
-    };
-    const Case cases[] = {{{262'143}, false}, {{262'144}, true}, {{200'000, 62'144}, true}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.chunks.front());
+    const std::pair<std::vector<qint64>, bool> cases[] = {
+        {{262'143}, false}, {{262'144}, true}, {{200'000, 62'144}, true}};
+    for (const auto& [chunks, forgiven] : cases) {
+        SCOPED_TRACE(chunks.front());
         SegmentedConfig config = rangedConfig(1'000'000);
         config.options.maxRetries = 1;
         EngineRun run(*this, config);
@@ -139,10 +121,10 @@ TEST_F(SegmentedDownloadRetryTest, AGoodStretchOfDataForgivesEarlierFailures) {
         run.send(run.task(0), 262'143);
         lose(run.task(0));
         EXPECT_TRUE(run.restartsAfter(0.4));
-        for (const qint64 chunk : each.chunks)
+        for (const qint64 chunk : chunks)
             run.send(run.task(1), chunk);
         lose(run.task(1));
-        if (!each.forgiven) {
+        if (!forgiven) {
             EXPECT_TRUE(run.error());
             continue;
         }
@@ -155,24 +137,20 @@ TEST_F(SegmentedDownloadRetryTest, AGoodStretchOfDataForgivesEarlierFailures) {
 }
 
 TEST_F(SegmentedDownloadRetryTest, GoesToTheNextServerAndFromTheThirdRetryOnToTheAddressesGiven) {
-    struct Case {
-        int sources;
-        std::vector<QString> hosts;
-    };
-    const Case cases[] = {
+    const std::pair<int, std::vector<QString>> cases[] = {
         {1, {u"s0.test"_s, u"s0.test"_s, u"s0.test"_s, u"o0.test"_s, u"o0.test"_s}},
         {2, {u"s0.test"_s, u"s1.test"_s, u"s0.test"_s, u"o1.test"_s, u"o0.test"_s}},
         {3, {u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"o0.test"_s, u"o1.test"_s, u"o2.test"_s}},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.sources);
+    for (const auto& [sources, hosts] : cases) {
+        SCOPED_TRACE(sources);
         SegmentedConfig config = rangedConfig(100);
-        setSources(config, each.sources);
+        setSources(config, sources);
         EngineRun run(*this, config);
         run.start();
-        for (size_t i = 0; i < each.hosts.size(); ++i) {
+        for (size_t i = 0; i < hosts.size(); ++i) {
             ASSERT_EQ(run.http.startedCount(), i + 1);
-            EXPECT_EQ(run.lastTask().request().url.host(), each.hosts[i]);
+            EXPECT_EQ(run.lastTask().request().url.host(), hosts[i]);
             lose(run.lastTask());
             run.at(run.now() + 10);
         }

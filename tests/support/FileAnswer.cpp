@@ -102,11 +102,8 @@ void FileAnswer::compose() {
     } else {
         composeUnsatisfiable();
     }
-    if (lies_.contentEncoding) {
+    if (lies_.contentEncoding)
         headers_.emplace_back("Content-Encoding", *lies_.contentEncoding);
-        if (*lies_.contentEncoding == "gzip")
-            payload_ = gzipped(payload_);
-    }
     headers_.insert(headers_.end(), lies_.extraHeaders.begin(), lies_.extraHeaders.end());
     addFraming();
 }
@@ -168,8 +165,6 @@ bool FileAnswer::hasBody() const {
 }
 
 void FileAnswer::addFraming() {
-    if (lies_.framing == Framing::GzipChunked)
-        payload_ = gzipped(payload_);
     const bool bodiless = status_ == 204 || status_ == 304;
     const bool withLength = lies_.framing == Framing::Length || lies_.framing == Framing::ChunkedAndLength;
     if (lies_.contentLengths) {
@@ -222,9 +217,6 @@ std::optional<qint64> FileAnswer::cutWithinBody() const {
         limit -= payloadOffset_;
         if (limit < 0)
             return std::nullopt;
-        break;
-    case Cut::Where::Connection:
-        limit = std::max<qint64>(0, limit - exchange_.connectionBodyBytes());
         break;
     }
     return limit < payload_.size() ? std::optional(limit) : std::nullopt;

@@ -41,10 +41,9 @@ private:
 struct Cut {
     enum class How { Close, CloseWithoutNotify, Reset, Stall };
     enum class Where {
-        Body,       ///< after that many bytes of this answer's body
-        File,       ///< before that offset of the file, in answers that cover it
-        Connection, ///< after that many body bytes on the connection
-        Head,       ///< after that many bytes of the head
+        Body, ///< after that many bytes of this answer's body
+        File, ///< before that offset of the file, in answers that cover it
+        Head, ///< after that many bytes of the head
     };
     How how = How::Close;
     Where where = Where::Body;
@@ -70,7 +69,7 @@ enum class Framing {
     ChunkedWithoutEndStall, ///< all the data, then silence
     ChunkedAndLength,       ///< both headers; the body is chunked
     ChunkSizeOverflow,      ///< the second chunk claims 2^64 bytes and more
-    GzipChunked,            ///< "Transfer-Encoding: gzip, chunked"
+    GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
 /// Everything that can be wrong with an answer; a default one is honest. The fields combine freely; of those
@@ -102,7 +101,7 @@ struct Lies {
     std::optional<std::vector<QByteArray>> contentLengths =
         {};                   ///< verbatim, one header each; empty: none (Framing::Length)
     qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
-    std::optional<QByteArray> contentEncoding = {}; ///< the header's value; for "gzip" the body is gzip too
+    std::optional<QByteArray> contentEncoding = {}; ///< the header's value; the body stays as it is
     HeaderList extraHeaders = {};
     bool connectionClose = false;  ///< says so and does so
     double headBytesPerSecond = 0; ///< 0: at once

@@ -59,10 +59,6 @@ void ServerExchange::release() {
     released_ = true;
 }
 
-qint64 ServerExchange::connectionBodyBytes() const {
-    return socket_.bodyBytes;
-}
-
 bool ServerExchange::respond(int status, const HeaderList& headers, QByteArrayView body) {
     HeaderList all = headers;
     const bool bodiless = status == 204 || status == 304 || status < 200;
@@ -96,7 +92,6 @@ bool ServerExchange::sendHead(int status, const HeaderList& headers, QByteArrayV
 
 bool ServerExchange::sendCounted(QByteArrayView bytes) {
     // Counted before: whoever has read the bytes finds them in the count.
-    socket_.bodyBytes += bytes.size();
     server_.bodyBytes_ += bytes.size();
     return send(bytes);
 }

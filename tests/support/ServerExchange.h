@@ -56,8 +56,6 @@ public:
     ServerExchange& operator=(const ServerExchange&) = delete;
 
     [[nodiscard]] const ServerRequest& request() const { return request_; }
-    /// Bytes counted as body on this connection, earlier exchanges included.
-    [[nodiscard]] qint64 connectionBodyBytes() const;
 
     /// A whole answer with Content-Length added; the body is left out for HEAD, 204 and 304.
     bool respond(int status, const HeaderList& headers = {}, QByteArrayView body = {});

@@ -9,8 +9,6 @@ namespace fetra::test {
 [[nodiscard]] QByteArray testContent(qint64 size, quint64 seed = 1);
 /// The same bytes with every bit of that stretch inverted: a mirror that differs in one place.
 [[nodiscard]] QByteArray withDamage(QByteArray content, qint64 offset, qint64 length);
-/// A gzip member holding the bytes.
-[[nodiscard]] QByteArray gzipped(QByteArrayView bytes);
 
 /// What a server has under one path. An empty header value means that the header is not sent.
 struct ServerFile {

@@ -42,8 +42,6 @@ public:
     /// From any thread: wakes whatever is blocked on the socket; nothing more goes in or out.
     void shutDown();
 
-    qint64 bodyBytes = 0;
-
 private:
     [[nodiscard]] bool sendPlain(QByteArrayView bytes);
     void drainSendBuffer() const;

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds longestHold{5};
+constexpr std::chrono::seconds longestHold{30};
 
 struct File {
     dev_t device;

@@ -27,7 +27,7 @@ public:
     void slowSyncs(std::chrono::milliseconds duration);
 
     /// From now on the calls of one kind that concern the file at `path` wait until they are released. They
-    /// are released after a few seconds anyway, so that a failing test ends.
+    /// are released after half a minute anyway, so that a failing test ends.
     void holdSyncs(const QString& path);
     void holdWrites(const QString& path);
     void release();

@@ -42,16 +42,6 @@ TEST(AtomicFileTest, ReplacesTheContentInAPrivateFileAndLeavesNothingElse) {
     EXPECT_EQ(status.st_mode & 07777, 0600U);
 }
 
-TEST(AtomicFileTest, WritesEveryByteThroughShortAndInterruptedCalls) {
-    const TempFolder folder;
-    SystemFaults faults;
-    faults.limitWrites(3);
-    faults.failWrite({EINTR, 0, EINTR, EINTR});
-    faults.failSync({EINTR});
-    AtomicFile::write(folder.path(u"a"_s), "0123456789");
-    EXPECT_EQ(folder.read(u"a"_s), "0123456789");
-}
-
 TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
     struct Case {
         const char* name;
@@ -93,23 +83,13 @@ TEST(AtomicFileTest, AStaleTemporaryFileIsReplacedAndALinkThereNotFollowed) {
     EXPECT_FALSE(QFileInfo(path).isSymLink());
 }
 
-TEST(AtomicFileTest, AMissingFolderIsAnError) {
-    const TempFolder folder;
-    EXPECT_EQ(writeError(folder.path(u"none/a"_s), "x"), ENOENT);
-}
-
 TEST(AtomicFileTest, ReadsWholeRegularFilesUpToTheLimit) {
     const TempFolder folder;
     const QString file = folder.write(u"file"_s, "12345");
     const QString empty = folder.write(u"empty"_s, "");
     const QString pipe = folder.path(u"pipe"_s);
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    struct Case {
-        QString path;
-        qint64 maxBytes;
-        std::optional<QByteArray> content;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<QString, qint64, std::optional<QByteArray>> cases[] = {
         {file, 5, "12345"},
         {file, 4, std::nullopt},
         {empty, 5, QByteArray("")},
@@ -117,9 +97,9 @@ TEST(AtomicFileTest, ReadsWholeRegularFilesUpToTheLimit) {
         {folder.path(), 5, std::nullopt},
         {pipe, 5, std::nullopt},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.path.toStdString() + " up to " + std::to_string(each.maxBytes));
-        EXPECT_EQ(AtomicFile::read(each.path, each.maxBytes), each.content);
+    for (const auto& [path, maxBytes, content] : cases) {
+        SCOPED_TRACE(path.toStdString() + " up to " + std::to_string(maxBytes));
+        EXPECT_EQ(AtomicFile::read(path, maxBytes), content);
     }
 }
 

@@ -3,7 +3,6 @@
 #include "http/TransportError.h"
 #include "support/TestCertificate.h"
 #include "transfer/DownloadError.h"
-#include "transfer/ResumeStore.h"
 
 #include <gtest/gtest.h>
 
@@ -103,22 +102,6 @@ DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>
     request.mirrors = mirrors;
     request.target = folderURL(path);
     return request;
-}
-
-qint64 heldBytes(const TempFolder& folder, const QString& name, const QByteArray& content) {
-    const std::optional<ResumeRecord> record = ResumeStore::load(folder.path(name + u".fetra"_s));
-    const QByteArray part = folder.tryRead(name + u".part"_s).value_or(QByteArray());
-    if (!record)
-        return 0;
-    qint64 held = 0;
-    EXPECT_EQ(part.size(), record->totalSize);
-    for (const ResumeRecord::Seg& segment : record->segments) {
-        const qint64 length = segment.current - segment.start;
-        EXPECT_TRUE(part.sliced(segment.start, length) == content.sliced(segment.start, length))
-            << "the record claims wrong bytes from " << segment.start;
-        held += length;
-    }
-    return held;
 }
 
 void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& content) {

@@ -2,6 +2,7 @@
 
 #include "http/CurlClient.h"
 #include "segmented/EngineServices.h"
+#include "support/HeldBytes.h"
 #include "support/TempFolder.h"
 #include "system/Clock.h"
 #include "system/Random.h"
@@ -79,10 +80,6 @@ private:
 [[nodiscard]] DownloadOptions impatient(qint64 connections, qint64 maxRetries = 12);
 [[nodiscard]] QUrl folderURL(const QString& path);
 [[nodiscard]] DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>& mirrors = {});
-
-/// What the sidecar of `name` vouches for, after comparing those bytes of the partial file with `content`; 0
-/// without a record.
-[[nodiscard]] qint64 heldBytes(const TempFolder& folder, const QString& name, const QByteArray& content);
 
 /// Fails the test for every file that bears a finished file's name and is not `content`.
 void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& content);

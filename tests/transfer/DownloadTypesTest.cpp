@@ -72,11 +72,7 @@ void expectStrictJson(const T& value, const QStringList& optionalKeys) {
 }
 
 TEST(DownloadOptionsTest, ClampsEveryNumberIntoItsRange) {
-    struct Case {
-        DownloadOptions given;
-        DownloadOptions clamped;
-    };
-    const std::vector<Case> cases{
+    const std::pair<DownloadOptions, DownloadOptions> cases[] = {
         {{.connections = 0, .minSegmentSize = 1'000, .maxRetries = -3, .requestTimeout = 1.0},
          {.connections = 1, .minSegmentSize = 65'536, .maxRetries = 0, .requestTimeout = 5.0}},
         {{.connections = 500, .requestTimeout = 30.0}, {.connections = 64, .requestTimeout = 30.0}},
@@ -84,8 +80,8 @@ TEST(DownloadOptionsTest, ClampsEveryNumberIntoItsRange) {
         {{.headers = {{u"A"_s, u"b"_s}}, .userAgent = u"x"_s, .dynamicSplit = false, .resume = false},
          {.headers = {{u"A"_s, u"b"_s}}, .userAgent = u"x"_s, .dynamicSplit = false, .resume = false}},
     };
-    for (const Case& each : cases)
-        EXPECT_EQ(each.given.clamped(), each.clamped);
+    for (const auto& [given, clamped] : cases)
+        EXPECT_EQ(given.clamped(), clamped);
     EXPECT_EQ(DownloadOptions().userAgent, u"Fetra/1.0 (macOS)"_s);
 }
 
@@ -116,20 +112,15 @@ TEST(SegmentSnapshotTest, JsonIsExactAndStrict) {
 }
 
 TEST(SegmentSnapshotTest, LengthAndDoneAreNeverNegative) {
-    struct Case {
-        SegmentSnapshot snapshot;
-        qint64 length;
-        qint64 done;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<SegmentSnapshot, qint64, qint64> cases[] = {
         {{.start = 10, .end = 19, .current = 15}, 10, 5},
         {{.start = 10, .end = 10, .current = 11}, 1, 1},
         {{.start = 0, .end = -1, .current = 500}, 0, 500},
         {{.start = 10, .end = 19, .current = 3}, 10, 0},
     };
-    for (const Case& each : cases) {
-        EXPECT_EQ(each.snapshot.length(), each.length);
-        EXPECT_EQ(each.snapshot.done(), each.done);
+    for (const auto& [snapshot, length, done] : cases) {
+        EXPECT_EQ(snapshot.length(), length);
+        EXPECT_EQ(snapshot.done(), done);
     }
 }
 

@@ -97,7 +97,7 @@ Rows redirects() {
         redirected("redirected_to_a_file", redirect("file:///etc/passwd"), "transport -1000"),
         redirected("redirected_to_a_missing_page", redirect("/none"), "badStatus 404"),
         Misbehaviour("redirected_to_another_host_each_time").by(toAnotherHostEachTime).alsoTLS(),
-        Misbehaviour("address_expires_half_way").by(expiringAddresses),
+        Misbehaviour("address_expires_half_way").over({8}).by(expiringAddresses),
     };
 }
 

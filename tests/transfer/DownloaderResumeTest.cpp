@@ -153,32 +153,6 @@ TEST_F(DownloaderResume, KeepsNoRecordAndUsesNoneWhenToldNotTo) {
     expectDelivered(download(world, request(), options), file, 0);
 }
 
-TEST_F(DownloaderResume, StartsAgainWithARecordThatMakesNoSense) {
-    const auto record = [this](const QByteArray& segments) {
-        return "{\"version\":2,\"url\":\"" + server.url("/f.bin").toEncoded() +
-               "\",\"totalSize\":" + QByteArray::number(fileSize) +
-               ",\"etag\":\"\\\"v1\\\"\",\"segments\":[" + segments + "]}";
-    };
-    const QByteArray last = QByteArray::number(fileSize - 1);
-    const QByteArray whole = "{\"start\":0,\"end\":" + last + ",\"current\":5000}";
-    const std::vector<std::pair<QByteArray, QByteArray>> cases{
-        {"empty", {}},
-        {"zeros", QByteArray(300, '\0')},
-        {"torn", record(whole).chopped(20)},
-        {"no segments", record({})},
-        {"a gap", record("{\"start\":1,\"end\":" + last + ",\"current\":5000}")},
-        {"beyond its end", record("{\"start\":0,\"end\":" + last + ",\"current\":99999999}")},
-    };
-    server.setHandler(serve(file));
-    for (const auto& [name, content] : cases) {
-        SCOPED_TRACE(name.toStdString());
-        folder.write(u"f.bin.part"_s, QByteArray(fileSize, 'x'));
-        folder.write(u"f.bin.fetra"_s, content);
-        expectDelivered(download(world, request(), impatient(8)), file, 0);
-        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
-    }
-}
-
 class DownloaderAdoption : public DownloaderResume {
 protected:
     /// What a crash between the last rename and the removal of the record leaves.

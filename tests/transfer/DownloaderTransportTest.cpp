@@ -63,16 +63,16 @@ Rows pacesAndCuts() {
             .ends("transport -1001", 12, Left::Nothing)
             .over({1}),
         Row("one_connection_is_never_served").over({8}).meets(fate(ConnectionFate::Silence, 4, 4)).alsoTLS(),
-        Row("some_connections_close_at_once").meets(fate(ConnectionFate::Close, 2, 4)).alsoTLS(),
-        Row("some_connections_reset_at_once").meets(fate(ConnectionFate::Reset, 2, 4)),
+        Row("some_connections_close_at_once").over({8}).meets(fate(ConnectionFate::Close, 2, 4)).alsoTLS(),
+        Row("some_connections_reset_at_once").over({8}).meets(fate(ConnectionFate::Reset, 2, 4)),
         Row("all_connections_close_at_once")
             .ends("transport -1005", 12, Left::Nothing)
             .meets(fate(ConnectionFate::Close, 1, 1'000)),
         Row("dropped_in_the_body", cutsInTurn(How::Close, Where::Body, bodyPlaces)).over({8, 64}).alsoTLS(),
         Row("reset_in_the_body", cutsInTurn(How::Reset, Where::Body, bodyPlaces)).over({8, 64}).alsoTLS(),
         Row("the_only_connection_breaks", cutsInTurn(How::Reset, Where::Body, {100'000})).over({1}).alsoTLS(),
-        Row("reset_in_the_head", cutsInTurn(How::Reset, Where::Head, {0, 7, 60})),
-        Row("dropped_in_the_head", cutsInTurn(How::Close, Where::Head, {0, 12, 60})).alsoTLS(),
+        Row("reset_in_the_head", cutsInTurn(How::Reset, Where::Head, {0, 7, 60})).over({8}),
+        Row("dropped_in_the_head", cutsInTurn(How::Close, Where::Head, {0, 12, 60})).over({8}).alsoTLS(),
         Row("the_last_byte_is_withheld", {data({.cut = Cut{.where = Where::File, .at = 2097151}})})
             .ends(early, 1)
             .over({1, 8, 64}),
@@ -80,8 +80,6 @@ Rows pacesAndCuts() {
         Row("always_reset_in_the_body", {data({.cut = Cut{.how = How::Reset, .at = 20'000}})})
             .ends("exhaustedRetries The connection to 127.0.0.1 was lost", 1)
             .alsoTLS(),
-        Row("a_connection_ends_after_so_many_bytes",
-            {every({.cut = Cut{.where = Where::Connection, .at = 700'000}})}),
         Row("closes_after_each_answer_without_a_word").by(closingWithoutAWord).alsoTLS(),
         Row("speaks_the_version_before", {every({.version = "HTTP/1.0", .connectionClose = true})}),
     };
@@ -91,7 +89,8 @@ Rows limits() {
     using Row = Misbehaviour;
     return {
         Row("serves_three_and_503", {limited({.slots = 3})}).over({1, 8, 64}).alsoTLS(),
-        Row("serves_two_and_429_with_seconds", {limited({.slots = 2, .status = 429, .retryAfter = "1"})}),
+        Row("serves_two_and_429_with_seconds", {limited({.slots = 2, .status = 429, .retryAfter = "1"})})
+            .over({8}),
         Row("serves_four_and_resets", {limited({.slots = 4, .status = 0})}).over({8}),
         Row("one_at_a_time", {limited({.slots = 1})}).over({8}),
         Row("refuses_what_comes_too_soon", {limited({.minimumGap = 40ms})}).over({8}),

@@ -13,11 +13,7 @@ using namespace Qt::StringLiterals;
 constexpr qsizetype maxNameBytes = 237;
 
 TEST(NamingTest, NamesFromContentDisposition) {
-    struct Case {
-        QString header;
-        std::optional<QString> name;
-    };
-    const std::vector<Case> cases{
+    const std::pair<QString, std::optional<QString>> cases[] = {
         {u"attachment; filename=\"report 2024.pdf\""_s, u"report 2024.pdf"_s},
         {u"attachment; filename*=UTF-8''na%C3%AFve.txt; filename=\"plain.txt\""_s, u"naïve.txt"_s},
         {u"attachment; filename=\"plain.txt\"; FileName*=UTF-8'en'na%C3%AFve.txt"_s, u"UTF-8'en'naïve.txt"_s},
@@ -39,19 +35,15 @@ TEST(NamingTest, NamesFromContentDisposition) {
         {u"attachment"_s, std::nullopt},
         {u""_s, std::nullopt},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.header.toStdString());
-        EXPECT_EQ(HTTPProbe::filenameFromDisposition(each.header), each.name);
+    for (const auto& [header, name] : cases) {
+        SCOPED_TRACE(header.toStdString());
+        EXPECT_EQ(HTTPProbe::filenameFromDisposition(header), name);
     }
     EXPECT_EQ(HTTPProbe::filenameFromDisposition(std::nullopt), std::nullopt);
 }
 
 TEST(NamingTest, NamesFromAddresses) {
-    struct Case {
-        QString url;
-        std::optional<QString> name;
-    };
-    const std::vector<Case> cases{
+    const std::pair<QString, std::optional<QString>> cases[] = {
         {u"https://h/files/My%20File.zip?x=/y"_s, u"My File.zip"_s},
         {u"https://h/files/My%2520File.zip"_s, u"My File.zip"_s},
         {u"https://h/100%25.txt"_s, u"100%.txt"_s},
@@ -63,20 +55,16 @@ TEST(NamingTest, NamesFromAddresses) {
         {u"https://h//"_s, std::nullopt},
         {u"https://h"_s, std::nullopt},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.url.toStdString());
-        EXPECT_EQ(HTTPProbe::filenameFromURL(QUrl(each.url)), each.name);
+    for (const auto& [url, name] : cases) {
+        SCOPED_TRACE(url.toStdString());
+        EXPECT_EQ(HTTPProbe::filenameFromURL(QUrl(url)), name);
     }
 }
 
 TEST(NamingTest, SanitizedNamesAreSafe) {
     const QString flag = u"🇩🇪"_s; // One character, two code points, eight bytes.
     const QString a(1, u'a');
-    struct Case {
-        QString name;
-        QString safe;
-    };
-    const std::vector<Case> cases{
+    const std::pair<QString, QString> cases[] = {
         {u"a/b:c\\d"_s, u"a_b_c_d"_s},
         {u"../../etc/passwd"_s, u"_.._etc_passwd"_s},
         {u"...hidden"_s, u"hidden"_s},
@@ -110,10 +98,10 @@ TEST(NamingTest, SanitizedNamesAreSafe) {
         // One character that is longer than any name.
         {u"a"_s + u"\u0301"_s.repeated(5'000), u"a"_s + u"\u0301"_s.repeated(118)},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name.left(60).toStdString());
-        EXPECT_EQ(HTTPProbe::sanitize(each.name), each.safe);
-        EXPECT_LE(each.safe.toUtf8().size(), maxNameBytes);
+    for (const auto& [name, safe] : cases) {
+        SCOPED_TRACE(name.left(60).toStdString());
+        EXPECT_EQ(HTTPProbe::sanitize(name), safe);
+        EXPECT_LE(safe.toUtf8().size(), maxNameBytes);
     }
 }
 
@@ -126,12 +114,7 @@ TEST(NamingTest, AHugeNameCostsLittle) {
 }
 
 TEST(NamingTest, AnExtensionIsAddedOnlyWhereItIsKnownAndMissing) {
-    struct Case {
-        QString name;
-        std::optional<QString> type;
-        QString result;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<QString, std::optional<QString>, QString> cases[] = {
         {u"report"_s, u"application/pdf; charset=binary"_s, u"report.pdf"_s},
         {u"report"_s, u" Application/PDF\t"_s, u"report.pdf"_s},
         {u"report"_s, u";; ;text/html"_s, u"report"_s},
@@ -148,9 +131,9 @@ TEST(NamingTest, AnExtensionIsAddedOnlyWhereItIsKnownAndMissing) {
         {u"report"_s, std::nullopt, u"report"_s},
         {u"é"_s.repeated(118), u"application/pdf"_s, u"é"_s.repeated(116) + u".pdf"_s},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name.toStdString() + " of type " + each.type.value_or(u"-"_s).toStdString());
-        EXPECT_EQ(HTTPProbe::ensureExtension(each.name, each.type), each.result);
+    for (const auto& [name, type, result] : cases) {
+        SCOPED_TRACE(name.toStdString() + " of type " + type.value_or(u"-"_s).toStdString());
+        EXPECT_EQ(HTTPProbe::ensureExtension(name, type), result);
     }
 }
 

@@ -65,12 +65,7 @@ TEST(ResumeStoreTest, ReadsValidRecordsOnly) {
     const QByteArray good =
         R"({"segments":[{"current":1,"end":9,"start":0}],"totalSize":10,"url":"u","version":2})";
     ASSERT_TRUE(ResumeStore::decode(good));
-    struct Change {
-        QByteArray from;
-        QByteArray to;
-        bool valid;
-    };
-    const std::vector<Change> changes{
+    const std::tuple<QByteArray, QByteArray, bool> changes[] = {
         {R"("version":2)", R"("version":3, "more":null)", true},
         {R"("current":1)", R"("current":1.0)", true},
         {R"("version":2)", R"("version":2,"etag":"e")", true},
@@ -94,11 +89,11 @@ TEST(ResumeStoreTest, ReadsValidRecordsOnly) {
         {R"("version":2})", R"("version":2)", false},
         {good, "", false},
     };
-    for (const Change& change : changes) {
+    for (const auto& [from, to, valid] : changes) {
         QByteArray json = good;
-        json.replace(change.from, change.to);
-        ASSERT_NE(json, good) << change.from.constData();
-        EXPECT_EQ(ResumeStore::decode(json).has_value(), change.valid) << json.constData();
+        json.replace(from, to);
+        ASSERT_NE(json, good) << from.constData();
+        EXPECT_EQ(ResumeStore::decode(json).has_value(), valid) << json.constData();
     }
 }
 
