@@ -27,8 +27,13 @@ FetraRun::FetraRun(const Setup& setup) {
         environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
     process_.setProcessEnvironment(environment);
     process_.setWorkingDirectory(setup.folder);
-    if (setup.inChild)
-        process_.setChildProcessModifier(setup.inChild);
+    process_.setChildProcessModifier([inChild = setup.inChild] {
+        // The program keeps ignoring what its parent does, and a shell starts its background jobs so.
+        for (const int number : {SIGINT, SIGHUP, SIGTERM, SIGQUIT})
+            std::signal(number, SIG_DFL);
+        if (inChild)
+            inChild();
+    });
     process_.start(QStringLiteral(FETRA_BIN_DIR "/fetra"), setup.arguments);
     if (!process_.waitForStarted())
         throw std::runtime_error("the program does not start");
@@ -42,7 +47,9 @@ FetraRun::~FetraRun() {
 }
 
 void FetraRun::send(int signal) {
-    ::kill(pid_t(process_.processId()), signal);
+    // 0 after its end would mean everybody in the group of this process.
+    if (process_.processId() > 0)
+        ::kill(pid_t(process_.processId()), signal);
 }
 
 bool FetraRun::runUntil(const std::function<bool()>& condition) {

@@ -116,12 +116,13 @@ private:
                                         u"-q"_s, u"-x"_s, QString::number(connections)},
                           .folder = folder_.path()});
         const auto due = Clock::now() + life.value_or(0ms);
-        if (!life || !program.runUntil([&] { return Clock::now() >= due; })) {
-            EXPECT_EQ(program.exitStatus(), 0) << program.errors().constData();
+        if (life && program.runUntil([&] { return Clock::now() >= due; }))
+            program.send(SIGKILL);
+        const std::optional<int> status = program.exitStatus();
+        if (status || !life) {
+            EXPECT_EQ(status, 0) << program.errors().constData();
             return true;
         }
-        program.send(SIGKILL);
-        EXPECT_EQ(program.exitStatus(), std::nullopt);
         killer_.count();
         EXPECT_TRUE(eventually(10s, [this] { return server_.connectionsOpen() == 0; }));
         judge(server_.bodyBytesSent() - sentBefore);

@@ -76,11 +76,11 @@ TEST(DestinationTest, FollowsTheTargetAndOverwritesNothing) {
     }
 }
 
-TEST(DestinationTest, LeavesAPartialFileToTheTransferThatHasItOpen) {
+TEST(DestinationTest, LeavesAPartialFileToTheTransferThatHasIt) {
     const TempFolder folder;
     const RemoteInfo info{.suggestedFilename = u"a.zip"_s};
     folder.write(u"a.zip.fetra"_s, "x");
-    std::optional<FileSink> sink(std::in_place, folder.path(u"a.zip.part"_s), 10, false);
+    auto sink = std::make_unique<FileSink>(folder.path(u"a.zip.part"_s), 10, false);
     EXPECT_EQ(Downloader::resolveDestination(folderURL(folder.path()), info),
               fileURL(folder.path(u"a (1).zip"_s)));
     sink.reset();
