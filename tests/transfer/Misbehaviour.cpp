@@ -67,50 +67,6 @@ const ServerFile& Misbehaviour::defaultFile() {
     return file;
 }
 
-Misbehaviour Misbehaviour::ends(std::string how, qint64 retries, Left what) const {
-    Misbehaviour row = *this;
-    row.end = std::move(how);
-    row.maxRetries = retries;
-    row.left = what;
-    return row;
-}
-
-Misbehaviour Misbehaviour::over(std::vector<qint64> value) const {
-    Misbehaviour row = *this;
-    row.lanes = std::move(value);
-    return row;
-}
-
-Misbehaviour Misbehaviour::of(ServerFile value) const {
-    Misbehaviour row = *this;
-    row.file = std::move(value);
-    return row;
-}
-
-Misbehaviour Misbehaviour::gives(QByteArray value) const {
-    Misbehaviour row = *this;
-    row.finished = std::move(value);
-    return row;
-}
-
-Misbehaviour Misbehaviour::by(std::function<Handler(const ScriptedServer&)> value) const {
-    Misbehaviour row = *this;
-    row.handler = std::move(value);
-    return row;
-}
-
-Misbehaviour Misbehaviour::meets(std::function<ConnectionFate(qint64)> value) const {
-    Misbehaviour row = *this;
-    row.connections = std::move(value);
-    return row;
-}
-
-Misbehaviour Misbehaviour::alsoTLS() const {
-    Misbehaviour row = *this;
-    row.alsoOverTLS = true;
-    return row;
-}
-
 LieRule every(Lies lies) {
     return {.when = {}, .lies = std::move(lies)};
 }

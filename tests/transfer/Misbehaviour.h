@@ -39,16 +39,30 @@ struct Misbehaviour {
         : name(std::move(rowName))
         , lies(std::move(rules)) {}
     // For rows of tables: each answers the row with that changed.
-    Misbehaviour ends(std::string how, qint64 retries = 12, Left what = Left::Record) const;
-    Misbehaviour over(std::vector<qint64> numbers) const;
-    Misbehaviour of(ServerFile served) const;
-    Misbehaviour gives(QByteArray content) const;
-    Misbehaviour by(std::function<Handler(const ScriptedServer&)> how) const;
-    Misbehaviour meets(std::function<ConnectionFate(qint64 connection)> fate) const;
-    Misbehaviour alsoTLS() const;
+    Misbehaviour over(std::vector<qint64> numbers) const { return with(&Misbehaviour::lanes, numbers); }
+    Misbehaviour of(const ServerFile& served) const { return with(&Misbehaviour::file, served); }
+    Misbehaviour gives(const QByteArray& content) const { return with(&Misbehaviour::finished, content); }
+    Misbehaviour by(const decltype(handler)& how) const { return with(&Misbehaviour::handler, how); }
+    Misbehaviour meets(const decltype(connections)& how) const {
+        return with(&Misbehaviour::connections, how);
+    }
+    Misbehaviour alsoTLS() const { return with(&Misbehaviour::alsoOverTLS, true); }
+    Misbehaviour ends(const std::string& how, qint64 retries = 12, Left what = Left::Record) const {
+        return with(&Misbehaviour::end, how)
+            .with(&Misbehaviour::maxRetries, retries)
+            .with(&Misbehaviour::left, what);
+    }
 
     [[nodiscard]] static const ServerFile& defaultFile();
     static constexpr qint64 defaultSize = 2 * 1024 * 1024;
+
+private:
+    template <typename Member, typename Value>
+    Misbehaviour with(Member Misbehaviour::*member, const Value& value) const {
+        Misbehaviour row = *this;
+        row.*member = value;
+        return row;
+    }
 };
 
 /// Rules for all requests, for the probe, and for the data requests of those numbers.
