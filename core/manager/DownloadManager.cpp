@@ -2,14 +2,13 @@
 
 #include "links/LinkParser.h"
 #include "system/AbsoluteURL.h"
-#include "system/MainQueue.h"
+#include "system/MainThread.h"
 #include "system/StandardFolders.h"
 #include "transfer/FileSink.h"
 #include "transfer/HTTPProbe.h"
 #include "transfer/Reservation.h"
 #include "transfer/ResumeStore.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -53,7 +52,7 @@ DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
     : factory_(runners)
     , storeURL_(setup.storeURL)
     , inboxes_(setup.inboxes) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     settings_.defaultDirectory = setup.defaultDirectory.value_or(folderForNewDownloads());
     if (storeURL_)
         stateFile_ = std::make_unique<StateFile>(storeURL_->toLocalFile());
@@ -75,7 +74,7 @@ DownloadManager::~DownloadManager() {
     for (auto& [id, run] : torrentRunners_)
         run.thread = {};
     // A transfer that was whole before it heard of this must not be fetched again by the next start.
-    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    events_.deliver();
 }
 
 std::optional<QUrl> DownloadManager::defaultStoreURL() {
@@ -89,7 +88,7 @@ std::optional<QUrl> DownloadManager::defaultStoreURL() {
 
 template <typename T>
 void DownloadManager::assignSetting(T& setting, const T& value, Field field) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     if (setting == value)
         return;
     setting = value;
@@ -136,7 +135,7 @@ QString DownloadManager::nameFor(const QUrl& url, const std::optional<QString>& 
 }
 
 DownloadManager::Item DownloadManager::append(const NewDownload& download, DownloadStatus status) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     Q_ASSERT(download.url.isValid() && !download.url.isRelative());
     const auto item = std::make_shared<DownloadItem>(DownloadRecord{
         .id = QUuid::createUuid(),
@@ -173,7 +172,7 @@ QList<DownloadManager::Item> DownloadManager::add(const QString& text, const std
 // Pausing, resuming, removing, moving
 
 void DownloadManager::pause(const Item& item) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     if (item->isActive()) {
         cancelRunner(*item);
     } else if (item->status() == DownloadStatus::queued) {
@@ -189,7 +188,7 @@ void DownloadManager::pauseAll() {
 }
 
 void DownloadManager::resume(const Item& item) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     if (item->status() != DownloadStatus::paused && item->status() != DownloadStatus::failed)
         return;
     item->setStatus(DownloadStatus::queued);
@@ -205,7 +204,7 @@ void DownloadManager::resumeAll() {
 }
 
 void DownloadManager::remove(const Item& item, bool deleteFiles) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     const bool isRunning = runners_.contains(item->id()) || torrentRunners_.contains(item->id());
     if (item->isActive())
         cancelRunner(*item);
@@ -246,7 +245,7 @@ void DownloadManager::deleteFiles(const DownloadItem& item) {
 }
 
 void DownloadManager::clearCompleted() {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     QList<Item> rest = items_;
     rest.removeIf([](const Item& each) { return each->status() == DownloadStatus::completed; });
     setItems(rest);
@@ -254,7 +253,7 @@ void DownloadManager::clearCompleted() {
 }
 
 void DownloadManager::move(const QSet<qsizetype>& fromOffsets, qsizetype toOffset) {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     QList<Item> taken;
     QList<Item> rest;
     qsizetype before = 0;

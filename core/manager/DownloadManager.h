@@ -4,6 +4,7 @@
 #include "manager/ManagerState.h"
 #include "manager/StateFile.h"
 #include "manager/TransferRunner.h"
+#include "system/Mailbox.h"
 
 #include <QFileSystemWatcher>
 #include <QObject>
@@ -180,7 +181,6 @@ private:
     template <typename Runner, typename Request>
     void launch(Runs<Runner>& runs, std::unique_ptr<Runner> runner, const QUuid& id, Request request);
     void cancelRunner(const DownloadItem& item);
-    void post(std::function<void()> event);
 
     void didStart(const QUuid& id, const QUrl& target, std::optional<qint64> totalSize);
     void didStartTorrent(const QUuid& id, const QString& name);
@@ -206,6 +206,8 @@ private:
     QList<Item> items_;
     TransferSettings settings_;
 
+    /// What the transfers report, from their threads. Outlives them.
+    Mailbox events_;
     Runs<HTTPRunner> runners_;
     Runs<TorrentRunner> torrentRunners_;
     /// Cancelled by the manager, and not at their end yet.

@@ -5,7 +5,7 @@
 #include "browser/CaptureJob.h"
 #include "browser/InboxFolders.h"
 #include "system/AtomicFile.h"
-#include "system/MainQueue.h"
+#include "system/MainThread.h"
 #include "system/StandardFolders.h"
 
 #include <QDirIterator>
@@ -74,7 +74,7 @@ void DownloadManager::watchInboxes() {
 }
 
 void DownloadManager::ingestInbox() {
-    Q_ASSERT(MainQueue::isCurrent());
+    Q_ASSERT(MainThread::isCurrent());
     for (const QUrl& inbox : inboxes_) {
         for (const QString& path : jobFiles(inbox.toLocalFile())) {
             const std::optional<QByteArray> content = AtomicFile::read(path, CaptureJob::maxFileBytes);

@@ -2,7 +2,7 @@
 
 #include "manager/DownloadManager.h"
 
-#include "system/MainQueue.h"
+#include "system/MainThread.h"
 #include "transfer/DownloadError.h"
 #include "transfer/ErrorSentence.h"
 
@@ -73,11 +73,12 @@ void DownloadManager::start(DownloadItem& item) {
                .target = item.destination().value_or(item.directory()),
                .onStart =
                    [this, id](const QUrl& target, const RemoteInfo& info) {
-                       post([this, id, target, size = info.totalSize] { didStart(id, target, size); });
+                       events_.post(
+                           [this, id, target, size = info.totalSize] { didStart(id, target, size); });
                    },
                .progress =
                    [this, id](const DownloadProgress& progress) {
-                       post([this, id, progress] { didProgress(id, progress); });
+                       events_.post([this, id, progress] { didProgress(id, progress); });
                    },
            });
 }
@@ -95,10 +96,12 @@ void DownloadManager::startTorrent(DownloadItem& item) {
                .url = item.url(),
                .directory = item.directory(),
                .onStart =
-                   [this, id](const QString& name) { post([this, id, name] { didStartTorrent(id, name); }); },
+                   [this, id](const QString& name) {
+                       events_.post([this, id, name] { didStartTorrent(id, name); });
+                   },
                .progress =
                    [this, id](const DownloadProgress& progress) {
-                       post([this, id, progress] { didProgress(id, progress); });
+                       events_.post([this, id, progress] { didProgress(id, progress); });
                    },
            });
 }
@@ -112,20 +115,16 @@ void DownloadManager::launch(Runs<Runner>& runs, std::unique_ptr<Runner> runner,
         run.thread = std::jthread([this, id, transfer = run.runner.get(), request = std::move(request)] {
             try {
                 const DownloadResult result = transfer->download(request);
-                post([this, id, result] { didFinish(id, result); });
+                events_.post([this, id, result] { didFinish(id, result); });
             } catch (...) {
-                post([this, id, failure = failureOf(std::current_exception())] { didFail(id, failure); });
+                events_.post(
+                    [this, id, failure = failureOf(std::current_exception())] { didFail(id, failure); });
             }
         });
     } catch (const std::exception&) {
         // No more threads to be had.
-        post([this, id, failure = failureOf(std::current_exception())] { didFail(id, failure); });
+        events_.post([this, id, failure = failureOf(std::current_exception())] { didFail(id, failure); });
     }
-}
-
-void DownloadManager::post(std::function<void()> event) {
-    // Dropped with the manager: its destructor waits for the threads that post.
-    QMetaObject::invokeMethod(this, std::move(event), Qt::QueuedConnection);
 }
 
 void DownloadManager::cancelRunner(const DownloadItem& item) {
