@@ -3,14 +3,16 @@
 #include "support/Eventually.h"
 
 #include <QJsonDocument>
-#include <QProcessEnvironment>
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace fetra::test {
 
@@ -18,50 +20,77 @@ using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
 HelperRun::HelperRun(const Setup& setup) {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"FETRA_TORRENT_LOCAL"_s, u"1"_s);
-    environment.insert(u"XDG_DATA_HOME"_s, setup.dataFolder);
+    QByteArrayList words{"/usr/bin/env", "FETRA_TORRENT_LOCAL=1",
+                         "XDG_DATA_HOME=" + setup.dataFolder.toUtf8()};
     if (setup.port != 0)
-        environment.insert(u"FETRA_TORRENT_LISTEN"_s, u"127.0.0.1:%1"_s.arg(setup.port));
-    process_.setProcessEnvironment(environment);
-    process_.setStandardErrorFile(QProcess::nullDevice());
-    QStringList command =
-        setup.wrapper + QStringList{QStringLiteral(FETRA_BIN_DIR "/fetra-torrent")} + setup.arguments;
-    const QString program = command.takeFirst();
-    process_.start(program, command);
-    if (!process_.waitForStarted())
-        throw std::runtime_error("the helper does not start");
+        words += "FETRA_TORRENT_LISTEN=127.0.0.1:" + QByteArray::number(setup.port);
+    for (const QString& word : setup.wrapper)
+        words += word.toUtf8();
+    words += FETRA_BIN_DIR "/fetra-torrent";
+    for (const QString& word : setup.arguments)
+        words += word.toUtf8();
+    std::vector<char*> pointers;
+    for (QByteArray& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe");
+    const int quiet = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    process_ = ::fork();
+    if (process_ == 0) {
+        ::dup2(ends[1], STDOUT_FILENO);
+        ::dup2(quiet, STDERR_FILENO);
+        ::execv(pointers.front(), pointers.data());
+        ::_exit(127);
+    }
+    ::close(quiet);
+    ::close(ends[1]);
+    pipe_ = ends[0];
+    ::fcntl(pipe_, F_SETFL, O_NONBLOCK);
 }
 
 HelperRun::~HelperRun() {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.kill();
-        process_.waitForFinished();
+    if (process_ > 0) {
+        ::kill(process_, SIGKILL);
+        ::waitpid(process_, nullptr, 0);
     }
+    ::close(pipe_);
 }
 
 void HelperRun::send(int signal) {
-    ::kill(pid_t(process_.processId()), signal);
+    ::kill(process_, signal);
+}
+
+bool HelperRun::collect() {
+    char buffer[4096];
+    ssize_t count = 0;
+    while ((count = ::read(pipe_, buffer, sizeof buffer)) > 0)
+        output_.append(buffer, count);
+    return count < 0;
 }
 
 bool HelperRun::runUntil(const std::function<bool()>& condition) {
     bool held = false;
     const bool ended = eventually(30s, [&] {
-        const bool running = !process_.waitForFinished(5) && process_.state() == QProcess::Running;
-        output_ += process_.readAllStandardOutput();
+        const bool open = collect();
         held = condition();
-        return held || !running;
+        return held || !open;
     });
     return ended && held;
 }
 
 std::optional<int> HelperRun::exitStatus() {
-    if (process_.state() != QProcess::NotRunning)
-        process_.waitForFinished(30'000);
-    output_ += process_.readAllStandardOutput();
-    if (process_.state() != QProcess::NotRunning || process_.exitStatus() != QProcess::NormalExit)
+    int status = 0;
+    if (!eventually(30s, [&] {
+            collect();
+            return ::waitpid(process_, &status, WNOHANG) == process_;
+        }))
         return std::nullopt;
-    return process_.exitCode();
+    process_ = -1;
+    collect();
+    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
 }
 
 QList<QJsonObject> HelperRun::lines() const {

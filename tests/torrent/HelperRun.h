@@ -3,11 +3,11 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
-#include <QProcess>
 #include <QStringList>
 
 #include <functional>
 #include <optional>
+#include <sys/types.h>
 
 namespace fetra::test {
 
@@ -41,7 +41,11 @@ public:
     [[nodiscard]] QString ending() const;
 
 private:
-    QProcess process_;
+    /// Takes in what has come; false once there is no more to come.
+    bool collect();
+
+    pid_t process_ = -1;
+    int pipe_ = -1;
     QByteArray output_;
 };
 
