@@ -52,7 +52,8 @@ Pack settings(const Arguments& arguments, const Reach& reach) {
     pack.set_int(Pack::alert_mask,
                  static_cast<int>(static_cast<std::uint32_t>(
                      lt::alert_category::error | lt::alert_category::status | lt::alert_category::storage)));
-    // A full disk is an error of a write; in mapped memory it would be a signal.
+    // A full disk is an error of a write; in mapped memory it would be a signal. So no file is mapped.
+    pack.set_int(Pack::mmap_file_size_cutoff, 1 << 30);
     pack.set_int(Pack::disk_write_mode, lt::settings_pack::always_pwrite);
     // Bounds how long the end waits for trackers that do not answer.
     pack.set_int(Pack::stop_tracker_timeout, 1);
