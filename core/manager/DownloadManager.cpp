@@ -14,6 +14,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace fetra {
 
@@ -57,8 +58,18 @@ DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
     if (storeURL_)
         stateFile_ = std::make_unique<StateFile>(storeURL_->toLocalFile());
     load();
+    held_ = setup.held;
+    openSaves_ += held_ ? 1 : 0;
     schedule();
     startInbox();
+}
+
+void DownloadManager::release() {
+    Q_ASSERT(held_);
+    held_ = false;
+    if (--openSaves_ == 0 && std::exchange(saveWanted_, false))
+        persist();
+    schedule();
 }
 
 DownloadManager::~DownloadManager() {

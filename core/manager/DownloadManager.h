@@ -67,6 +67,9 @@ public:
         std::optional<QUrl> defaultDirectory{};
         /// The inbox folders to watch. Those of `inboxURLs()` for the application, none for a command line.
         QList<QUrl> inboxes{};
+        /// Nothing starts and nothing is saved before `release`, so that the list and the settings can be
+        /// brought to what they are to be.
+        bool held = false;
     };
 
     /// Loads the saved state, starts what is queued, and watches the inboxes. `runners` outlives the manager.
@@ -75,6 +78,9 @@ public:
     ~DownloadManager() override;
     DownloadManager(const DownloadManager&) = delete;
     DownloadManager& operator=(const DownloadManager&) = delete;
+
+    /// Ends what `Setup::held` began; once.
+    void release();
 
     /// `state.json` in the folder `Fetra` of the application-support folder.
     [[nodiscard]] static std::optional<QUrl> defaultStoreURL();
@@ -218,6 +224,7 @@ private:
     std::unique_ptr<StateFile> stateFile_;
     bool loading_ = false;
     bool isEnding_ = false;
+    bool held_ = false;
     int openSaves_ = 0;
     bool saveWanted_ = false;
 

@@ -46,7 +46,7 @@ void rest(DownloadItem& item) {
 } // namespace
 
 void DownloadManager::schedule() {
-    if (loading_ || isEnding_)
+    if (loading_ || isEnding_ || held_)
         return;
     // Over a copy, counting anew for each start: whoever hears of one may change the list.
     for (const Item& item : QList(items_)) {
