@@ -48,6 +48,16 @@ def command(name: str, program: str, url: str, out: pathlib.Path, authority: pat
     return [program, "-q", "-sSf", "--cacert", str(authority), "-o", str(out), url]
 
 
+def batch_command(name: str, program: str, links: pathlib.Path, folder: pathlib.Path, at_once: int) -> list[str]:
+    """How a client fetches all the addresses in `links`, one a line, into `folder`, keeping its list in a file there."""
+    if name == "fetra":
+        return [program, "-q", "-j", str(at_once), "-i", str(links), "-o", f"{folder}/", "--state", f"{folder}/list"]
+    return [
+        program, f"-j{at_once}", "--file-allocation=none", "--no-conf", "--quiet", f"--dir={folder}", f"--input-file={links}",
+        f"--save-session={folder}/list",
+    ]
+
+
 def environment(home: pathlib.Path, authority: pathlib.Path) -> dict[str, str]:
     """No settings of the user's and no proxy, so that every machine measures the same thing."""
     return {

@@ -22,6 +22,10 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 MEMORY_LIMIT = 48_000_000
 LARGE = "large.bin"
 SMALL = "small.bin"
+# A folder of files.
+MANY = "many"
+MANY_COUNT = 500
+MANY_SIZE = 64 * 1024
 
 
 @dataclasses.dataclass(frozen=True)
@@ -38,6 +42,8 @@ class Case:
     wall_limit: float | None = None
     # Bytes that are still missing from an interrupted transfer which fetra resumes.
     missing: int = 0
+    # Downloads at once, for a case that fetches the whole folder MANY.
+    at_once: int = 0
 
 
 CASES = {
@@ -52,6 +58,10 @@ CASES = {
     "c": Case("{small} at 4 MiB/s a connection, 16 connections", "slow", SMALL, ("aria2", "axel"), {"aria2": 1.05}),
     "d": Case("{small} at 8 MiB/s a connection, 503 beyond 4 connections", "capped", SMALL, ("aria2", "axel"), {"aria2": 1.15}),
     "e": Case("{large}, resumed with its last MiB missing", "plain", LARGE, (), {}, wall_limit=0.3, missing=MIB),
+    "f": Case(
+        f"{MANY_COUNT} files of {MANY_SIZE // 1024} KiB, 10 at once, with a list on disk", "plain", MANY, ("aria2",), {"aria2": 3},
+        at_once=10,
+    ),
 }
 
 
@@ -72,10 +82,16 @@ class Comparison:
 
     def run(self, keys: list[str]) -> None:
         try:
-            for name in sorted({CASES[key].file for key in keys}):
+            names = {CASES[key].file for key in keys}
+            for name in sorted(names & self._sizes.keys()):
                 self._origin.generate(name, self._sizes[name])
+            if MANY in names:
+                self._origin.path(MANY).mkdir()
+                for name in many_names():
+                    self._origin.generate(f"{MANY}/{name}", MANY_SIZE)
             self._origin.start()
-            self._warm_up(max({CASES[key].file for key in keys}, key=self._sizes.get))
+            if names & self._sizes.keys():
+                self._warm_up(max(names & self._sizes.keys(), key=self._sizes.get))
             for key in keys:
                 self._run_case(CASES[key])
         finally:
@@ -97,7 +113,7 @@ class Comparison:
             for name in names:
                 print(f"{title}: round {number} of {self._rounds}, {name}", file=sys.stderr)
                 try:
-                    samples[name].append(self._fetch(case, name))
+                    samples[name].append(self._fetch_many(case, name) if case.at_once else self._fetch(case, name))
                 except clients.RunFailed as failure:
                     self.failures.append(f"{title}: {name} {failure}")
         print_table(case, title, {name: median(each) for name, each in samples.items() if each}, self._rounds)
@@ -116,6 +132,22 @@ class Comparison:
             )
             if subprocess.run(["cmp", self._origin.path(case.file), out], check=False).returncode != 0:
                 raise clients.RunFailed("delivered other bytes than the server has")
+            return sample
+
+    def _fetch_many(self, case: Case, name: str) -> clients.Sample:
+        with tempfile.TemporaryDirectory(dir=self._home) as folder:
+            out = pathlib.Path(folder, "out")
+            out.mkdir()
+            links = pathlib.Path(folder, "links")
+            links.write_text("".join(self._origin.url(case.server, f"{MANY}/{each}") + "\n" for each in many_names()))
+            sample = clients.measure(
+                clients.batch_command(name, self._programs[name], links, out, case.at_once),
+                clients.environment(pathlib.Path(folder), self._origin.authority),
+                pathlib.Path(folder),
+            )
+            for each in many_names():
+                if (out / each).read_bytes() != self._origin.path(f"{MANY}/{each}").read_bytes():
+                    raise clients.RunFailed(f"delivered other bytes of {each} than the server has")
             return sample
 
     def _leave_interrupted(self, url: str, out: pathlib.Path, case: Case) -> None:
@@ -139,6 +171,10 @@ class Comparison:
                 "segments": [{"start": 0, "end": size - 1, "current": reached}],
             }
         out.with_name(out.name + ".fetra").write_text(json.dumps(record))
+
+
+def many_names() -> list[str]:
+    return [f"{number:03}.bin" for number in range(MANY_COUNT)]
 
 
 def median(samples: list[clients.Sample]) -> clients.Sample:
