@@ -2,6 +2,11 @@
 
 #include "cli/DisplayText.h"
 
+#include "system/AbsoluteURL.h"
+#include "torrent/TorrentDownloader.h"
+#include "transfer/HTTPProbe.h"
+
+#include <QFileInfo>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -96,6 +101,24 @@ int editDistance(const QString& a, const QString& b) {
     return at(a.size(), b.size());
 }
 
+struct NumberRule {
+    QLatin1StringView option;
+    qint64 least = 0;
+    qint64 most = 0;
+    QLatin1StringView example;
+};
+
+ArgumentValues::Read<qint64> number(const QString& text, const NumberRule& rule) {
+    bool isNumber = false;
+    const qint64 value = text.toLongLong(&isNumber, 10);
+    if (isNumber && value >= rule.least && value <= rule.most)
+        return value;
+    return UsageError{u"--%1 takes a whole number from %2 to %3, not %4; write, say, %5."_s.arg(rule.option)
+                          .arg(rule.least)
+                          .arg(rule.most)
+                          .arg(ArgumentValues::quoted(text), rule.example)};
+}
+
 } // namespace
 
 QString ArgumentValues::quoted(const QString& text) {
@@ -109,6 +132,13 @@ QString ArgumentValues::quotedAddress(const QString& address) {
     return quoted(address.left(mark + 3) + withoutSecrets(address.mid(mark + 3)));
 }
 
+QString ArgumentValues::quotedLink(const QUrl& url) {
+    if (url.isLocalFile())
+        return quoted(url.toLocalFile());
+    return url.host().isEmpty() ? quoted(TorrentDownloader::displayName(url))
+                                : quotedAddress(absoluteString(url));
+}
+
 ArgumentValues::Read<QUrl> ArgumentValues::address(const QString& text, const QString& role) {
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty())
@@ -117,7 +147,7 @@ ArgumentValues::Read<QUrl> ArgumentValues::address(const QString& text, const QS
         return UsageError{u"%1 contains control characters; copy it again, without line breaks."_s.arg(role)};
     if (trimmed.startsWith("magnet:"_L1, Qt::CaseInsensitive))
         return UsageError{
-            u"%1 is a magnet link; this program fetches web addresses, write one such as %2."_s.arg(
+            u"%1 is a magnet link; only a web address will do here, write one such as %2."_s.arg(
                 role, exampleAddress)};
     const qsizetype mark = trimmed.indexOf("://"_L1);
     static const QRegularExpression schemeName(u"^[A-Za-z][A-Za-z0-9+.-]*$"_s);
@@ -137,14 +167,40 @@ ArgumentValues::Read<QUrl> ArgumentValues::address(const QString& text, const QS
     return url;
 }
 
+ArgumentValues::Read<QUrl> ArgumentValues::link(const QString& text) {
+    const QString trimmed = text.trimmed();
+    if (hasControlCharacter(trimmed))
+        return address(text, u"The address"_s);
+    if (trimmed.startsWith("magnet:"_L1, Qt::CaseInsensitive)) {
+        const QUrl url(trimmed);
+        static const QRegularExpression torrent(u"[?&]xt(\\.\\d+)?=urn:bt"_s,
+                                                QRegularExpression::CaseInsensitiveOption);
+        if (!url.isValid() || !torrent.match(trimmed).hasMatch())
+            return UsageError{
+                u"The magnet link names no torrent; copy it whole, it contains xt=urn:btih: and a code."_s};
+        return url;
+    }
+    if (!trimmed.endsWith(".torrent"_L1, Qt::CaseInsensitive))
+        return address(text, u"The address"_s);
+    if (const QUrl url(trimmed); url.isLocalFile())
+        return url;
+    if (trimmed.contains("://"_L1))
+        return address(text, u"The address"_s);
+    return QUrl::fromLocalFile(QFileInfo(trimmed).absoluteFilePath());
+}
+
 ArgumentValues::Read<qint64> ArgumentValues::connections(const QString& text) {
-    bool isNumber = false;
-    const qint64 value = text.toLongLong(&isNumber, 10);
-    if (!isNumber || value < 1 || value > 64)
-        return UsageError{
-            u"--connections takes a whole number from 1 to 64, not %1; write, say, -x 16."_s.arg(
-                quoted(text))};
-    return value;
+    return number(text, {.option = "connections"_L1, .least = 1, .most = 64, .example = "-x 16"_L1});
+}
+
+ArgumentValues::Read<qint64> ArgumentValues::maxDownloads(const QString& text) {
+    return number(text, {.option = "max-downloads"_L1, .least = 1, .most = 100, .example = "-j 3"_L1});
+}
+
+ArgumentValues::Read<qint64> ArgumentValues::uploadLimit(const QString& text) {
+    return number(
+        text,
+        {.option = "upload-limit"_L1, .least = 0, .most = 1'000'000'000, .example = "--upload-limit 64"_L1});
 }
 
 ArgumentValues::Read<QString> ArgumentValues::digest(const QString& text) {
@@ -201,6 +257,20 @@ ArgumentValues::Read<QString> ArgumentValues::output(const QString& text) {
         return UsageError{u"The file cannot go to standard output, as its parts arrive in any order; name a "
                           u"folder or a file "
                           "(./- for a file called -)."_s};
+    return text;
+}
+
+ArgumentValues::Read<QString> ArgumentValues::path(const QString& text, QLatin1StringView option) {
+    if (text.isEmpty())
+        return UsageError{u"--%1 is empty; name a file."_s.arg(option)};
+    return text;
+}
+
+ArgumentValues::Read<QString> ArgumentValues::name(const QString& text) {
+    if (const auto usable = HTTPProbe::usableName(text); !usable || *usable != text)
+        return UsageError{
+            u"--name takes the name of a file, not %1; write, say, --name disk.iso, and the folder after -o."_s
+                .arg(quoted(text))};
     return text;
 }
 

@@ -1,64 +1,19 @@
 #include "Arguments.h"
 
 #include "cli/ArgumentValues.h"
+#include "cli/OptionRules.h"
 
+#include "system/AbsoluteURL.h"
+
+#include <QSet>
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <array>
 
 using namespace Qt::StringLiterals;
 
 namespace fetra::cli {
 namespace {
-
-enum class Option { output, connections, mirror, sha256, header, noResume, json, quiet, log, help, version };
-
-struct OptionRule {
-    Option option;
-    char16_t shortName;
-    QLatin1StringView longName;
-    /// What the option needs after it, with an example; empty for a switch.
-    QLatin1StringView value;
-    bool forProbe;
-};
-
-constexpr std::array rules{
-    OptionRule{Option::output, u'o', "output"_L1, "a folder or a file after it, as in -o downloads/"_L1,
-               false},
-    OptionRule{Option::connections, u'x', "connections"_L1, "a number from 1 to 64 after it, as in -x 16"_L1,
-               false},
-    OptionRule{Option::mirror, u'm', "mirror"_L1,
-               "another address of the same file after it, as in -m https://mirror.example.com/file.zip"_L1,
-               false},
-    OptionRule{Option::sha256, 0, "sha256"_L1,
-               "the 64 hexadecimal digits after it, as printed by sha256sum"_L1, false},
-    OptionRule{Option::header, u'H', "header"_L1, "a header after it, as in -H 'Name: value'"_L1, true},
-    OptionRule{Option::noResume, 0, "no-resume"_L1, {}, false},
-    OptionRule{Option::json, 0, "json"_L1, {}, false},
-    OptionRule{Option::quiet, u'q', "quiet"_L1, {}, false},
-    OptionRule{Option::log, 0, "log"_L1, "debug, info, warn or error after it, as in --log info"_L1, true},
-    OptionRule{Option::help, u'h', "help"_L1, {}, true},
-    OptionRule{Option::version, 0, "version"_L1, {}, true},
-};
-
-const OptionRule* findLong(QStringView name) {
-    const auto* rule =
-        std::find_if(rules.begin(), rules.end(), [&](const OptionRule& r) { return r.longName == name; });
-    return rule == rules.end() ? nullptr : rule;
-}
-
-const OptionRule* findShort(QChar name) {
-    const auto* rule = std::find_if(rules.begin(), rules.end(),
-                                    [&](const OptionRule& r) { return r.shortName && r.shortName == name; });
-    return rule == rules.end() ? nullptr : rule;
-}
-
-bool isKnownOption(const QString& word) {
-    if (word.startsWith("--"_L1))
-        return word.size() == 2 || findLong(QStringView(word).mid(2).split(u'=').first());
-    return word.size() > 1 && word[0] == u'-' && findShort(word[1]);
-}
 
 /// Reads the words one after the other into what they ask for.
 class Parser {
@@ -69,8 +24,6 @@ public:
     ParsedArguments parse();
 
 private:
-    enum class Command { get, probe, help };
-
     void readWord(const QString& word);
     void readLong(const QString& word);
     void readShorts(const QString& word);
@@ -81,7 +34,12 @@ private:
     void apply(const OptionRule& rule, const QString& spelling, const QString& value);
     void applyValue(Option option, const QString& value);
     void addHeader(const ArgumentValues::Header& header);
+    /// Whether `word` was one; an unlikely one ends in a failure.
+    bool readCommand(const QString& word);
+    void failMissing();
+    void readLinks();
     ParsedArguments result();
+    ParsedArguments probeResult();
 
     void fail(const QString& sentence) { stop(UsageError{sentence}); }
     void stop(const ParsedArguments& outcome) {
@@ -103,13 +61,14 @@ private:
     bool onlyOperands_ = false;
     std::optional<ParsedArguments> outcome_;
 
-    std::optional<Command> command_;
-    std::optional<QString> address_;
+    std::optional<CommandName> command_;
+    QStringList operands_;
     GetRequest get_;
+    QString name_;
     bool json_ = false;
     bool quiet_ = false;
-    /// An option that only a download takes, as it was spelt.
-    QString downloadOnly_;
+    /// The options given, as they were spelt.
+    QList<std::pair<const OptionRule*, QString>> given_;
 };
 
 ParsedArguments Parser::parse() {
@@ -134,10 +93,10 @@ void Parser::readWord(const QString& word) {
 void Parser::readLong(const QString& word) {
     const qsizetype equals = word.indexOf(u'=');
     const QString spelling = word.left(equals);
-    const OptionRule* rule = findLong(QStringView(spelling).mid(2));
+    const OptionRule* rule = OptionRules::findLong(QStringView(spelling).mid(2));
     if (!rule) {
         QStringList names;
-        for (const OptionRule& known : rules)
+        for (const OptionRule& known : OptionRules::all())
             names += known.longName;
         return failUnknown(spelling, ArgumentValues::nearest(spelling.mid(2), names));
     }
@@ -154,11 +113,11 @@ void Parser::readLong(const QString& word) {
 void Parser::readShorts(const QString& word) {
     // "-output" is no value "utput" of -o, but a long name that lacks a hyphen.
     const QString unhyphened = word.mid(1).section(u'=', 0, 0);
-    if (unhyphened.size() > 1 && findLong(unhyphened))
+    if (unhyphened.size() > 1 && OptionRules::findLong(unhyphened))
         return failUnknown(u'-' + unhyphened, unhyphened);
     for (qsizetype i = 1; i < word.size() && !outcome_; ++i) {
         const QString spelling = u"-"_s + word[i];
-        const OptionRule* rule = findShort(word[i]);
+        const OptionRule* rule = OptionRules::findShort(word[i]);
         if (!rule)
             return failUnknown(spelling, std::nullopt);
         if (rule->value.isEmpty()) {
@@ -180,15 +139,14 @@ void Parser::failUnknown(const QString& spelling, const std::optional<QString>& 
 void Parser::readNextAsValue(const OptionRule& rule, const QString& spelling) {
     if (next_ >= words_.size())
         return fail(u"The option %1 needs %2."_s.arg(spelling, rule.value));
-    if (isKnownOption(words_[next_]))
+    if (OptionRules::isKnownOption(words_[next_]))
         return fail(u"The option %1 needs %2; %3 is an option itself."_s.arg(
             spelling, rule.value, ArgumentValues::quoted(words_[next_].section(u'=', 0, 0).left(20))));
     apply(rule, spelling, words_[next_++]);
 }
 
 void Parser::apply(const OptionRule& rule, const QString& spelling, const QString& value) {
-    if (!rule.forProbe)
-        downloadOnly_ = spelling;
+    given_.emplaceBack(&rule, spelling);
     switch (rule.option) {
     case Option::help:
         return stop(ShowHelp{});
@@ -196,6 +154,9 @@ void Parser::apply(const OptionRule& rule, const QString& spelling, const QStrin
         return stop(ShowVersion{});
     case Option::noResume:
         get_.options.resume = false;
+        return;
+    case Option::seed:
+        get_.seed = true;
         return;
     case Option::json:
         json_ = true;
@@ -217,6 +178,24 @@ void Parser::applyValue(Option option, const QString& value) {
     case Option::connections:
         if (const auto number = checked(ArgumentValues::connections(value)))
             get_.options.connections = *number;
+        get_.hasConnections = true;
+        return;
+    case Option::input:
+        if (const auto path = checked(ArgumentValues::path(value, "input"_L1)))
+            get_.inputs += *path;
+        return;
+    case Option::maxDownloads:
+        get_.maxDownloads = checked(ArgumentValues::maxDownloads(value));
+        return;
+    case Option::state:
+        get_.state = checked(ArgumentValues::path(value, "state"_L1));
+        return;
+    case Option::uploadLimit:
+        get_.uploadLimitKB = checked(ArgumentValues::uploadLimit(value));
+        return;
+    case Option::name:
+        if (const auto name = checked(ArgumentValues::name(value)))
+            name_ = *name;
         return;
     case Option::mirror:
         if (const auto mirror = checked(ArgumentValues::address(value, u"The mirror"_s)))
@@ -251,52 +230,91 @@ void Parser::addHeader(const ArgumentValues::Header& header) {
 }
 
 void Parser::readOperand(const QString& word) {
-    if (!command_ && !address_ && !onlyOperands_) {
-        static const QStringList names{u"get"_s, u"probe"_s, u"help"_s};
-        if (const qsizetype at = names.indexOf(word); at >= 0) {
-            command_ = Command(at);
-            if (command_ == Command::help)
-                stop(ShowHelp{});
-            return;
-        }
-        // A bare word is a command, as no address is one.
-        const bool isBare =
-            std::all_of(word.begin(), word.end(), [](QChar c) { return c.isLetterOrNumber() || c == u'-'; });
-        if (isBare && !word.isEmpty() && word != "localhost"_L1) {
-            const QString shown = ArgumentValues::quoted(word);
-            const auto guess = ArgumentValues::nearest(word, names);
-            return fail(
-                guess ? u"There is no command %1; did you mean fetra %2?"_s.arg(shown, *guess)
-                      : u"%1 is neither a command nor an address; write fetra https://example.com/file.zip."_s
-                            .arg(shown));
+    if (command_ || !operands_.isEmpty() || onlyOperands_ || !readCommand(word))
+        operands_ += word;
+}
+
+bool Parser::readCommand(const QString& word) {
+    if (word == "help"_L1) {
+        stop(ShowHelp{});
+        return true;
+    }
+    QStringList names{u"help"_s};
+    for (const CommandName& each : OptionRules::commands()) {
+        names += each.name;
+        if (word == each.name) {
+            command_ = each;
+            return true;
         }
     }
-    if (address_)
-        return fail(
-            u"There are two addresses, %1 and %2; write one at a time, or -m before another address of the "
-            u"same "
-            "file."_s.arg(ArgumentValues::quotedAddress(*address_), ArgumentValues::quotedAddress(word)));
-    address_ = word;
+    // A bare word is a command, as no address is one.
+    const bool isBare =
+        std::all_of(word.begin(), word.end(), [](QChar c) { return c.isLetterOrNumber() || c == u'-'; });
+    if (!isBare || word.isEmpty() || word == "localhost"_L1)
+        return false;
+    const QString shown = ArgumentValues::quoted(word);
+    const auto guess = ArgumentValues::nearest(word, names);
+    fail(guess ? u"There is no command %1; did you mean fetra %2?"_s.arg(shown, *guess)
+               : u"%1 is neither a command nor an address; write fetra https://example.com/file.zip."_s.arg(
+                     shown));
+    return true;
+}
+
+void Parser::failMissing() {
+    fail(u"The address is missing; write fetra %1https://example.com/file.zip."_s.arg(
+        command_->command == Command::get ? QString() : command_->name + u" "_s));
+}
+
+void Parser::readLinks() {
+    QSet<QString> seen;
+    for (const QString& word : operands_) {
+        const auto url = checked(ArgumentValues::link(word));
+        if (!url)
+            return;
+        if (!seen.contains(absoluteString(*url)))
+            get_.urls += *url;
+        seen += absoluteString(*url);
+    }
 }
 
 ParsedArguments Parser::result() {
-    const bool isProbe = command_ == Command::probe;
-    if (!address_)
-        return UsageError{u"The address is missing; write fetra %1https://example.com/file.zip."_s.arg(
-            isProbe ? u"probe "_s : QString())};
-    if (const auto url = checked(ArgumentValues::address(*address_, u"The address"_s)))
-        get_.url = *url;
+    if (!command_)
+        command_ = OptionRules::commands().front();
+    for (const auto& [rule, spelling] : given_)
+        if (!(rule->commands & command_->command))
+            return UsageError{
+                u"The option %1 has no meaning for fetra %2, which takes %3; leave it out."_s.arg(
+                    spelling, command_->name, command_->options)};
+    if (command_->command == Command::list && !operands_.isEmpty())
+        return UsageError{u"fetra list takes no address; write fetra list, or fetra list --state FILE."_s};
+    if (command_->command == Command::list)
+        return ListRequest{get_.state, json_, get_.logLevel};
+    if (operands_.isEmpty() && get_.inputs.isEmpty() && !get_.state)
+        failMissing();
+    else if (command_->command == Command::probe)
+        return probeResult();
     else
+        readLinks();
+    if (outcome_)
         return *outcome_;
-    if (isProbe && !downloadOnly_.isEmpty())
+    if (command_->command == Command::add && !name_.isEmpty() && get_.urls.size() > 1)
         return UsageError{
-            u"The option %1 has no meaning for fetra probe, which takes --header and --log; leave it out."_s
-                .arg(downloadOnly_)};
-    if (isProbe)
-        return ProbeRequest{get_.url, get_.options, get_.logLevel};
+            u"--name goes with one address, and there are %1; leave it out."_s.arg(get_.urls.size())};
+    if (command_->command == Command::add)
+        return AddRequest{get_.urls, get_.output, name_, get_.logLevel};
     get_.style = json_ ? (quiet_ ? OutputStyle::quietJson : OutputStyle::json)
                        : (quiet_ ? OutputStyle::quiet : OutputStyle::plain);
     return get_;
+}
+
+ParsedArguments Parser::probeResult() {
+    if (operands_.size() > 1)
+        return UsageError{u"There are two addresses, %1 and %2; fetra probe takes one at a time."_s.arg(
+            ArgumentValues::quotedAddress(operands_[0]), ArgumentValues::quotedAddress(operands_[1]))};
+    const auto url = checked(ArgumentValues::address(operands_.first(), u"The address"_s));
+    if (!url)
+        return *outcome_;
+    return ProbeRequest{*url, get_.options, get_.logLevel};
 }
 
 } // namespace

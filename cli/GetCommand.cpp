@@ -1,31 +1,28 @@
 #include "GetCommand.h"
 
+#include "cli/ArgumentValues.h"
 #include "cli/DisplayText.h"
+#include "cli/GetRun.h"
 #include "cli/JsonView.h"
 #include "cli/PlainView.h"
 #include "cli/StandardStreams.h"
 #include "cli/TerminalView.h"
-#include "cli/TransferFeed.h"
-#include "transfer/Downloader.h"
-#include "transfer/ErrorSentence.h"
-#include "transfer/Reservation.h"
+#include "manager/StateFile.h"
+#include "manager/StateLock.h"
+#include "system/AbsoluteURL.h"
+#include "system/PosixError.h"
 
 #include <QFile>
+#include <QFileInfo>
+#include <QHash>
 
-#include <array>
 #include <langinfo.h>
-#include <poll.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace fetra::cli {
 namespace {
-
-constexpr int refreshMilliseconds = 250;
-/// Supervisors and shells send one stop as several signals in a row, to the process and to its group.
-constexpr double sameStopSeconds = 0.3;
 
 void printPath(const QString& path) {
     // For a script the exact bytes, for eyes nothing that a terminal would act on.
@@ -37,28 +34,34 @@ void printMessage(const QString& text) {
     writeAll(STDERR_FILENO, text.toUtf8());
 }
 
+ExitStatus endWith(const QString& sentence, ExitStatus status) {
+    printMessage(u"fetra: %1\n"_s.arg(sentence));
+    return status;
+}
+
 bool terminalCanDraw() {
     const QByteArray kind = qgetenv("TERM");
     return ::isatty(STDERR_FILENO) == 1 && !kind.isEmpty() && kind != "dumb";
 }
 
-std::unique_ptr<ProgressView> makeView(const GetRequest& request, const Clock& clock) {
+std::unique_ptr<ProgressView> makeView(OutputStyle style, bool several, const Clock& clock) {
     const auto toOutput = [](const QByteArray& line) { writeAll(STDOUT_FILENO, line); };
     const PlainView::Streams streams{printMessage, printPath};
-    switch (request.style) {
+    const auto extent = several ? PlainView::Extent::several : PlainView::Extent::one;
+    switch (style) {
     case OutputStyle::json:
         return std::make_unique<JsonView>(JsonView::Events::all, toOutput);
     case OutputStyle::quietJson:
         return std::make_unique<JsonView>(JsonView::Events::withoutProgress, toOutput);
     case OutputStyle::quiet:
-        return std::make_unique<PlainView>(PlainView::Chatter::none, streams, clock);
+        return std::make_unique<PlainView>(PlainView::Chatter::none, extent, streams, clock);
     case OutputStyle::plain:
         break;
     }
     if (!terminalCanDraw())
-        return std::make_unique<PlainView>(PlainView::Chatter::lines, streams, clock);
+        return std::make_unique<PlainView>(PlainView::Chatter::lines, extent, streams, clock);
     TerminalView::Setup setup{
-        .server = request.url.host(),
+        .several = several,
         .colour = qgetenv("NO_COLOR").isEmpty(),
         .ascii = QByteArray(::nl_langinfo(CODESET)) != "UTF-8",
         .finishedPath = printPath,
@@ -66,173 +69,138 @@ std::unique_ptr<ProgressView> makeView(const GetRequest& request, const Clock& c
     return std::make_unique<TerminalView>(std::move(setup), clock);
 }
 
-/// The bytes that the next run of the same command will find here and continue from, judged as it will judge
-/// them.
-std::optional<qint64> bytesToContinueFrom(const TransferStart& start) {
-    const Reservation place(start.destination);
-    const auto record = ResumeStore::load(place.sidecarPath);
-    if (!start.resume || !record || !ResumeStore::validate(*record, start.info, place.partPath))
-        return std::nullopt;
-    return record->heldBytes();
+/// Why the state file cannot be used; nothing once `lock` holds it.
+std::optional<QString> whyNotUsable(const GetPlan& plan, std::optional<StateLock>& lock) {
+    const QString& path = *plan.statePath;
+    const QString shown = ArgumentValues::quoted(path);
+    if (plan.urls.isEmpty() && !QFileInfo::exists(path))
+        return u"There is no list %1 to go on with; name an address too."_s.arg(shown);
+    try {
+        lock = StateLock::tryAcquire(path);
+    } catch (const PosixError& error) {
+        return u"%1 cannot be used as a state file (%2)."_s.arg(shown, error.description());
+    }
+    if (!lock)
+        return u"%1 is in use by another process; wait for its end or name another file."_s.arg(shown);
+    if (QFileInfo(path).size() > 0 && !StateFile(path).load())
+        return u"%1 is not a list of downloads and is left as it is; name another file."_s.arg(shown);
+    return std::nullopt;
 }
 
-/// One run of `fetra get`: the transfer on a thread of its own, signals and showing on this one.
-class GetRun {
+/// The list of one run of `fetra get`, held until it is as the command line wants it.
+class List {
 public:
-    GetRun(const GetRequest& request, const QUrl& target, const EngineServices& services,
-           Interruption& interruption)
+    List(const GetRequest& request, const GetPlan& plan, RunnerFactory& runners)
         : request_(request)
-        , target_(target)
-        , interruption_(interruption)
-        , clock_(services.clock)
-        , downloader_(request.options, services)
-        , view_(makeView(request, services.clock)) {}
+        , plan_(plan)
+        , manager_({.storeURL =
+                        plan.statePath ? std::optional(QUrl::fromLocalFile(*plan.statePath)) : std::nullopt,
+                    .defaultDirectory = folder(),
+                    .held = true},
+                   runners) {}
 
-    ExitStatus run();
+    /// Adds the new links, and puts everything that is not complete into the queue.
+    void prepare();
+    [[nodiscard]] DownloadManager& manager() { return manager_; }
 
 private:
-    void transfer();
-    void waitForSomething();
-    void showNews();
-    void hearSignals();
-    void stop();
-    [[nodiscard]] ExitStatus end(const TransferFeed::Outcome& outcome);
-    [[noreturn]] void endAtOnce();
+    [[nodiscard]] QUrl folder() const;
+    [[nodiscard]] QMap<QString, QString> headers() const;
+    void applySettings();
+    void add(const QUrl& url);
+    /// Lets the command line's options hold for an item of an earlier run.
+    void adopt(DownloadItem& item) const;
 
     const GetRequest& request_;
-    const QUrl target_;
-    Interruption& interruption_;
-    const Clock& clock_;
-    Downloader downloader_;
-    TransferFeed feed_;
-    std::unique_ptr<ProgressView> view_;
-
-    std::optional<TransferStart> start_;
-    qint64 receivedBytes_ = 0;
-    std::optional<TimePoint> stoppingSince_;
-    std::optional<TransferFeed::Outcome> outcome_;
+    const GetPlan& plan_;
+    DownloadManager manager_;
 };
 
-ExitStatus GetRun::run() {
-    std::jthread thread([this] { transfer(); });
-    while (!outcome_) {
-        waitForSomething();
-        showNews();
-        if (!outcome_)
-            hearSignals();
-        view_->refresh();
-    }
-    thread.join();
-    return end(*outcome_);
+QUrl List::folder() const {
+    return plan_.hasFileTarget() ? plan_.target.adjusted(QUrl::RemoveFilename) : plan_.target;
 }
 
-void GetRun::transfer() {
-    try {
-        feed_.reportOutcome(downloader_.download({
-            .url = request_.url,
-            .mirrors = request_.mirrors,
-            .target = target_,
-            .onStart = [this](const QUrl& destination,
-                              const RemoteInfo& info) { feed_.reportStart(destination, info); },
-            .progress = [this](const DownloadProgress& progress) { feed_.reportProgress(progress); },
-        }));
-    } catch (...) {
-        feed_.reportOutcome(std::current_exception());
-    }
+QMap<QString, QString> List::headers() const {
+    QMap<QString, QString> headers = request_.options.headers;
+    if (request_.options.userAgent != DownloadOptions::defaultUserAgent)
+        headers.insert(u"User-Agent"_s, request_.options.userAgent);
+    return headers;
 }
 
-void GetRun::waitForSomething() {
-    std::array<pollfd, 3> sources{
-        pollfd{feed_.descriptor(), POLLIN, 0},
-        pollfd{interruption_.descriptor(), POLLIN, 0},
-        pollfd{view_->descriptor(), POLLIN, 0},
-    };
-    ::poll(sources.data(), sources.size(), refreshMilliseconds);
+void List::prepare() {
+    applySettings();
+    QHash<QString, DownloadManager::Item> unfinished;
+    for (const DownloadManager::Item& item : manager_.items())
+        if (item->status() != DownloadStatus::completed && !unfinished.contains(absoluteString(item->url())))
+            unfinished.insert(absoluteString(item->url()), item);
+    for (const QUrl& url : plan_.urls) {
+        if (const auto known = unfinished.value(absoluteString(url)))
+            adopt(*known);
+        else
+            add(url);
+    }
+    manager_.resumeAll();
 }
 
-void GetRun::showNews() {
-    TransferFeed::News news = feed_.take();
-    if (news.started) {
-        start_ = TransferStart{
-            .url = request_.url,
-            .destination = news.started->destination,
-            .info = news.started->info,
-            .connections = request_.options.connections,
-            .mirrors = request_.mirrors.size(),
-            .resume = request_.options.resume,
-        };
-        view_->started(*start_);
-    }
-    if (news.progress) {
-        receivedBytes_ = news.progress->receivedBytes;
-        view_->progressed(*news.progress);
-    }
-    outcome_ = std::move(news.outcome);
+void List::applySettings() {
+    if (request_.maxDownloads)
+        manager_.setMaxConcurrentDownloads(*request_.maxDownloads);
+    if (request_.uploadLimitKB)
+        manager_.setTorrentUploadLimitKB(*request_.uploadLimitKB);
+    if (request_.seed)
+        manager_.setTorrentSeedAfterComplete(true);
 }
 
-void GetRun::hearSignals() {
-    while (const auto kind = interruption_.next()) {
-        switch (*kind) {
-        case Interruption::Kind::stop:
-            stop();
-            break;
-        case Interruption::Kind::abort:
-            endAtOnce();
-        case Interruption::Kind::suspend:
-            view_->leave();
-            interruption_.suspend();
-            break;
-        case Interruption::Kind::resize:
-            break;
-        }
-    }
+void List::add(const QUrl& url) {
+    const auto item = manager_.add({
+        .url = url,
+        .mirrors = request_.mirrors,
+        .directory = folder(),
+        .connections = request_.hasConnections ? std::optional(request_.options.connections) : std::nullopt,
+        .sha256 = request_.options.expectedSHA256,
+        .headers = headers(),
+    });
+    if (plan_.hasFileTarget() && !item->isTorrent())
+        item->setDestination(plan_.target);
 }
 
-void GetRun::stop() {
-    if (!start_) {
-        // Still asking the server, which may take as long as it likes; there is nothing to save.
-        view_->failed({.sentence = u"Stopped before the download began"_s, .interrupted = true});
-        ::_exit(ExitStatus::interrupted);
-    }
-    if (stoppingSince_) {
-        if (secondsBetween(*stoppingSince_, clock_.now()) >= sameStopSeconds)
-            endAtOnce();
-        return;
-    }
-    stoppingSince_ = clock_.now();
-    downloader_.cancel();
-    view_->stopping();
-}
-
-ExitStatus GetRun::end(const TransferFeed::Outcome& outcome) {
-    if (const auto* result = std::get_if<DownloadResult>(&outcome)) {
-        view_->completed(*result);
-        return ExitStatus::complete;
-    }
-    TransferFailure failure{
-        .sentence = errorSentence(std::get<std::exception_ptr>(outcome)),
-        .interrupted = stoppingSince_.has_value(),
-        .receivedBytes = receivedBytes_,
-    };
-    if (start_) {
-        const auto held = bytesToContinueFrom(*start_);
-        failure.resumable = held.has_value();
-        failure.receivedBytes = held.value_or(receivedBytes_);
-    }
-    view_->failed(failure);
-    return stoppingSince_ ? ExitStatus::interrupted : ExitStatus::failed;
-}
-
-void GetRun::endAtOnce() {
-    view_->leave();
-    ::_exit(ExitStatus::interrupted);
+void List::adopt(DownloadItem& item) const {
+    if (!request_.mirrors.isEmpty())
+        item.setMirrors(request_.mirrors);
+    if (request_.hasConnections)
+        item.setConnections(request_.options.connections);
+    if (request_.options.expectedSHA256)
+        item.setExpectedSHA256(request_.options.expectedSHA256);
+    if (!headers().isEmpty())
+        item.setHeaders(headers());
 }
 
 } // namespace
 
-ExitStatus runGet(const GetRequest& request, const QUrl& target, const EngineServices& services,
+ExitStatus runGet(const GetRequest& request, const GetPlan& plan, const EngineServices& services,
                   Interruption& interruption) {
-    return GetRun(request, target, services, interruption).run();
+    std::optional<StateLock> lock;
+    if (plan.statePath)
+        if (const auto sentence = whyNotUsable(plan, lock))
+            return endWith(*sentence, ExitStatus::failed);
+    EngineRunners engine(services);
+    ObservedRunners runners(engine, {.resume = request.options.resume});
+    List list(request, plan, runners);
+    list.prepare();
+    const qsizetype unfinished = GetRun::unfinishedIn(list.manager());
+    if (unfinished == 0) {
+        printMessage(u"Nothing of the list is left to download.\n"_s);
+        return ExitStatus::complete;
+    }
+    const std::unique_ptr<ProgressView> view = makeView(request.style, unfinished > 1, services.clock);
+    GetRun run({.manager = list.manager(),
+                .runners = runners,
+                .interruption = interruption,
+                .clock = services.clock,
+                .view = *view,
+                .resume = request.options.resume,
+                .state = request.state});
+    return run.run();
 }
 
 } // namespace fetra::cli

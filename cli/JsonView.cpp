@@ -44,21 +44,22 @@ JsonView::JsonView(Events events, std::function<void(const QByteArray&)> write)
     : events_(events)
     , write_(std::move(write)) {}
 
-void JsonView::started(const TransferStart& start) {
+void JsonView::started(const DownloadLabel& label, const TransferStart& start) {
     QJsonObject fields{
-        {u"url"_s, start.url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo)},
         {u"path"_s, start.destination.toLocalFile()},
         {u"name"_s, start.destination.fileName()},
-        {u"ranges"_s, start.info.acceptsRanges},
-        {u"connections"_s, start.info.acceptsRanges ? start.connections : 1},
-        {u"mirrors"_s, start.mirrors},
-        {u"resume"_s, start.resume},
     };
-    insertKnown(fields, u"total"_s, start.info.totalSize);
-    emitEvent(u"start"_s, fields);
+    if (start.info) {
+        fields.insert(u"ranges"_s, start.info->acceptsRanges);
+        fields.insert(u"connections"_s, start.info->acceptsRanges ? start.connections : 1);
+        fields.insert(u"mirrors"_s, start.mirrors);
+        fields.insert(u"resume"_s, start.resume);
+    }
+    insertKnown(fields, u"total"_s, start.totalBytes);
+    emitEvent(u"start"_s, label, fields);
 }
 
-void JsonView::progressed(const DownloadProgress& progress) {
+void JsonView::progressed(const DownloadLabel& label, const DownloadProgress& progress) {
     if (events_ == Events::withoutProgress)
         return;
     QJsonObject fields{
@@ -70,10 +71,10 @@ void JsonView::progressed(const DownloadProgress& progress) {
     insertKnown(fields, u"totalBytes"_s, progress.totalBytes);
     insertKnown(fields, u"fraction"_s, progress.fraction());
     insertKnown(fields, u"eta"_s, progress.eta());
-    emitEvent(u"progress"_s, fields);
+    emitEvent(u"progress"_s, label, fields);
 }
 
-void JsonView::completed(const DownloadResult& result) {
+void JsonView::completed(const DownloadLabel& label, const DownloadResult& result) {
     QJsonObject fields{
         {u"destination"_s, absoluteString(result.destination)},
         {u"path"_s, result.destination.toLocalFile()},
@@ -86,17 +87,19 @@ void JsonView::completed(const DownloadResult& result) {
         {u"mirrorsUsed"_s, result.mirrorsUsed},
     };
     insertKnown(fields, u"sha256"_s, result.sha256);
-    emitEvent(u"complete"_s, fields);
+    emitEvent(u"complete"_s, label, fields);
 }
 
-void JsonView::failed(const TransferFailure& failure) {
+void JsonView::failed(const DownloadLabel& label, const TransferFailure& failure) {
     QJsonObject fields{{u"error"_s, failure.sentence}, {u"interrupted"_s, failure.interrupted}};
     insertKnown(fields, u"resumable"_s, failure.resumable);
-    emitEvent(u"failed"_s, fields);
+    emitEvent(u"failed"_s, label, fields);
 }
 
-void JsonView::emitEvent(const QString& name, QJsonObject fields) {
+void JsonView::emitEvent(const QString& name, const DownloadLabel& label, QJsonObject fields) {
     fields.insert(u"event"_s, name);
+    fields.insert(u"id"_s, label.id.toString(QUuid::WithoutBraces).toUpper());
+    fields.insert(u"url"_s, presentableString(label.url));
     write_(jsonText(fields, false));
 }
 

@@ -19,13 +19,13 @@ public:
     /// `write` gets whole lines.
     JsonView(Events events, std::function<void(const QByteArray&)> write);
 
-    void started(const TransferStart& start) override;
-    void progressed(const DownloadProgress& progress) override;
-    void completed(const DownloadResult& result) override;
-    void failed(const TransferFailure& failure) override;
+    void started(const DownloadLabel& label, const TransferStart& start) override;
+    void progressed(const DownloadLabel& label, const DownloadProgress& progress) override;
+    void completed(const DownloadLabel& label, const DownloadResult& result) override;
+    void failed(const DownloadLabel& label, const TransferFailure& failure) override;
 
 private:
-    void emitEvent(const QString& name, QJsonObject fields);
+    void emitEvent(const QString& name, const DownloadLabel& label, QJsonObject fields);
 
     const Events events_;
     const std::function<void(const QByteArray&)> write_;

@@ -17,8 +17,9 @@ struct ProgressFrame {
     DownloadProgress progress;
     /// Mirrors that the user has named.
     qint64 mirrors = 0;
-    /// Seconds since the start.
+    /// Seconds since the start, and from the start of the run to that.
     double elapsed = 0;
+    double begun = 0;
 
     /// At most `height` lines of at most `width` cells each. The number of lines depends on the phase and the
     /// width alone as far as the numbers allow it, so that the block does not jump.

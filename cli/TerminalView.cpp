@@ -39,51 +39,101 @@ TerminalView::TerminalView(Setup setup, const Clock& clock)
     : setup_(std::move(setup))
     , clock_(clock)
     , begun_(clock.now())
-    , relay_(std::make_unique<StandardErrorRelay>()) {
-    frame_.name = DisplayText::printable(setup_.server);
-    draw();
-}
+    , relay_(std::make_unique<StandardErrorRelay>()) {}
 
 TerminalView::~TerminalView() {
-    if (relay_)
-        leave();
+    leave();
 }
 
 int TerminalView::descriptor() const {
-    return relay_ ? relay_->descriptor() : -1;
+    return relay_->descriptor();
 }
 
-void TerminalView::started(const TransferStart& start) {
-    frame_.name = DisplayText::printable(start.destination.fileName());
-    frame_.mirrors = start.mirrors;
-    frame_.progress.totalBytes = start.info.totalSize;
-    frame_.progress.connectionLimit = start.info.acceptsRanges ? start.connections : 1;
-    frame_.phase = ProgressFrame::Phase::running;
-    draw();
+ListFrame::Row& TerminalView::row(const DownloadLabel& label) {
+    const auto found =
+        std::find_if(rows_.begin(), rows_.end(), [&](const auto& each) { return each.id == label.id; });
+    if (found != rows_.end())
+        return *found;
+    rows_.push_back({.id = label.id});
+    rows_.back().frame.begun = secondsBetween(begun_, clock_.now());
+    return rows_.back();
 }
 
-void TerminalView::progressed(const DownloadProgress& progress) {
-    frame_.progress = progress;
-    draw();
+void TerminalView::asking(const DownloadLabel& label) {
+    const QString server = label.url.host();
+    row(label).frame.name = DisplayText::printable(setup_.several || server.isEmpty() ? label.name : server);
+    if (!setup_.several)
+        draw();
+}
+
+void TerminalView::started(const DownloadLabel& label, const TransferStart& start) {
+    ProgressFrame& frame = row(label).frame;
+    frame.name = DisplayText::printable(label.name);
+    frame.mirrors = start.mirrors;
+    frame.progress.totalBytes = start.totalBytes;
+    frame.progress.connectionLimit = start.info && start.info->acceptsRanges ? start.connections : 1;
+    frame.phase = ProgressFrame::Phase::running;
+}
+
+void TerminalView::progressed(const DownloadLabel& label, const DownloadProgress& progress) {
+    row(label).frame.progress = progress;
 }
 
 void TerminalView::stopping() {
-    frame_.phase = ProgressFrame::Phase::stopping;
+    isStopping_ = true;
+    for (ListFrame::Row& each : rows_)
+        if (each.frame.phase == ProgressFrame::Phase::running)
+            each.frame.phase = ProgressFrame::Phase::stopping;
     draw();
 }
 
-void TerminalView::completed(const DownloadResult& result) {
-    const QString name = DisplayText::printable(result.destination.fileName());
-    finish({Span{name, Ink::strong}, Span{u": "_s}, Span{EndText::complete(result)}});
-    setup_.finishedPath(result.destination.toLocalFile());
+void TerminalView::completed(const DownloadLabel& label, const DownloadResult& result) {
+    end(label, {.line = {Span{DisplayText::printable(label.name), Ink::strong}, Span{u": "_s},
+                         Span{EndText::complete(result)}},
+                .path = result.destination.toLocalFile()});
 }
 
-void TerminalView::failed(const TransferFailure& failure) {
-    finish({Span{EndText::failed(failure)}});
+void TerminalView::failed(const DownloadLabel& label, const TransferFailure& failure) {
+    if (!setup_.several)
+        end(label, {.line = {Span{EndText::failed(failure)}}});
+    else if (!failure.interrupted)
+        end(label, {.line = {Span{EndText::failedAmongOthers(label.name, failure)}}});
+    else
+        end(label, {});
 }
 
-void TerminalView::refresh() {
+void TerminalView::end(const DownloadLabel& label, const Ending& ending) {
+    std::erase_if(rows_, [&](const ListFrame::Row& each) { return each.id == label.id; });
+    if (!ending.line.isEmpty())
+        endings_.push_back(ending);
+    if (!setup_.several)
+        printEndings();
+}
+
+void TerminalView::ended(const RunTotals& totals, const RunEnd& end) {
+    rows_.clear();
+    printEndings();
+    leave();
+    if (setup_.several)
+        writeAll(relay_->target(), EndText::all(totals, end).toUtf8() + '\n');
+}
+
+void TerminalView::printEndings() {
     forwardMessages();
+    if (endings_.empty())
+        return;
+    leave();
+    for (const Ending& each : endings_) {
+        writeAll(relay_->target(), encoded(each.line) + '\n');
+        if (!each.path.isEmpty())
+            setup_.finishedPath(each.path);
+    }
+    endings_.clear();
+}
+
+void TerminalView::refresh(const RunTotals& totals) {
+    totals_ = totals;
+    printEndings();
     draw();
 }
 
@@ -93,14 +143,24 @@ void TerminalView::leave() {
     shown_.clear();
 }
 
+QList<StyledLine> TerminalView::lines(int width, int height) {
+    const double now = secondsBetween(begun_, clock_.now());
+    for (ListFrame::Row& each : rows_)
+        each.frame.elapsed = now - each.frame.begun;
+    if (setup_.several)
+        return ListFrame::render(rows_, totals_, isStopping_, width, height);
+    return rows_.empty() ? QList<StyledLine>() : rows_.front().frame.render(width, height);
+}
+
 void TerminalView::draw() {
     if (!isInForeground())
         return;
     const Size size = sizeOf(relay_->target());
-    frame_.elapsed = secondsBetween(begun_, clock_.now());
     // The last column stays free: what is written there leaves the cursor in a state that terminals disagree
     // on.
-    const QList<StyledLine> lines = frame_.render(size.columns - 1, size.rows);
+    const QList<StyledLine> lines = this->lines(size.columns - 1, size.rows);
+    if (lines.isEmpty())
+        return leave();
     QByteArray block = beginDrawing;
     for (qsizetype i = 0; i < lines.size(); ++i)
         block += (i ? "\r\n" : "") + encoded(lines[i]) + eraseRight;
@@ -124,13 +184,6 @@ void TerminalView::forwardMessages() {
     leave();
     for (const QByteArray& message : messages)
         writeAll(relay_->target(), DisplayText::printable(QString::fromUtf8(message)).toUtf8() + '\n');
-}
-
-void TerminalView::finish(const StyledLine& line) {
-    forwardMessages();
-    leave();
-    writeAll(relay_->target(), encoded(line) + '\n');
-    relay_.reset();
 }
 
 QByteArray TerminalView::encoded(const StyledLine& line) const {

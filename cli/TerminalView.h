@@ -1,12 +1,13 @@
 #pragma once
 
-#include "cli/ProgressFrame.h"
+#include "cli/ListFrame.h"
 #include "cli/ProgressView.h"
 #include "cli/StandardErrorRelay.h"
 #include "system/Clock.h"
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace fetra::cli {
 
@@ -16,8 +17,8 @@ namespace fetra::cli {
 class TerminalView final : public ProgressView {
 public:
     struct Setup {
-        /// Shown until the file's name is known.
-        QString server;
+        /// Several downloads have a line each, a single one a block.
+        bool several = false;
         bool colour = false;
         /// Draws with ASCII alone.
         bool ascii = false;
@@ -27,19 +28,31 @@ public:
     TerminalView(Setup setup, const Clock& clock);
     ~TerminalView() override;
 
-    void started(const TransferStart& start) override;
-    void progressed(const DownloadProgress& progress) override;
+    void asking(const DownloadLabel& label) override;
+    void started(const DownloadLabel& label, const TransferStart& start) override;
+    void progressed(const DownloadLabel& label, const DownloadProgress& progress) override;
+    void completed(const DownloadLabel& label, const DownloadResult& result) override;
+    void failed(const DownloadLabel& label, const TransferFailure& failure) override;
     void stopping() override;
-    void completed(const DownloadResult& result) override;
-    void failed(const TransferFailure& failure) override;
-    void refresh() override;
+    void ended(const RunTotals& totals, const RunEnd& end) override;
+    /// Everything but a stop shows with the next one, however much has happened.
+    void refresh(const RunTotals& totals) override;
     void leave() override;
     [[nodiscard]] int descriptor() const override;
 
 private:
+    /// What is to scroll up above the block: a line, and the path for standard output.
+    struct Ending {
+        StyledLine line = {};
+        QString path = {};
+    };
+
+    [[nodiscard]] ListFrame::Row& row(const DownloadLabel& label);
+    [[nodiscard]] QList<StyledLine> lines(int width, int height);
     void draw();
+    void end(const DownloadLabel& label, const Ending& ending);
+    void printEndings();
     void forwardMessages();
-    void finish(const StyledLine& line);
     [[nodiscard]] QByteArray encoded(const StyledLine& line) const;
     [[nodiscard]] bool isInForeground() const;
 
@@ -47,7 +60,11 @@ private:
     const Clock& clock_;
     const TimePoint begun_;
     std::unique_ptr<StandardErrorRelay> relay_;
-    ProgressFrame frame_;
+    /// The running ones, in the order in which they came.
+    std::vector<ListFrame::Row> rows_;
+    std::vector<Ending> endings_;
+    RunTotals totals_;
+    bool isStopping_ = false;
     /// What the terminal shows, and the size it had then.
     QByteArray shown_;
     int shownColumns_ = 0;

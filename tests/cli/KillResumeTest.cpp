@@ -1,14 +1,17 @@
 // The real program, killed at any moment and started again with the same command.
 
 #include "cli/FetraRun.h"
+#include "manager/ManagerState.h"
 #include "support/Eventually.h"
 #include "support/FileScript.h"
 #include "support/HeldBytes.h"
+#include "support/Routes.h"
 #include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 #include <QFileInfo>
+#include <QJsonDocument>
 
 #include <algorithm>
 #include <atomic>
@@ -37,6 +40,19 @@ constexpr double secondsAtRisk = 1.5;
 /// What the server counts as sent though no write of ours can have returned: per connection a piece of its
 /// pacing on the way through both sockets' buffers, and what a request that was split was sent too much.
 constexpr qint64 bytesInFlight = connections * 64 * 1024;
+
+unsigned seedOfRun() {
+    const QByteArray given = qgetenv("FETRA_TEST_SEED");
+    const unsigned seed = given.isEmpty() ? std::random_device()() : given.toUInt();
+    std::cout << "FETRA_TEST_SEED=" << seed << std::endl;
+    return seed;
+}
+
+/// What a kill leaves does not hang on the disk, and the limit on what it costs should not either.
+void keepFilesInMemory() {
+    if (QFileInfo(u"/dev/shm"_s).isWritable())
+        qputenv("TMPDIR", "/dev/shm");
+}
 
 /// Watches how late this machine wakes its threads.
 class Hiccups {
@@ -149,14 +165,8 @@ private:
 };
 
 TEST(KillResumeTest, NoKillCostsMoreThanTheLastMomentsBytes) {
-    // What a kill leaves does not hang on the disk, and the limit on what it costs should not either.
-    if (QFileInfo(u"/dev/shm"_s).isWritable())
-        qputenv("TMPDIR", "/dev/shm");
-    const QByteArray given = qgetenv("FETRA_TEST_SEED");
-    const unsigned seed = given.isEmpty() ? std::random_device()() : given.toUInt();
-    std::cout << "FETRA_TEST_SEED=" << seed << std::endl;
-
-    Killer killer(seed);
+    keepFilesInMemory();
+    Killer killer(seedOfRun());
     std::atomic<quint64> number = 0;
     {
         std::vector<std::jthread> threads;
@@ -169,6 +179,84 @@ TEST(KillResumeTest, NoKillCostsMoreThanTheLastMomentsBytes) {
     }
     EXPECT_TRUE(::testing::Test::HasFailure() || killer.kills() >= wantedKills);
     std::cout << killer.kills() << " kills, " << number << " downloads" << std::endl;
+}
+
+/// Ten downloads with a state file, of which a kill may take nothing but moments.
+class KilledList {
+public:
+    static constexpr int downloads = 10;
+    static constexpr int kills = 20;
+    static constexpr qint64 eachSize = 4 * 1024 * 1024;
+
+    KilledList() {
+        for (int i = 0; i < downloads; ++i)
+            files_.push_back(ServerFile::ofSize(eachSize, quint64(i) + 1));
+        serveAt(eachSize * downloads / 40.0);
+    }
+
+    void run(std::mt19937& random) {
+        QStringList links{u"-o"_s, u"./"_s};
+        for (int i = 0; i < downloads; ++i)
+            links += server_.url("/" + name(i).toUtf8()).toString();
+        for (int kill = 0; kill < kills && !::testing::Test::HasFailure(); ++kill) {
+            FetraRun program = start(kill == 0 ? links : QStringList());
+            ASSERT_TRUE(program.runUntil([this] { return folder_.contains(u"list/s.json"_s); }));
+            const auto due =
+                Clock::now() + std::chrono::milliseconds(std::uniform_int_distribution(50, 2000)(random));
+            EXPECT_TRUE(program.runUntil([&] { return Clock::now() >= due; }))
+                << program.errors().constData();
+            program.send(SIGKILL);
+            EXPECT_EQ(program.exitStatus(), std::nullopt);
+            judge();
+        }
+        serveAt(0);
+        const qint64 before = server_.bodyBytesSent();
+        FetraRun last = start({});
+        EXPECT_EQ(last.exitStatus(), 0) << last.errors().constData();
+        EXPECT_LT(server_.bodyBytesSent() - before, downloads * eachSize) << "all of it once more";
+        QStringList names{u"list"_s};
+        for (int i = 0; i < downloads; ++i) {
+            names.insert(i, name(i));
+            EXPECT_TRUE(folder_.tryRead(name(i)) == files_[size_t(i)].content) << i;
+        }
+        EXPECT_EQ(folder_.names(), names);
+    }
+
+private:
+    static QString name(int number) { return u"f%1.bin"_s.arg(number); }
+    FetraRun start(const QStringList& links) const {
+        return FetraRun(
+            {.arguments = links + QStringList{u"-q"_s, u"-j10"_s, u"-x4"_s, u"--state"_s, u"list/s.json"_s},
+             .folder = folder_.path()});
+    }
+
+    void serveAt(double total) {
+        std::map<QByteArray, Handler> paths;
+        for (int i = 0; i < downloads; ++i)
+            paths["/" + name(i).toUtf8()] = serve(
+                files_[size_t(i)], {.totalBytesPerSecond = total / downloads}, {.what = When::What::Data});
+        server_.setHandler(routes(paths));
+    }
+
+    /// The file itself, not the generation kept beside it, holds the whole list in its order.
+    void judge() const {
+        const QJsonDocument json = QJsonDocument::fromJson(folder_.read(u"list/s.json"_s));
+        const auto state = ManagerState::fromJson(json.object());
+        ASSERT_TRUE(state);
+        ASSERT_EQ(state->items.size(), downloads);
+        for (int i = 0; i < downloads; ++i)
+            EXPECT_TRUE(state->items[i].url.path() == u'/' + name(i)) << i;
+    }
+
+    std::vector<ServerFile> files_;
+    const TempFolder folder_;
+    ScriptedServer server_;
+};
+
+TEST(KillResumeTest, NoKillCostsTheListAnything) {
+    keepFilesInMemory();
+    std::mt19937 random(seedOfRun());
+    KilledList().run(random);
 }
 
 } // namespace

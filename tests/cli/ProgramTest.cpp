@@ -133,7 +133,13 @@ TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
     const QString url = text(server.url("/f"));
     for (const QStringList& arguments : {
              QStringList{},
-             {url, url},
+             {url, url + u'2', u"-m"_s, url},
+             {url, url + u'2', u"--sha256"_s, QString(64, u'0')},
+             {url, url + u'2', u"-o"_s, u"one.bin"_s},
+             {u"missing.torrent"_s},
+             {u"-i"_s, u"missing"_s},
+             {u"-i"_s, u"/dev/null"_s},
+             {u"-i"_s, u"/dev/zero"_s},
              {url, u"-x"_s, u"0"_s},
              {url, u"-o"_s, u"new/"_s, u"--sha256"_s, u"12"_s},
              {url, u"-o"_s, u"/dev/null/f"_s},
@@ -145,7 +151,7 @@ TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
         FetraRun run({.arguments = arguments, .folder = folder.path()});
         EXPECT_EQ(run.exitStatus(), 2) << qPrintable(arguments.join(u' '));
         EXPECT_TRUE(run.output().isEmpty());
-        EXPECT_EQ(run.errors().count('\n'), arguments.isEmpty() ? 3 : 1) << run.errors().constData();
+        EXPECT_EQ(run.errors().count('\n'), arguments.isEmpty() ? 5 : 1) << run.errors().constData();
         EXPECT_TRUE(folder.names().isEmpty());
     }
     EXPECT_EQ(server.requests(), 0);
@@ -156,7 +162,8 @@ TEST(ProgramTest, HelpAndVersionGoToStandardOutput) {
     for (const QStringList& arguments : {QStringList{u"--help"_s}, {u"help"_s}, {u"get"_s, u"-h"_s}}) {
         FetraRun run({.arguments = arguments, .folder = folder.path()});
         EXPECT_EQ(run.exitStatus(), 0);
-        for (const char* word : {"--output", "--no-resume", "probe", ".part", "130"})
+        for (const char* word :
+             {"--output", "--no-resume", "--state", "add", "list", "probe", ".part", "130"})
             EXPECT_TRUE(run.output().contains(word)) << word;
         for (const QByteArray& line : run.output().split('\n'))
             EXPECT_LE(line.size(), 80) << line.constData();

@@ -180,28 +180,28 @@ TEST(PlainViewTest, WritesALineASecondAtMostAndFewerWhileLittleChanges) {
     test::FakeClock clock;
     QStringList lines;
     QStringList paths;
-    PlainView view(PlainView::Chatter::lines,
+    PlainView view(PlainView::Chatter::lines, PlainView::Extent::one,
                    {.messages = [&](const QString& text) { lines += text; },
                     .finishedPath = [&](const QString& path) { paths += path; }},
                    clock);
     TransferStart start;
     start.destination = QUrl::fromLocalFile(u"/d/disk\x1b[m.iso"_s);
-    view.started(start);
+    view.started({}, start);
     ASSERT_EQ(lines.size(), 1);
     EXPECT_FALSE(lines[0].contains(u'\x1b'));
     for (int i = 1; i <= 40; ++i) {
         clock.advance(0.25);
-        view.progressed({.totalBytes = 1000, .receivedBytes = 25 * i});
+        view.progressed({}, {.totalBytes = 1000, .receivedBytes = 25 * i});
     }
     EXPECT_EQ(lines.size(), 11);
     for (int i = 1; i <= 80; ++i) {
         clock.advance(0.25);
-        view.progressed({.totalBytes = 1000, .receivedBytes = 1000});
+        view.progressed({}, {.totalBytes = 1000, .receivedBytes = 1000});
     }
     EXPECT_EQ(lines.size(), 13);
     DownloadResult result;
     result.destination = QUrl::fromLocalFile(u"/d/disk.iso"_s);
-    view.completed(result);
+    view.completed({}, result);
     EXPECT_EQ(paths, QStringList{u"/d/disk.iso"_s});
     EXPECT_TRUE(
         std::all_of(lines.begin(), lines.end(), [](const QString& l) { return l.count(u'\n') == 1; }));
