@@ -37,6 +37,8 @@ endif()
 
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+    # As the cache's own manual has it for precompiled headers.
+    set(CCACHE ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
     set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
 endif()
@@ -45,3 +47,18 @@ find_program(MOLD mold)
 if(MOLD)
     add_link_options(-fuse-ld=mold)
 endif()
+
+# Instrumented builds compile common headers once, which halves their time. Ordinary builds hold every file to its own
+# includes.
+function(fetra_precompile target)
+    if(NOT FETRA_SANITIZE AND NOT FETRA_FUZZ)
+        return()
+    endif()
+    if(target STREQUAL "FetraSystem")
+        target_precompile_headers(${target} PRIVATE
+            <QByteArray> <QDir> <QFile> <QJsonObject> <QList> <QString> <QUrl>
+            <chrono> <functional> <map> <memory> <mutex> <optional> <thread> <variant> <vector>)
+    else()
+        target_precompile_headers(${target} REUSE_FROM FetraSystem)
+    endif()
+endfunction()
