@@ -115,7 +115,7 @@ void TerminalView::ended(const RunTotals& totals, const RunEnd& end) {
     printEndings();
     leave();
     if (setup_.several)
-        writeAll(relay_->target(), EndText::all(totals, end).toUtf8() + '\n');
+        writeAll(relay_->target(), encoded({Span{EndText::all(totals, end)}}) + '\n');
 }
 
 void TerminalView::printEndings() {
