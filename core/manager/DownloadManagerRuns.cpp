@@ -31,6 +31,12 @@ DownloadOptions optionsFor(const DownloadItem& item) {
     };
 }
 
+/// A path that ends so is a folder even while there is none.
+QUrl asFolder(const QUrl& folder) {
+    const QString path = folder.toLocalFile();
+    return path.endsWith(u'/') ? folder : QUrl::fromLocalFile(path + u'/');
+}
+
 QUrl joined(const QUrl& folder, const QString& name) {
     return QUrl::fromLocalFile(QDir(folder.toLocalFile()).filePath(name));
 }
@@ -54,6 +60,8 @@ void DownloadManager::schedule() {
             continue;
         if (activeCount() >= settings_.maxConcurrentDownloads)
             break;
+        if (this->item(item->id()) != item)
+            continue;
         start(*item);
     }
 }
@@ -70,7 +78,7 @@ void DownloadManager::start(DownloadItem& item) {
            DownloadRequest{
                .url = item.url(),
                .mirrors = item.mirrors(),
-               .target = item.destination().value_or(item.directory()),
+               .target = item.destination().value_or(asFolder(item.directory())),
                .onStart =
                    [this, id](const QUrl& target, const RemoteInfo& info) {
                        events_.post(

@@ -1,5 +1,6 @@
 // Where a download goes: finding, claiming and giving the final name.
 
+#include "system/AbsoluteURL.h"
 #include "system/DiskSpace.h"
 #include "system/MoveFile.h"
 #include "system/PosixError.h"
@@ -15,6 +16,8 @@
 #include <QUuid>
 
 #include <cerrno>
+
+#include <fcntl.h>
 
 namespace fetra {
 
@@ -52,6 +55,18 @@ bool isWorthKeeping(const ResumeRecord& record, const RemoteInfo& info, const Re
     asRecorded.etag = record.etag;
     asRecorded.lastModified = record.lastModified;
     return ResumeStore::validate(record, asRecorded, place.partPath) && record.heldBytes() > 0;
+}
+
+/// A record that cannot be opened now, for want of descriptors perhaps, is no reason to start over.
+void requireReadable(const QString& sidecarPath) {
+    if (PosixFile::exists(sidecarPath) && !PosixFile::open(sidecarPath, O_RDONLY | O_NONBLOCK).isOpen())
+        throw DownloadError::io(PosixError::last().description());
+}
+
+/// Whether the place holds bytes of a file from another address, whose transfer may go on one day.
+bool belongsToAnother(const ResumeRecord& record, const RemoteInfo& info, const Reservation& place) {
+    return record.heldBytes() > 0 && PosixFile::exists(place.partPath) &&
+           record.url != absoluteString(info.originalURL) && record.url != absoluteString(info.finalURL);
 }
 
 /// Says at once what would otherwise come out half-way. Throws `DownloadError::io`.
@@ -105,8 +120,11 @@ QUrl Downloader::uniqueURL(const QUrl& url) {
 Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) const {
     Reservation place(resolveDestination(target, info));
     const QUrl first = place.destination;
-    if (options_.resume) {
-        const std::optional<ResumeRecord> record = ResumeStore::load(place.sidecarPath);
+    requireReadable(place.sidecarPath);
+    const std::optional<ResumeRecord> record = ResumeStore::load(place.sidecarPath);
+    if (record && belongsToAnother(*record, info, place)) {
+        place = Reservation(uniqueURL(first));
+    } else if (options_.resume) {
         if (record && isDelivered(*record, info, place))
             return place;
         if (record && ResumeStore::validate(*record, info, place.partPath))

@@ -131,17 +131,16 @@ void FileSink::close() {
 
 bool FileSink::discard(const QString& path) {
     const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
-    // Nothing to delete; what appears there from now on is somebody else's.
-    if (!file.isOpen() && errno == ENOENT)
-        return true;
-    if (file.isOpen()) {
-        // Under the lock: a sink that opens the file meanwhile sees that it has lost it.
-        struct stat status {};
-        if (!lock(file.number()) || ::fstat(file.number(), &status) != 0 || !isAt(path, status))
-            return false;
+    if (!file.isOpen()) {
+        // Nothing to delete; what appears there from now on is somebody else's. Links and pipes are no
+        // sink's. Otherwise nobody knows whose it is.
+        const bool isNoFile = errno == ELOOP || errno == ENXIO;
+        return errno == ENOENT || (isNoFile && PosixFile::unlink(path));
     }
-    PosixFile::unlink(path);
-    return true;
+    // Under the lock: a sink that opens the file meanwhile sees that it has lost it.
+    struct stat status {};
+    return lock(file.number()) && ::fstat(file.number(), &status) == 0 && isAt(path, status) &&
+           PosixFile::unlink(path);
 }
 
 bool FileSink::isInUse(const QString& path) {

@@ -52,7 +52,7 @@ TEST_F(DownloadManagerTest, TurnsRunnerEventsIntoFields) {
     transfer(0).report(file(u"b (1)"_s), std::nullopt);
     ASSERT_TRUE(becomes(each, DownloadStatus::downloading));
     EXPECT_EQ(each->filename(), u"b (1)"_s);
-    EXPECT_EQ(transfer(0).target, file(QString()));
+    EXPECT_EQ(transfer(0).target, QUrl::fromLocalFile(folder.path() + u'/'));
     EXPECT_EQ(savedStatuses(), u"downloading"_s);
 
     transfer(0).report({.totalBytes = 20, .receivedBytes = 7, .bytesPerSecond = 3.5, .activeConnections = 2});

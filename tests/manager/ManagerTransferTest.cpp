@@ -3,6 +3,7 @@
 #include "http/CurlClient.h"
 #include "manager/ManagerWorld.h"
 #include "support/FileScript.h"
+#include "support/Routes.h"
 #include "support/ScriptedServer.h"
 
 #include <QFile>
@@ -83,6 +84,32 @@ TEST_F(ManagerTransferTest, ARemovedDownloadLeavesNothingAndItsSuccessorGetsTheR
     ASSERT_TRUE(runUntil([&] { return !manager().isTransferring(); }));
     EXPECT_EQ(folder.names(), (QStringList{u"Fetra"_s, second->filename()}));
     EXPECT_TRUE(folder.read(second->filename()) == file.content);
+}
+
+TEST_F(ManagerTransferTest, AFileOfTheSameNameFromElsewhereLeavesAPausedOneItsBytes) {
+    const Item paused = addSlowFile(2e6);
+    manager().pause(paused);
+    ASSERT_TRUE(reaches(paused, DownloadStatus::paused));
+    const test::ServerFile other = test::ServerFile::ofSize(100'000, 2);
+    server.setHandler(test::routes({{"/f.bin", test::serve(file)}, {"/other/f.bin", test::serve(other)}}));
+    const qint64 held = paused->receivedBytes();
+    const qint64 sent = server.bodyBytesSent();
+    const Item second = manager().add({.url = server.url("/other/f.bin")});
+    ASSERT_TRUE(reaches(second, DownloadStatus::completed));
+    EXPECT_EQ(second->filename(), u"f (1).bin"_s);
+    manager().resume(paused);
+    ASSERT_TRUE(reaches(paused, DownloadStatus::completed));
+    EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
+    EXPECT_TRUE(folder.read(u"f (1).bin"_s) == other.content);
+    EXPECT_LT(server.bodyBytesSent() - sent, file.content.size() + other.content.size() - held / 2);
+}
+
+TEST_F(ManagerTransferTest, MakesTheFolderThatIsMissing) {
+    server.setHandler(test::serve(file));
+    const Item item = start().add(
+        {.url = server.url("/f.bin"), .directory = QUrl::fromLocalFile(folder.path(u"new/one"_s))});
+    ASSERT_TRUE(reaches(item, DownloadStatus::completed));
+    EXPECT_TRUE(folder.read(u"new/one/f.bin"_s) == file.content);
 }
 
 TEST_F(ManagerTransferTest, ManySmallFilesAllArriveUnderNamesOfTheirOwn) {
