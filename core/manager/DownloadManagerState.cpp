@@ -3,8 +3,8 @@
 #include "manager/DownloadManager.h"
 
 #include "system/Log.h"
-#include "system/PosixError.h"
 
+#include <QDir>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -16,6 +16,10 @@ namespace fetra {
 using namespace Qt::StringLiterals;
 
 namespace {
+
+bool isLocalPath(const QUrl& url) {
+    return url.isValid() && QDir::isAbsolutePath(url.toLocalFile());
+}
 
 /// What is left of an interrupted run goes on by itself, or waits for the user.
 DownloadStatus statusAfterRestart(DownloadStatus stored, bool autoStart) {
@@ -63,8 +67,8 @@ void DownloadManager::persist() {
     pieces.emplace_back(QByteArrayView(settings).sliced(1));
     try {
         stateFile_->save(pieces);
-    } catch (const PosixError& error) {
-        Log::warn([&] { return u"state save failed: "_s + error.description(); });
+    } catch (const std::exception& error) {
+        Log::warn([&] { return u"state save failed: "_s + QString::fromUtf8(error.what()); });
     }
 }
 
@@ -75,13 +79,23 @@ void DownloadManager::load() {
     loading_ = true;
     setMaxConcurrentDownloads(std::max<qint64>(state->settings.maxConcurrentDownloads, 1));
     setConnectionsPerDownload(std::max<qint64>(state->settings.connectionsPerDownload, 1));
-    setDefaultDirectory(state->settings.defaultDirectory);
+    if (isLocalPath(state->settings.defaultDirectory))
+        setDefaultDirectory(state->settings.defaultDirectory);
     setAutoStart(state->settings.autoStart);
     setTorrentUploadLimitKB(std::max<qint64>(state->settings.torrentUploadLimitKB, 0));
     setTorrentSeedAfterComplete(state->settings.torrentSeedAfterComplete);
     QList<Item> items;
     items.reserve(state->items.size());
+    QSet<QUuid> ids;
     for (DownloadRecord& record : state->items) {
+        // Files are written by hand, too: each item has an id of its own, and places are on this machine.
+        if (ids.contains(record.id))
+            record.id = QUuid::createUuid();
+        ids.insert(record.id);
+        if (!isLocalPath(record.directory))
+            record.directory = settings_.defaultDirectory;
+        if (record.destination && !isLocalPath(*record.destination))
+            record.destination.reset();
         record.status = statusAfterRestart(record.status, state->settings.autoStart);
         items.append(std::make_shared<DownloadItem>(record));
     }

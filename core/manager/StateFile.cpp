@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <utility>
 
 #include <sys/stat.h>
@@ -65,9 +66,8 @@ std::optional<QJsonObject> StateFile::readObject(const QString& path) {
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(content.value_or(QByteArray()), &error);
     const bool isJson = content && error.error == QJsonParseError::NoError;
-    // The file's own bytes are worth more than those of its earlier generation.
-    if (!isJson && !unreadable_)
-        unreadable_ = {path, content};
+    if (!isJson && !QFileInfo(path).isDir())
+        unreadable_.append({path, content});
     return isJson ? std::optional(document.object()) : std::nullopt;
 }
 
@@ -82,7 +82,7 @@ std::optional<ManagerState> StateFile::load() {
         return std::nullopt;
     std::optional<ManagerState> state = ManagerState::fromJson(*object);
     if (!state)
-        unreadable_ = {source, AtomicFile::read(source, maxBytes)};
+        unreadable_.append({source, AtomicFile::read(source, maxBytes)});
     return state;
 }
 
@@ -93,19 +93,26 @@ void StateFile::save(std::span<const QByteArrayView> pieces) {
 }
 
 void StateFile::keepUnreadable() {
-    if (!unreadable_)
-        return;
-    const QString name = unreadableName(path_, unreadable_->content);
-    if (unreadable_->content)
-        AtomicFile::write(name, *unreadable_->content);
-    else if (std::rename(QFile::encodeName(unreadable_->path).constData(),
-                         QFile::encodeName(name).constData()) != 0)
+    while (!unreadable_.isEmpty()) {
+        keep(unreadable_.first());
+        unreadable_.removeFirst();
+    }
+}
+
+void StateFile::keep(const Unreadable& file) {
+    const QString name = unreadableName(path_, file.content);
+    if (file.content) {
+        const QByteArrayView content(*file.content);
+        const auto copy = std::make_shared<PosixFile::Descriptor>(AtomicFile::replace(name, {&content, 1}));
+        syncs_.async([copy] { static_cast<void>(PosixFile::sync(copy->number(), true)); });
+    } else if (std::rename(QFile::encodeName(file.path).constData(), QFile::encodeName(name).constData()) !=
+               0) {
         throw PosixError::last();
+    }
     Log::warn([&] {
         return u"%1 could not be read as a download list and is replaced; its content is kept in %2"_s.arg(
-            unreadable_->path, name);
+            file.path, name);
     });
-    unreadable_.reset();
 }
 
 void StateFile::syncSoon(PosixFile::Descriptor file) {
@@ -114,8 +121,15 @@ void StateFile::syncSoon(PosixFile::Descriptor file) {
         std::swap(newest_, file);
     }
     // The one before still waits for the queue, which will find this one in its place.
-    if (!file.isOpen())
+    if (file.isOpen())
+        return;
+    try {
         syncs_.async([this] { syncNewest(); });
+    } catch (const std::exception&) {
+        const std::lock_guard lock(mutex_);
+        newest_ = PosixFile::Descriptor();
+        throw;
+    }
 }
 
 void StateFile::syncNewest() {
@@ -124,29 +138,32 @@ void StateFile::syncNewest() {
         const std::lock_guard lock(mutex_);
         std::swap(newest_, file);
     }
+    // The second name comes before the sync, which takes long enough for `path_` to be replaced.
+    const QString temporary = syncedPath_ + QLatin1StringView(AtomicFile::temporarySuffix);
+    PosixFile::unlink(temporary);
+    const bool isLinked =
+        ::link(QFile::encodeName(path_).constData(), QFile::encodeName(temporary).constData()) == 0;
+    // A newer generation has its own sync to come.
+    if (isLinked && !isSameFile(file.number(), temporary)) {
+        PosixFile::unlink(temporary);
+        return;
+    }
     try {
         if (!PosixFile::sync(file.number(), true))
             throw PosixError::last();
-        linkSynced(file.number());
+        keepSynced(isLinked ? std::optional(temporary) : std::nullopt);
     } catch (const PosixError& error) {
         Log::warn([&] { return u"state save failed: "_s + error.description(); });
     }
+    // Also after a rename, which leaves both of two names of one file.
+    PosixFile::unlink(temporary);
 }
 
-void StateFile::linkSynced(int descriptor) const {
-    const QString temporary = syncedPath_ + QLatin1StringView(AtomicFile::temporarySuffix);
-    PosixFile::unlink(temporary);
-    if (::link(QFile::encodeName(path_).constData(), QFile::encodeName(temporary).constData()) == 0) {
-        // Replaced since by a generation that has a sync of its own to come.
-        if (!isSameFile(descriptor, temporary)) {
-            PosixFile::unlink(temporary);
-            return;
-        }
-        if (std::rename(QFile::encodeName(temporary).constData(),
+void StateFile::keepSynced(const std::optional<QString>& secondName) const {
+    if (secondName) {
+        if (std::rename(QFile::encodeName(*secondName).constData(),
                         QFile::encodeName(syncedPath_).constData()) != 0)
             throw PosixError::last();
-        // Two names of one file already: then rename has left both in place.
-        PosixFile::unlink(temporary);
         PosixFile::syncFolderOf(path_);
     } else if (const std::optional<QByteArray> content = AtomicFile::read(path_, maxBytes)) {
         // No second names on this file system.

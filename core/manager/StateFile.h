@@ -42,13 +42,15 @@ private:
 
     [[nodiscard]] std::optional<QJsonObject> readObject(const QString& path);
     void keepUnreadable();
+    void keep(const Unreadable& file);
     void syncSoon(PosixFile::Descriptor file);
     void syncNewest();
-    void linkSynced(int descriptor) const;
+    /// Makes the generation under `secondName`, or a copy where there are no second names, the synced one.
+    void keepSynced(const std::optional<QString>& secondName) const;
 
     const QString path_;
     const QString syncedPath_;
-    std::optional<Unreadable> unreadable_;
+    QList<Unreadable> unreadable_;
     /// The newest generation, until the queue takes it. Only that one is worth the disk's time.
     std::mutex mutex_;
     PosixFile::Descriptor newest_;

@@ -151,6 +151,31 @@ TEST_F(StateFileTest, FallsBackToTheGenerationThatASyncHasSecured) {
     }
 }
 
+TEST_F(StateFileTest, MakesSenseOfAFileWrittenByHand) {
+    const QByteArray text = state("", "");
+    const QByteArray record = text.mid(10, text.indexOf("}],") - 9);
+    QByteArray twice = text;
+    twice.replace(record, record + ',' + record).replace("\"failed\"", "\"queued\"");
+    twice.replace("\"directory\":\"file:///tmp\"", "\"directory\":\"http://x/\",\"destination\":\"file:f\"");
+    load(twice);
+    ASSERT_EQ(manager().items().size(), 2);
+    EXPECT_NE(item(0)->id(), item(1)->id());
+    EXPECT_EQ(runners.transfers.size(), 2U);
+    EXPECT_EQ(item(0)->directory(), manager().defaultDirectory());
+    EXPECT_EQ(item(0)->destination(), std::nullopt);
+}
+
+TEST_F(StateFileTest, SecuresTheLastSyncedGenerationWhileSavesGoOn) {
+    SystemFaults faults;
+    faults.slowSyncs(std::chrono::milliseconds(50));
+    const QString synced = u"Fetra/state.json.synced"_s;
+    for (int number = 0; number < 1000 && !folder.contains(synced); ++number) {
+        add(u"a"_s, false);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(folder.contains(synced));
+}
+
 TEST_F(StateFileTest, SecuresNothingThatCouldNotBeSynced) {
     add(u"a"_s, false);
     start();
