@@ -182,7 +182,7 @@ ArgumentValues::Read<QUrl> ArgumentValues::link(const QString& text) {
     }
     if (!trimmed.endsWith(".torrent"_L1, Qt::CaseInsensitive))
         return address(text, u"The address"_s);
-    if (const QUrl url(trimmed); url.isLocalFile())
+    if (const QUrl url(trimmed); url.isValid() && url.isLocalFile())
         return url;
     if (trimmed.contains("://"_L1))
         return address(text, u"The address"_s);

@@ -73,7 +73,8 @@ std::unique_ptr<ProgressView> makeView(OutputStyle style, bool several, const Cl
 std::optional<QString> whyNotUsable(const GetPlan& plan, std::optional<StateLock>& lock) {
     const QString& path = *plan.statePath;
     const QString shown = ArgumentValues::quoted(path);
-    if (plan.urls.isEmpty() && !QFileInfo::exists(path))
+    const QString synced = path + QLatin1StringView(StateFile::syncedSuffix);
+    if (plan.urls.isEmpty() && !QFileInfo::exists(path) && !QFileInfo::exists(synced))
         return u"There is no list %1 to go on with; name an address too."_s.arg(shown);
     try {
         lock = StateLock::tryAcquire(path);

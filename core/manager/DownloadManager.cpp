@@ -28,6 +28,15 @@ QUrl asStored(const QUrl& url) {
     return stored.isValid() ? stored : url;
 }
 
+QList<QUrl> validOnes(QList<QUrl> urls) {
+    urls.removeIf([](const QUrl& url) { return !url.isValid() || url.isRelative(); });
+    return urls;
+}
+
+bool isFolder(const std::optional<QUrl>& url) {
+    return url && url->isValid() && QDir::isAbsolutePath(url->toLocalFile());
+}
+
 QUrl folderForNewDownloads() {
     return QUrl::fromLocalFile(StandardFolders::downloads().value_or(StandardFolders::home()));
 }
@@ -52,7 +61,11 @@ void deleteTree(const QString& path) {
 DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
     : factory_(runners)
     , storeURL_(setup.storeURL)
-    , inboxes_(setup.inboxes) {
+    , inboxes_(setup.inboxes)
+    , events_([this](const Mailbox::Work& runAll) {
+        const OneSave save(*this);
+        runAll();
+    }) {
     Q_ASSERT(MainThread::isCurrent());
     settings_.defaultDirectory = setup.defaultDirectory.value_or(folderForNewDownloads());
     if (storeURL_)
@@ -151,8 +164,8 @@ DownloadManager::Item DownloadManager::append(const NewDownload& download, Downl
     const auto item = std::make_shared<DownloadItem>(DownloadRecord{
         .id = QUuid::createUuid(),
         .url = asStored(download.url),
-        .mirrors = download.mirrors,
-        .directory = download.directory.value_or(settings_.defaultDirectory),
+        .mirrors = validOnes(download.mirrors),
+        .directory = isFolder(download.directory) ? *download.directory : settings_.defaultDirectory,
         .connections = download.connections.value_or(settings_.connectionsPerDownload),
         .filename = nameFor(download.url, download.filenameHint),
         .status = status,

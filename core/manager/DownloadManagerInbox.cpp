@@ -6,6 +6,8 @@
 #include "browser/InboxFolders.h"
 #include "system/AtomicFile.h"
 #include "system/MainThread.h"
+#include "system/MakeFolder.h"
+#include "system/PosixError.h"
 #include "system/StandardFolders.h"
 
 #include <QDirIterator>
@@ -66,9 +68,12 @@ void DownloadManager::startInbox() {
 void DownloadManager::watchInboxes() {
     for (const QUrl& inbox : inboxes_) {
         const QString folder = inbox.toLocalFile();
-        if (!QFileInfo(folder).isDir())
-            QDir().mkpath(folder);
-        if (!inboxSources_.directories().contains(folder) && QFileInfo(folder).isDir())
+        try {
+            MakeFolder::withParents(folder);
+        } catch (const PosixError&) {
+            continue; // Not watched; read all the same.
+        }
+        if (!inboxSources_.directories().contains(folder))
             inboxSources_.addPath(folder);
     }
 }
@@ -93,7 +98,7 @@ void DownloadManager::ingest(const CaptureJob& job) {
     // A relative path would be relative to wherever this process was started.
     const QString folder = withHomeExpanded(job.directory);
     if (QDir::isAbsolutePath(folder))
-        download.directory = QUrl::fromLocalFile(folder);
+        download.directory = QUrl::fromLocalFile(QDir::cleanPath(folder));
     add(download);
 }
 

@@ -8,9 +8,10 @@
 
 namespace fetra {
 
-Mailbox::Mailbox()
+Mailbox::Mailbox(std::function<void(const Work&)> around)
     : wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-    , notifier_(QSocketNotifier::Read) {
+    , notifier_(QSocketNotifier::Read)
+    , around_(std::move(around)) {
     if (!wake_.isOpen())
         throw PosixError::last();
     notifier_.setSocket(wake_.number());
@@ -18,7 +19,7 @@ Mailbox::Mailbox()
     QObject::connect(&notifier_, &QSocketNotifier::activated, &notifier_, [this] { deliver(); });
 }
 
-void Mailbox::post(std::function<void()> work) {
+void Mailbox::post(Work work) {
     const std::lock_guard lock(mutex_);
     work_.push_back(std::move(work));
     // The first one wakes the thread for all that follow until it looks.
@@ -27,15 +28,17 @@ void Mailbox::post(std::function<void()> work) {
 }
 
 void Mailbox::deliver() {
-    std::deque<std::function<void()>> work;
+    std::deque<Work> work;
     {
         const std::lock_guard lock(mutex_);
         eventfd_t count = 0;
         ::eventfd_read(wake_.number(), &count);
         work.swap(work_);
     }
-    for (const std::function<void()>& each : work)
-        each();
+    around_([&] {
+        for (const Work& each : work)
+            each();
+    });
 }
 
 } // namespace fetra

@@ -14,21 +14,25 @@ namespace fetra {
 /// in the order they came. What is left when the mailbox goes is dropped; none of them may end it.
 class Mailbox {
 public:
-    /// Throws `PosixError` when the process has no descriptor left.
-    Mailbox();
+    using Work = std::function<void()>;
+
+    /// `around` is called for each delivery and calls what it is given, which runs all that has come. Throws
+    /// `PosixError` when the process has no descriptor left.
+    explicit Mailbox(std::function<void(const Work& runAll)> around);
     Mailbox(const Mailbox&) = delete;
     Mailbox& operator=(const Mailbox&) = delete;
 
     /// From any thread, as long as the mailbox lives.
-    void post(std::function<void()> work);
+    void post(Work work);
     /// Runs now what has come so far; on the mailbox's thread.
     void deliver();
 
 private:
     PosixFile::Descriptor wake_;
     QSocketNotifier notifier_;
+    const std::function<void(const Work&)> around_;
     std::mutex mutex_;
-    std::deque<std::function<void()>> work_;
+    std::deque<Work> work_;
 };
 
 } // namespace fetra

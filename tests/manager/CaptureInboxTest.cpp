@@ -37,6 +37,7 @@ TEST_F(CaptureInboxTest, MakesItemsOfJobs) {
          {}},
         {R"({"url":"http://h.example/a","directory":"~/there"})", u"a"_s, QDir::homePath() + u"/there"_s, {}},
         {R"({"url":"http://h.example/a","directory":"there"})", u"a"_s, folder.path(), {}},
+        {R"({"url":"http://h.example/a","directory":"//[/x"})", u"a"_s, u"/[/x"_s, {}},
         {R"({"url":"http://h.example/a","cookie":"c=1","referrer":"http://r","userAgent":"U","filename":7})",
          u"a"_s,
          folder.path(),
@@ -82,6 +83,7 @@ TEST_F(CaptureInboxTest, DeletesWhatIsNoJobAndLeavesOtherFilesAlone) {
             << each.left(40).toStdString();
     }
     EXPECT_TRUE(manager().items().isEmpty());
+    EXPECT_FALSE(QFileInfo(folder.path(u"none"_s)).permissions() & QFile::ReadOther) << "jobs hold cookies";
 }
 
 TEST_F(CaptureInboxTest, TakesALinkOnceWhileItIsUnfinished) {
