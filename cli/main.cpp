@@ -8,6 +8,7 @@
 #include "cli/ProbeCommand.h"
 #include "cli/StandardStreams.h"
 #include "http/CurlClient.h"
+#include "system/OpenDescriptors.h"
 #include "transfer/ErrorSentence.h"
 
 #include <QCoreApplication>
@@ -34,6 +35,7 @@ ExitStatus complain(const UsageError& error) {
 template <typename Command>
 ExitStatus withServices(LogLevel logLevel, Command&& command) {
     Log::setLevel(logLevel);
+    OpenDescriptors::raiseLimit();
     CurlClient http;
     SystemClock clock;
     SystemRandom random;

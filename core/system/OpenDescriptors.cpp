@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <sys/resource.h>
 
 namespace fetra::OpenDescriptors {
 
@@ -28,6 +29,14 @@ void closeOnExecSince(const std::set<int>& before) {
         if (flags >= 0)
             ::fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
     }
+}
+
+void raiseLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return;
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 } // namespace fetra::OpenDescriptors
