@@ -29,6 +29,9 @@ class Site(http.server.ThreadingHTTPServer):
 
     report = None
 
+    def handle_error(self, request, client_address):
+        """A client that has read enough closes; whatever else goes wrong shows in what arrives."""
+
     def address(self, path):
         return f"http://127.0.0.1:{self.server_address[1]}{path}"
 
