@@ -149,6 +149,11 @@ std::optional<ChildProcess::Moment> ChildProcess::killMoment() const {
 bool ChildProcess::await(int descriptor, std::optional<Moment> until) {
     for (;;) {
         const std::optional<Moment> killAt = killMoment();
+        // Whether there is something to read does not matter then: it may go on for ever.
+        if (killAt && steady_clock::now() >= *killAt) {
+            kill();
+            return false;
+        }
         const std::optional<Moment> deadline = killAt ? killAt : until;
         int timeout = -1;
         if (deadline) {
@@ -162,9 +167,7 @@ bool ChildProcess::await(int descriptor, std::optional<Moment> until) {
             throw PosixError::last();
         if (ready > 0 && events[0].revents != 0)
             return true;
-        if (ready == 0 && killAt)
-            kill();
-        if (ready == 0)
+        if (ready == 0 && !killAt)
             return false;
     }
 }
