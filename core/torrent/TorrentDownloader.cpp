@@ -88,8 +88,11 @@ public:
             name_ = *line.name;
         total_ = line.total.value_or(total_);
         completed_ = line.completed.value_or(completed_);
-        if (total_ > 0 && !std::exchange(started_, true) && request_.onStart)
-            request_.onStart(name_);
+        if (const QString name = safeName(name_); total_ > 0 && !started_ && !name.isEmpty()) {
+            started_ = true;
+            if (request_.onStart)
+                request_.onStart(name);
+        }
         if (request_.progress)
             request_.progress(progressOf(line));
         return line.kind != TorrentStatusLine::Kind::done;

@@ -23,7 +23,8 @@ struct TorrentRequest {
     QUrl url{};
     /// A file URL: the folder that the content goes to. Made when it is missing.
     QUrl directory{};
-    /// Called once, on the thread of `download`, with the name to show, when the size is known.
+    /// Called once, on the thread of `download`, when the size is known, with the file name of the content;
+    /// never when there is none that stays in its folder.
     std::function<void(const QString& name)> onStart{};
     /// Called on the thread of `download` for every report of the helper program.
     std::function<void(const DownloadProgress&)> progress{};

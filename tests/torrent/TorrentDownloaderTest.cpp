@@ -72,9 +72,15 @@ TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
         {"names that lead elsewhere",
          R"(echo '{"name":"../../out of/here","total":1,"completed":1}')",
          u"complete"_s,
-         {u"../../out of/here"_s},
+         {u"here"_s},
          u"1/1"_s,
          u"here"_s},
+        {"a name that is no file's, and then one that is",
+         R"(echo '{"name":"..","total":1}'; echo '{"name":"good","completed":1}')",
+         u"complete"_s,
+         {u"good"_s},
+         u"0/1 1/1"_s,
+         u"good"_s},
         {"lines that mean nothing",
          R"(echo; echo 'noise'; echo '[]'; echo '{"total":"4"}'; echo '{"total":4,"completed":4}')",
          u"complete"_s,
@@ -244,7 +250,7 @@ TEST(TorrentDownloader, CancelledEndsSoonAtWhateverMoment) {
         const auto begun = std::chrono::steady_clock::now();
         run.cancel();
         EXPECT_EQ(run.ending(), paused);
-        EXPECT_LT(std::chrono::steady_clock::now() - begun, 1s);
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, 4s);
         EXPECT_FALSE(run.result());
         EXPECT_TRUE(helper.folder.names(u"tmp"_s).isEmpty());
     }
