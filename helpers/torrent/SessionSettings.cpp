@@ -41,8 +41,11 @@ void setReach(Pack& pack, const Reach& reach) {
         pack.set_str(Pack::outgoing_interfaces, "127.0.0.1");
         pack.set_bool(Pack::allow_multiple_connections_per_ip, true);
     }
-    if (!reach.listen.isEmpty())
+    if (!reach.listen.isEmpty()) {
         pack.set_str(Pack::listen_interfaces, reach.listen.toStdString());
+        // Nobody would look for it at the next port.
+        pack.set_int(Pack::max_retry_port_bind, 0);
+    }
 }
 
 Pack settings(const Arguments& arguments, const Reach& reach) {

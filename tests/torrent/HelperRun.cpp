@@ -124,17 +124,23 @@ void confineHelpers(const QString& dataFolder) {
 }
 
 quint16 freePort() {
-    const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    const bool known = ::bind(probe, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
-                       ::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length) == 0;
-    ::close(probe);
-    if (!known)
-        throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
+    // Below those that the system gives to connections, and where no other test of this moment begins.
+    constexpr int lowest = 10'000;
+    constexpr int count = 22'000;
+    static int next = ::getpid() * 64;
+    for (int tried = 0; tried < count; ++tried) {
+        const auto port = static_cast<quint16>(lowest + next++ % count);
+        const int probe = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const bool isFree = ::bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+        ::close(probe);
+        if (isFree)
+            return port;
+    }
+    throw std::runtime_error("no free port");
 }
 
 } // namespace fetra::test
