@@ -98,23 +98,4 @@ std::optional<QString> objection(const lt::torrent_info& info, const std::string
     return std::nullopt;
 }
 
-std::optional<QString> existingFile(const lt::torrent_info& info, const std::string& folder) {
-    for (const std::string& path : filePaths(info, folder)) {
-        std::error_code error;
-        const std::uintmax_t size = fs::file_size(path, error);
-        if (!error && size > 0)
-            return QString::fromStdString(path);
-    }
-    return std::nullopt;
-}
-
-std::vector<std::string> filePaths(const lt::torrent_info& info, const std::string& folder) {
-    const lt::file_storage& files = info.files();
-    std::vector<std::string> paths;
-    for (const lt::file_index_t file : files.file_range())
-        if (!files.pad_file_at(file) && files.file_size(file) > 0)
-            paths.push_back(files.file_path(file, folder));
-    return paths;
-}
-
 } // namespace fetra::torrent::ContentRules

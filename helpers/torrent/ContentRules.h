@@ -6,7 +6,6 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 /// What a torrent may do to the folder that it is downloaded into.
 namespace fetra::torrent::ContentRules {
@@ -14,11 +13,5 @@ namespace fetra::torrent::ContentRules {
 /// Why this content must not be written below `folder`, as a sentence: it names places outside, it holds
 /// links, or a link is in its way. Nothing when it may.
 [[nodiscard]] std::optional<QString> objection(const lt::torrent_info& info, const std::string& folder);
-
-/// The first of the content's files that exists and is not empty.
-[[nodiscard]] std::optional<QString> existingFile(const lt::torrent_info& info, const std::string& folder);
-
-/// The paths of all files that bear bytes of the content.
-[[nodiscard]] std::vector<std::string> filePaths(const lt::torrent_info& info, const std::string& folder);
 
 } // namespace fetra::torrent::ContentRules

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "helpers/torrent/ContentFiles.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -14,17 +16,24 @@ namespace fetra::torrent {
 /// likes: nobody waits for its end.
 class ContentSync {
 public:
-    /// Begins. Files that do not exist are left out.
-    explicit ContentSync(std::vector<std::string> paths);
+    struct Outcome {
+        /// The errno value of the first failure, which a missing file is too, or 0.
+        int error = 0;
+        /// Those of the files once they were safe. None after a failure.
+        ContentFiles::Marks marks = {};
+    };
 
-    /// Waits for at most `patience`. The outcome, as an errno value or 0; nothing while it is under way.
-    [[nodiscard]] std::optional<int> outcome(std::chrono::milliseconds patience = {}) const;
+    /// Begins. `folder` is the one that all the files lie below.
+    ContentSync(std::vector<ContentFile> files, std::string folder);
+
+    /// Waits for at most `patience`. Nothing while it is under way.
+    [[nodiscard]] std::optional<Outcome> outcome(std::chrono::milliseconds patience = {}) const;
 
 private:
     struct State {
         std::mutex lock;
         std::condition_variable changed;
-        std::optional<int> outcome;
+        std::optional<Outcome> outcome;
     };
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };

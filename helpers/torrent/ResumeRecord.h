@@ -1,5 +1,6 @@
 #pragma once
 
+#include "helpers/torrent/ContentFiles.h"
 #include "system/PosixFile.h"
 
 #include <QString>
@@ -27,15 +28,20 @@ public:
     ResumeRecord(const lt::info_hash_t& torrent, const std::string& folder);
 
     /// True once no other program transfers this torrent into this folder. Until then it may be asked again.
+    /// Throws `Failure` when that cannot be found out.
     [[nodiscard]] bool claim();
 
-    /// Adds what the record says to `params`. False when there is no record.
-    [[nodiscard]] bool load(lt::add_torrent_params& params) const;
-    /// Replaces the record. One that cannot be written is no failure of the transfer.
-    void save(const lt::add_torrent_params& params, Trust trust) const;
+    /// Adds what the record says to `params`; nothing of the content when a file was changed since. Returns
+    /// the marks of the files that the record was saved with; none when there is no record.
+    [[nodiscard]] ContentFiles::Marks load(lt::add_torrent_params& params) const;
+    /// Replaces the record. `marks` are those of the files that were claimed, and for `Trust::content` as
+    /// they were when they had been brought to the disk. A record that cannot be written is no failure of the
+    /// transfer.
+    void save(const lt::add_torrent_params& params, const ContentFiles::Marks& marks, Trust trust) const;
     void remove() const;
 
 private:
+    const std::string folder_;
     QString path_;
     PosixFile::Descriptor claim_;
 };

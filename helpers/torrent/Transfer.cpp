@@ -42,7 +42,8 @@ Failure diskFailure(const lt::error_code& error, const char* file) {
 
 Transfer::Transfer(const Arguments& arguments, StopRequest& stop)
     : arguments_(arguments)
-    , folder_(std::filesystem::absolute(arguments.folder.toStdString()).string())
+    // Without a slash at its end.
+    , folder_((std::filesystem::absolute(arguments.folder.toStdString()) / "").parent_path().string())
     , stop_(stop) {}
 
 void Transfer::run() {
@@ -58,7 +59,7 @@ void Transfer::run() {
         report({});
         std::this_thread::sleep_for(turnLength);
     }
-    hadRecord_ = record_->load(params);
+    marks_ = record_->load(params);
     session_ = makeSession(arguments_, Reach::fromEnvironment());
     if (params.ti)
         examine(std::move(params));
@@ -103,6 +104,7 @@ void Transfer::examine(lt::add_torrent_params params) {
         throw Failure{*objection};
     phase_ = Phase::examining;
     info_ = params.ti;
+    files_ = ContentFiles::of(*info_, folder_);
     // Nothing is to be written before the content has been looked at.
     params.flags = lt::torrent_flags::stop_when_ready;
     add(std::move(params));
@@ -132,7 +134,7 @@ void Transfer::take(lt::alert* alert) {
     else if (lt::alert_cast<lt::metadata_received_alert>(alert) && phase_ == Phase::describing)
         torrent_.save_resume_data(lt::torrent_handle::save_info_dict);
     else if (lt::alert_cast<lt::cache_flushed_alert>(alert) && phase_ == Phase::syncing)
-        sync_.emplace(ContentRules::filePaths(*info_, folder_));
+        sync_.emplace(files_, folder_);
 }
 
 void Transfer::keep(const lt::add_torrent_params& params) {
@@ -142,7 +144,7 @@ void Transfer::keep(const lt::add_torrent_params& params) {
         examine(params);
         return;
     }
-    record_->save(params, ResumeRecord::Trust::check);
+    record_->save(params, marks_, ResumeRecord::Trust::check);
     if (phase_ == Phase::claiming) {
         phase_ = Phase::downloading;
         torrent_.resume();
@@ -155,7 +157,7 @@ void Transfer::advance(const lt::torrent_status& status) {
                             status.state != State::checking_files &&
                             status.state != State::checking_resume_data;
     if (phase_ == Phase::examining && isExamined)
-        admitContent(status);
+        admitContent();
     if (phase_ == Phase::downloading && status.is_seeding) {
         phase_ = Phase::syncing;
         torrent_.flush_cache();
@@ -170,23 +172,24 @@ void Transfer::advance(const lt::torrent_status& status) {
     }
 }
 
-void Transfer::admitContent(const lt::torrent_status& status) {
-    // What is there and has nothing in common with the content is somebody else's.
-    if (!hadRecord_ && status.total_done == 0)
-        if (const auto path = ContentRules::existingFile(*info_, folder_))
-            throw Failure{u"\"%1\" exists and is not part of this torrent."_s.arg(*path)};
+void Transfer::admitContent() {
+    std::vector<std::int64_t> verified;
+    torrent_.file_progress(verified, lt::torrent_handle::piece_granularity);
+    marks_ = ContentFiles::claim(files_, verified, marks_);
     phase_ = Phase::claiming;
     lastSave_ = steady_clock::now();
     torrent_.save_resume_data(lt::torrent_handle::save_info_dict);
 }
 
 void Transfer::finishSync(const lt::torrent_status& status) {
-    const std::optional<int> outcome = sync_->outcome();
+    const std::optional<ContentSync::Outcome> outcome = sync_->outcome();
     if (!outcome)
         return;
-    if (*outcome != 0)
-        throw Failure{
-            u"The content cannot be brought to the disk: %1."_s.arg(PosixError(*outcome).description())};
+    if (outcome->error != 0)
+        throw Failure{u"The content cannot be brought to the disk: %1."_s.arg(
+            PosixError(outcome->error).description())};
+    ContentFiles::requireWhole(files_, marks_, outcome->marks);
+    marks_ = outcome->marks;
     // Who may not upload has nothing to seed.
     const bool seeds = arguments_.seed && arguments_.uploadLimitKB > 0;
     phase_ = seeds ? Phase::seeding : Phase::done;
@@ -211,11 +214,17 @@ void Transfer::report(const lt::torrent_status& status) {
         stop_.raise();
 }
 
-bool Transfer::isContentSafe() const {
+bool Transfer::isContentSafe() {
     if (phase_ == Phase::seeding)
         return true;
-    const ContentSync sync(ContentRules::filePaths(*info_, folder_));
-    return sync.outcome(2s) == 0;
+    // Not judged yet, or found wanting. A sync that has failed once may succeed the second time for nothing.
+    if (phase_ == Phase::syncing)
+        return false;
+    const auto outcome = ContentSync(files_, folder_).outcome(2s);
+    if (!outcome || outcome->error != 0 || !ContentFiles::areThose(marks_, outcome->marks))
+        return false;
+    marks_ = outcome->marks;
+    return true;
 }
 
 std::optional<lt::add_torrent_params> Transfer::lastState(std::chrono::milliseconds patience) {
@@ -248,9 +257,10 @@ void Transfer::leave(int exitStatus) {
     const bool holdsContent =
         phase_ == Phase::downloading || phase_ == Phase::syncing || phase_ == Phase::seeding;
     if (holdsContent)
-        if (const auto state = lastState(1'500ms))
-            record_->save(*state,
-                          isContentSafe() ? ResumeRecord::Trust::content : ResumeRecord::Trust::check);
+        if (const auto state = lastState(1'500ms)) {
+            const bool isSafe = isContentSafe();
+            record_->save(*state, marks_, isSafe ? ResumeRecord::Trust::content : ResumeRecord::Trust::check);
+        }
     session_.reset();
 }
 

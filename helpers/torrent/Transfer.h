@@ -35,7 +35,7 @@ private:
         describing,
         /// What is in the folder is compared with the torrent.
         examining,
-        /// The record is written that makes the files in the folder ours.
+        /// The files in the folder are ours from now on; the record that says so is written.
         claiming,
         downloading,
         /// Everything is verified and on its way to the disk.
@@ -52,13 +52,14 @@ private:
     void advance(const lt::torrent_status& status);
     void take(lt::alert* alert);
     void keep(const lt::add_torrent_params& params);
-    void admitContent(const lt::torrent_status& status);
+    void admitContent();
     void finishSync(const lt::torrent_status& status);
     [[nodiscard]] bool hasGivenEnough(const lt::torrent_status& status);
     void report(const lt::torrent_status& status);
     /// Waits for the last resume data, for at most `patience`.
     [[nodiscard]] std::optional<lt::add_torrent_params> lastState(std::chrono::milliseconds patience);
-    [[nodiscard]] bool isContentSafe() const;
+    /// Brings the content to the disk, unless that takes too long.
+    [[nodiscard]] bool isContentSafe();
 
     const Arguments arguments_;
     const std::string folder_;
@@ -67,9 +68,11 @@ private:
     std::optional<ResumeRecord> record_;
     lt::torrent_handle torrent_;
     std::shared_ptr<const lt::torrent_info> info_;
+    std::vector<ContentFile> files_;
+    /// The marks of the files: as an earlier start left them, then as claimed, then as brought to the disk.
+    ContentFiles::Marks marks_;
     std::optional<ContentSync> sync_;
     Phase phase_ = Phase::describing;
-    bool hadRecord_ = false;
     std::optional<Moment> ratioReached_;
     Moment lastReport_{};
     Moment lastSave_{};
