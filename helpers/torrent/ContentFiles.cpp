@@ -26,9 +26,9 @@ Failure foreign(const ContentFile& file) {
     return {u"\"%1\" exists and is not part of this torrent."_s.arg(nameOf(file))};
 }
 
-void requireOurs(const ContentFile& file, const FileMark& found, bool isRecorded, bool isVerified) {
+void requireOurs(const ContentFile& file, const FileMark& found, bool isRecorded, bool isContent) {
     const bool isEmptyAsItShould = file.size == 0 && found.size == 0;
-    if (!isRecorded && !isVerified && !isEmptyAsItShould)
+    if (!isRecorded && !isContent && !isEmptyAsItShould)
         throw foreign(file);
     if (found.size > file.size)
         throw Failure{u"\"%1\" is longer than in this torrent."_s.arg(nameOf(file))};
@@ -60,14 +60,17 @@ std::vector<ContentFile> of(const lt::torrent_info& info, const std::string& fol
 
 Marks claim(const std::vector<ContentFile>& files, const std::vector<std::int64_t>& verified,
             const Marks& recorded) {
+    const bool isAnyVerified = std::ranges::any_of(verified, [](std::int64_t bytes) { return bytes > 0; });
     Marks marks(files.size());
     std::vector<size_t> missing;
     for (size_t i = 0; i < files.size(); ++i) {
         const auto found = FileMark::at(files[i].path);
         const bool isRecorded = found && i < recorded.size() && found->isOfSameFile(recorded[i]);
+        const auto index = static_cast<size_t>(static_cast<int>(files[i].index));
+        // An empty one beside the content is left from a claim whose record is lost.
+        const bool isContent = found && (verified.at(index) > 0 || (found->size == 0 && isAnyVerified));
         if (found)
-            requireOurs(files[i], *found, isRecorded,
-                        verified.at(static_cast<size_t>(static_cast<int>(files[i].index))) > 0);
+            requireOurs(files[i], *found, isRecorded, isContent);
         else
             missing.push_back(i);
         marks[i] = found.value_or(FileMark{});

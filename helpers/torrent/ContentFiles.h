@@ -28,8 +28,8 @@ using Marks = std::vector<FileMark>;
 
 /// Makes the files ours: creates those that are missing, so that no other program takes their names. Throws
 /// `Failure`, and leaves everything as it was, when one is somebody else's: neither is it among `recorded`,
-/// which are the marks of an earlier claim or nothing, nor does it hold any of the content. `verified` has
-/// the verified bytes of every file of the torrent.
+/// which are the marks of an earlier claim or nothing, nor does it hold any of the content, nor is it empty
+/// beside others that do. `verified` has the verified bytes of every file of the torrent.
 [[nodiscard]] Marks claim(const std::vector<ContentFile>& files, const std::vector<std::int64_t>& verified,
                           const Marks& recorded);
 

@@ -149,6 +149,15 @@ TEST_F(TorrentHelper, AdoptsWhatIsThereAndIsDoneWhenThatIsAll) {
     EXPECT_EQ(run.ending(), u"done"_s);
     EXPECT_EQ(run.last(u"completed"_s), unavailable.content.size());
     EXPECT_EQ(folder.read(u"out/f"_s), unavailable.content);
+
+    folder.write(u"out/set/a"_s, unavailable.content);
+    folder.write(u"out/set/begun"_s, "");
+    HelperRun part(setup(toOut({.name = "set",
+                                .files = {{.path = {"a"}, .content = unavailable.content},
+                                          {.path = {"begun"}, .content = randomContent(70'000)}}})));
+    EXPECT_TRUE(part.runUntil([&] { return part.last(u"completed"_s) > 0; }));
+    EXPECT_TRUE(part.runUntil([&] { return folder.names(u"data/Fetra/torrents"_s).size() == 2; }))
+        << "the record and the claim";
 }
 
 TEST_F(TorrentHelper, StopsWithinFiveSecondsThoughATrackerHangs) {
