@@ -33,10 +33,6 @@ QList<QUrl> validOnes(QList<QUrl> urls) {
     return urls;
 }
 
-bool isFolder(const std::optional<QUrl>& url) {
-    return url && url->isValid() && QDir::isAbsolutePath(url->toLocalFile());
-}
-
 QUrl folderForNewDownloads() {
     return QUrl::fromLocalFile(StandardFolders::downloads().value_or(StandardFolders::home()));
 }
@@ -165,7 +161,8 @@ DownloadManager::Item DownloadManager::append(const NewDownload& download, Downl
         .id = QUuid::createUuid(),
         .url = asStored(download.url),
         .mirrors = validOnes(download.mirrors),
-        .directory = isFolder(download.directory) ? *download.directory : settings_.defaultDirectory,
+        .directory = isLocalPath(download.directory.value_or(QUrl())) ? *download.directory
+                                                                      : settings_.defaultDirectory,
         .connections = download.connections.value_or(settings_.connectionsPerDownload),
         .filename = nameFor(download.url, download.filenameHint),
         .status = status,

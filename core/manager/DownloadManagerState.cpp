@@ -2,9 +2,9 @@
 
 #include "manager/DownloadManager.h"
 
+#include "system/AbsoluteURL.h"
 #include "system/Log.h"
 
-#include <QDir>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -16,10 +16,6 @@ namespace fetra {
 using namespace Qt::StringLiterals;
 
 namespace {
-
-bool isLocalPath(const QUrl& url) {
-    return url.isValid() && QDir::isAbsolutePath(url.toLocalFile());
-}
 
 /// What is left of an interrupted run goes on by itself, or waits for the user.
 DownloadStatus statusAfterRestart(DownloadStatus stored, bool autoStart) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDir>
 #include <QString>
 #include <QUrl>
 
@@ -13,6 +14,11 @@ namespace fetra {
 /// The same without user name and password: the form for log lines and everything that is shown.
 [[nodiscard]] inline QString presentableString(const QUrl& url) {
     return url.toString(QUrl::FullyEncoded | QUrl::RemoveUserInfo);
+}
+
+/// Whether `url` names a place on this machine by its whole path.
+[[nodiscard]] inline bool isLocalPath(const QUrl& url) {
+    return url.isValid() && QDir::isAbsolutePath(url.toLocalFile());
 }
 
 } // namespace fetra
