@@ -1,0 +1,14 @@
+#pragma once
+
+namespace fetra {
+
+/// The place for status icons. Main thread only.
+class Tray {
+public:
+    virtual ~Tray() = default;
+
+    /// Whether an icon would be seen now. May change while the session goes on.
+    [[nodiscard]] virtual bool isAvailable() const = 0;
+};
+
+} // namespace fetra
