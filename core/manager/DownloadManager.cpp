@@ -1,17 +1,12 @@
 #include "manager/DownloadManager.h"
 
 #include "links/LinkParser.h"
+#include "manager/DownloadFiles.h"
 #include "system/AbsoluteURL.h"
+#include "system/Log.h"
 #include "system/MainThread.h"
 #include "system/StandardFolders.h"
-#include "transfer/FileSink.h"
 #include "transfer/HTTPProbe.h"
-#include "transfer/Reservation.h"
-#include "transfer/ResumeStore.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <utility>
@@ -37,19 +32,9 @@ QUrl folderForNewDownloads() {
     return QUrl::fromLocalFile(StandardFolders::downloads().value_or(StandardFolders::home()));
 }
 
-/// Whether `file` is a name in `folder`, so that deleting it with all that is in it deletes nothing else.
-bool isDirectlyIn(const QUrl& folder, const QUrl& file) {
-    const QString name = file.fileName();
-    return !name.isEmpty() && name != u"."_s && name != u".."_s &&
-           QDir(QFileInfo(file.toLocalFile()).path()) == QDir(folder.toLocalFile());
-}
-
-void deleteTree(const QString& path) {
-    const QFileInfo file(path);
-    if (file.isDir() && !file.isSymLink())
-        QDir(path).removeRecursively();
-    else
-        QFile::remove(path);
+void deleteFilesOf(const DownloadItem& item) {
+    if (const std::optional<QString> reason = DownloadFiles(item).remove())
+        Log::warn([&] { return u"files of %1 not deleted: %2"_s.arg(item.filename(), *reason); });
 }
 
 } // namespace
@@ -59,7 +44,7 @@ DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
     , storeURL_(setup.storeURL)
     , inboxes_(setup.inboxes)
     , events_([this](const Mailbox::Work& runAll) {
-        const OneSave save(*this);
+        const Batch batch(*this);
         runAll();
     }) {
     Q_ASSERT(MainThread::isCurrent());
@@ -68,7 +53,8 @@ DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
         stateFile_ = std::make_unique<StateFile>(storeURL_->toLocalFile());
     load();
     held_ = setup.held;
-    openSaves_ += held_ ? 1 : 0;
+    if (held_)
+        beginBatch();
     schedule();
     startInbox();
 }
@@ -76,9 +62,7 @@ DownloadManager::DownloadManager(const Setup& setup, RunnerFactory& runners)
 void DownloadManager::release() {
     Q_ASSERT(held_);
     held_ = false;
-    if (--openSaves_ == 0 && std::exchange(saveWanted_, false))
-        persist();
-    schedule();
+    endBatch();
 }
 
 DownloadManager::~DownloadManager() {
@@ -183,7 +167,7 @@ DownloadManager::Item DownloadManager::add(const NewDownload& download) {
 
 QList<DownloadManager::Item> DownloadManager::add(const QString& text, const std::optional<QUrl>& directory,
                                                   bool startImmediately) {
-    const OneSave save(*this);
+    const Batch batch(*this);
     QList<Item> added;
     for (const QUrl& url : LinkParser::extract(text))
         added.append(add({.url = url, .directory = directory, .startImmediately = startImmediately}));
@@ -203,7 +187,7 @@ void DownloadManager::pause(const Item& item) {
 }
 
 void DownloadManager::pauseAll() {
-    const OneSave save(*this);
+    const Batch batch(*this);
     for (const Item& item : QList(items_))
         pause(item);
 }
@@ -219,50 +203,37 @@ void DownloadManager::resume(const Item& item) {
 }
 
 void DownloadManager::resumeAll() {
-    const OneSave save(*this);
+    const Batch batch(*this);
     for (const Item& item : QList(items_))
         resume(item);
 }
 
 void DownloadManager::remove(const Item& item, bool deleteFiles) {
+    remove(QList{item}, deleteFiles);
+}
+
+void DownloadManager::remove(const QList<Item>& items, bool deleteFiles) {
     Q_ASSERT(MainThread::isCurrent());
-    const bool isRunning = runners_.contains(item->id()) || torrentRunners_.contains(item->id());
-    if (item->isActive())
-        cancelRunner(*item);
+    QSet<QUuid> ids;
+    for (const Item& item : items) {
+        ids.insert(item->id());
+        if (item->isActive())
+            cancelRunner(*item);
+    }
     QList<Item> rest = items_;
-    rest.removeIf([&](const Item& each) { return each->id() == item->id(); });
+    rest.removeIf([&](const Item& each) { return ids.contains(each->id()); });
     setItems(rest);
-    if (deleteFiles && isRunning) {
-        // The transfer still writes, and saves its resume data once more. Until it has let go, the name of
-        // the partial file stays taken, so that no other transfer finds that record beside a file of its own.
-        if (!item->isTorrent())
+    for (const Item& item : deleteFiles ? items : QList<Item>()) {
+        if (!runners_.contains(item->id()) && !torrentRunners_.contains(item->id()))
+            deleteFilesOf(*item);
+        else if (!item->isTorrent())
+            // The transfer still writes, and saves its resume data once more. Until it has let go, the name
+            // of the partial file stays taken, so that no other transfer finds that record beside a file of
+            // its own.
             deletions_.emplace(item->id(), item->destination());
-    } else if (deleteFiles) {
-        DownloadManager::deleteFiles(*item);
     }
     persist();
     schedule();
-}
-
-void DownloadManager::deletePartialFile(const QUrl& destination) {
-    const Reservation place(destination);
-    // A partial file that another transfer has taken since, and its record, are that one's.
-    if (FileSink::discard(place.partPath))
-        ResumeStore::remove(place.sidecarPath);
-}
-
-void DownloadManager::deleteFiles(const DownloadItem& item) {
-    if (!item.destination())
-        return;
-    const QUrl& destination = *item.destination();
-    if (!item.isTorrent())
-        deletePartialFile(destination);
-    if (item.status() != DownloadStatus::completed)
-        return;
-    if (!item.isTorrent())
-        QFile::remove(destination.toLocalFile());
-    else if (isDirectlyIn(item.directory(), destination))
-        deleteTree(destination.toLocalFile());
 }
 
 void DownloadManager::clearCompleted() {

@@ -110,6 +110,22 @@ public:
     ItemHandler onCompleted;
     ItemHandler onFailed;
 
+    /// While one lives, operations on the list neither start transfers nor save; both happen once, at the end
+    /// of the outermost. For operations on many items.
+    class Batch {
+    public:
+        explicit Batch(DownloadManager& manager)
+            : manager_(manager) {
+            manager_.beginBatch();
+        }
+        ~Batch() { manager_.endBatch(); }
+        Batch(const Batch&) = delete;
+        Batch& operator=(const Batch&) = delete;
+
+    private:
+        DownloadManager& manager_;
+    };
+
     /// Appends one item. The same address may be added any number of times.
     Item add(const NewDownload& download);
     /// Appends an item for each link in `text`, in the order found.
@@ -125,8 +141,11 @@ public:
     /// Takes the item off the list at once. With `deleteFiles` its partial file and resume data go, as soon
     /// as no transfer uses them, and the file itself when it is complete.
     void remove(const Item& item, bool deleteFiles);
+    void remove(const QList<Item>& items, bool deleteFiles);
     /// Takes all completed items off the list; their files stay.
     void clearCompleted();
+    /// Takes in what lies in the inboxes now.
+    void ingestInbox();
     /// Moves the items at the given indices, in their order, before the one at `toOffset`.
     void move(const QSet<qsizetype>& fromOffsets, qsizetype toOffset);
 
@@ -161,22 +180,8 @@ private:
         QString message;
     };
 
-    /// However often an operation on many items asks for a save, it writes once, at its end.
-    class OneSave {
-    public:
-        explicit OneSave(DownloadManager& manager);
-        ~OneSave();
-        OneSave(const OneSave&) = delete;
-        OneSave& operator=(const OneSave&) = delete;
-
-    private:
-        DownloadManager& manager_;
-    };
-
     Item append(const NewDownload& download, DownloadStatus status);
     [[nodiscard]] static QString nameFor(const QUrl& url, const std::optional<QString>& hint);
-    static void deletePartialFile(const QUrl& destination);
-    static void deleteFiles(const DownloadItem& item);
     template <typename T>
     void assignSetting(T& setting, const T& value, Field field);
     void setItems(const QList<Item>& items);
@@ -197,12 +202,14 @@ private:
     bool didEnd(const QUuid& id);
     [[nodiscard]] static Failure failureOf(const std::exception_ptr& error);
 
+    void beginBatch() { ++batches_; }
+    void endBatch();
+
     void load();
     void persist();
 
     void startInbox();
     void watchInboxes();
-    void ingestInbox();
     void ingest(const CaptureJob& job);
 
     RunnerFactory& factory_;
@@ -225,8 +232,10 @@ private:
     bool loading_ = false;
     bool isEnding_ = false;
     bool held_ = false;
-    int openSaves_ = 0;
+    /// How deep batches lie in each other, and what they put off.
+    int batches_ = 0;
     bool saveWanted_ = false;
+    bool scheduleWanted_ = false;
 
     QFileSystemWatcher inboxSources_;
 };

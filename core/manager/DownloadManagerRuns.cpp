@@ -2,6 +2,7 @@
 
 #include "manager/DownloadManager.h"
 
+#include "manager/DownloadFiles.h"
 #include "system/MainThread.h"
 #include "transfer/DownloadError.h"
 #include "transfer/ErrorSentence.h"
@@ -52,8 +53,12 @@ void rest(DownloadItem& item) {
 } // namespace
 
 void DownloadManager::schedule() {
-    if (loading_ || isEnding_ || held_)
+    if (loading_ || isEnding_)
         return;
+    if (batches_ > 0) {
+        scheduleWanted_ = true;
+        return;
+    }
     // Over a copy, counting anew for each start: whoever hears of one may change the list.
     for (const Item& item : QList(items_)) {
         if (item->status() != DownloadStatus::queued)
@@ -188,7 +193,7 @@ bool DownloadManager::didEnd(const QUuid& id) {
     runners_.erase(id);
     torrentRunners_.erase(id);
     if (const auto deletion = deletions_.extract(id); deletion && deletion.mapped())
-        deletePartialFile(*deletion.mapped());
+        DownloadFiles::discardPartial(*deletion.mapped());
     return pausing_.remove(id);
 }
 

@@ -34,20 +34,19 @@ DownloadStatus statusAfterRestart(DownloadStatus stored, bool autoStart) {
 
 } // namespace
 
-DownloadManager::OneSave::OneSave(DownloadManager& manager)
-    : manager_(manager) {
-    ++manager_.openSaves_;
-}
-
-DownloadManager::OneSave::~OneSave() {
-    if (--manager_.openSaves_ == 0 && std::exchange(manager_.saveWanted_, false))
-        manager_.persist();
+void DownloadManager::endBatch() {
+    if (--batches_ > 0)
+        return;
+    if (std::exchange(scheduleWanted_, false))
+        schedule();
+    if (std::exchange(saveWanted_, false))
+        persist();
 }
 
 void DownloadManager::persist() {
     if (loading_ || !stateFile_)
         return;
-    if (openSaves_ > 0) {
+    if (batches_ > 0) {
         saveWanted_ = true;
         return;
     }
