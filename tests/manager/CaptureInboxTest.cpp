@@ -1,5 +1,5 @@
 #include "browser/CaptureJob.h"
-#include "manager/ManagerWorld.h"
+#include "support/ManagerWorld.h"
 
 #include <QDir>
 

@@ -1,8 +1,8 @@
 // The manager with real transfers from a real server.
 
 #include "http/CurlClient.h"
-#include "manager/ManagerWorld.h"
 #include "support/FileScript.h"
+#include "support/ManagerWorld.h"
 #include "support/Routes.h"
 #include "support/ScriptedServer.h"
 

@@ -1,4 +1,4 @@
-#include "manager/ManagerWorld.h"
+#include "support/ManagerWorld.h"
 #include "support/SystemFaults.h"
 
 #include <QFile>

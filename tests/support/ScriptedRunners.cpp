@@ -1,4 +1,4 @@
-#include "manager/ScriptedRunners.h"
+#include "support/ScriptedRunners.h"
 
 namespace fetra::test {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "manager/DownloadManager.h"
-#include "manager/EventLoop.h"
-#include "manager/ScriptedRunners.h"
+#include "support/EventLoop.h"
+#include "support/ScriptedRunners.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
