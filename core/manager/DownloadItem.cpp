@@ -10,7 +10,8 @@
 namespace fetra {
 
 DownloadItem::DownloadItem(const DownloadRecord& record)
-    : record_(record) {
+    : record_(record)
+    , isTorrent_(TorrentDownloader::isTorrentSource(record.url)) {
     setHeaders(headers());
 }
 
@@ -132,10 +133,6 @@ const QByteArray& DownloadItem::encodedRecord() const {
 
 bool DownloadItem::isActive() const {
     return status() == DownloadStatus::probing || status() == DownloadStatus::downloading;
-}
-
-bool DownloadItem::isTorrent() const {
-    return TorrentDownloader::isTorrentSource(url());
 }
 
 double DownloadItem::fraction() const {

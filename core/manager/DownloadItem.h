@@ -99,7 +99,7 @@ public:
 
     /// `probing` or `downloading`.
     [[nodiscard]] bool isActive() const;
-    [[nodiscard]] bool isTorrent() const;
+    [[nodiscard]] bool isTorrent() const { return isTorrent_; }
     /// 0 to 1.
     [[nodiscard]] double fraction() const;
     /// Seconds left; absent when it is not downloading, or size or speed say nothing.
@@ -127,6 +127,8 @@ private:
     void assignLive(T& field, const T& value, Field name);
 
     DownloadRecord record_;
+    /// Lists ask each of their items, and the address never changes.
+    const bool isTorrent_;
     Live live_;
     mutable QByteArray encoded_;
 };
