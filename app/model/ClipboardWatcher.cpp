@@ -1,0 +1,60 @@
+#include "app/model/ClipboardWatcher.h"
+
+#include "app/desktop/Pasteboard.h"
+#include "links/LinkParser.h"
+#include "manager/DownloadManager.h"
+#include "system/AbsoluteURL.h"
+
+#include <utility>
+
+namespace fetra {
+
+ClipboardWatcher::ClipboardWatcher(Pasteboard& pasteboard)
+    : pasteboard_(pasteboard)
+    , changeCount_(pasteboard.changeCount()) {}
+
+void ClipboardWatcher::poll(const DownloadManager& manager, bool enabled) {
+    // Read before the text: what is copied meanwhile is found the next time.
+    const qint64 changeCount = pasteboard_.changeCount();
+    const bool isNew = std::exchange(changeCount_, changeCount) != changeCount;
+    const bool wasEnabled = std::exchange(wasEnabled_, enabled);
+    if (!enabled)
+        return clear();
+    if (!wasEnabled || !isNew)
+        return;
+
+    QList<QUrl> links = copiedLinks();
+    if (!links.isEmpty()) {
+        QSet<QString> known;
+        known.reserve(manager.items().size());
+        for (const DownloadManager::Item& item : manager.items())
+            known.insert(absoluteString(item->url()));
+        links.removeIf([&](const QUrl& link) { return known.contains(absoluteString(link)); });
+    }
+    setLinks(links);
+}
+
+QList<QUrl> ClipboardWatcher::copiedLinks() const {
+    QString text = pasteboard_.text().value_or(QString());
+    if (text.size() > maxText) {
+        // The word at the cut may be half a link.
+        qsizetype end = maxText;
+        while (end > 0 && !text.at(end).isSpace())
+            --end;
+        text.truncate(end);
+    }
+    return LinkParser::extract(text);
+}
+
+QString ClipboardWatcher::detail() const {
+    return links_.size() == 1 ? tr("1 link copied") : tr("%1 links copied").arg(links_.size());
+}
+
+void ClipboardWatcher::setLinks(const QList<QUrl>& links) {
+    if (links_ == links)
+        return;
+    links_ = links;
+    Q_EMIT changed();
+}
+
+} // namespace fetra

@@ -1,0 +1,112 @@
+#include "app/model/ClipboardWatcher.h"
+
+#include "model/FakeDesktop.h"
+#include "support/ManagerWorld.h"
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+class ClipboardWatcherTest : public test::ManagerWorld {
+protected:
+    /// The links on offer after a look.
+    QString poll(bool enabled = true) {
+        watcher.poll(manager(), enabled);
+        QStringList texts;
+        for (const QUrl& link : watcher.links())
+            texts.append(link.toString());
+        return texts.join(u' ');
+    }
+    QString copy(const std::optional<QString>& text) {
+        pasteboard.copy(text);
+        return poll();
+    }
+
+    test::FakePasteboard pasteboard;
+    ClipboardWatcher watcher{pasteboard};
+};
+
+TEST_F(ClipboardWatcherTest, OffersWhatIsCopiedWhileItWatches) {
+    pasteboard.copy(u"http://a.example/old"_s);
+    EXPECT_EQ(poll(false), QString());
+    pasteboard.copy(u"http://a.example/before"_s);
+    EXPECT_EQ(poll(), QString()) << "what lay there when watching began";
+    EXPECT_EQ(poll(), QString());
+
+    EXPECT_EQ(copy(u"see http://a.example/1 and http://a.example/2"_s),
+              u"http://a.example/1 http://a.example/2"_s);
+    EXPECT_EQ(poll(), u"http://a.example/1 http://a.example/2"_s) << "nothing new was copied";
+    EXPECT_EQ(copy(u"http://a.example/3"_s), u"http://a.example/3"_s);
+    EXPECT_EQ(copy(u"no link"_s), QString());
+    EXPECT_EQ(copy(u"http://a.example/3"_s), u"http://a.example/3"_s);
+    EXPECT_EQ(copy(std::nullopt), QString()) << "no text at all";
+
+    EXPECT_EQ(copy(u"http://a.example/4"_s), u"http://a.example/4"_s);
+    EXPECT_EQ(poll(false), QString());
+    pasteboard.copy(u"http://a.example/5"_s);
+    EXPECT_EQ(poll(), QString()) << "copied before it was on again";
+}
+
+TEST_F(ClipboardWatcherTest, OffersADismissedLinkWhenItIsCopiedAgain) {
+    poll();
+    copy(u"http://a.example/1"_s);
+    watcher.clear();
+    EXPECT_EQ(poll(), QString());
+    EXPECT_EQ(copy(u"http://a.example/1"_s), u"http://a.example/1"_s);
+}
+
+TEST_F(ClipboardWatcherTest, LeavesOutWhatIsADownloadAlready) {
+    add(u"known"_s, false);
+    poll();
+    copy(u"http://host.example/other"_s);
+    EXPECT_EQ(copy(u"http://host.example/known"_s), QString());
+    EXPECT_EQ(copy(u"http://host.example/new http://host.example/known http://host.example/Known"_s),
+              u"http://host.example/new http://host.example/Known"_s);
+}
+
+TEST_F(ClipboardWatcherTest, FindsACopyMadeWhileItReads) {
+    struct BusyPasteboard final : Pasteboard {
+        [[nodiscard]] qint64 changeCount() const override { return count; }
+        [[nodiscard]] std::optional<QString> text() const override {
+            return u"http://a.example/%1"_s.arg(count++);
+        }
+        [[nodiscard]] bool setText(const QString&) override { return false; }
+        mutable qint64 count = 0;
+    } busy;
+    ClipboardWatcher reader(busy);
+    reader.poll(manager(), true);
+    busy.count = 1;
+    reader.poll(manager(), true);
+    EXPECT_EQ(reader.links(), QList{QUrl(u"http://a.example/1"_s)});
+    reader.poll(manager(), true);
+    EXPECT_EQ(reader.links(), QList{QUrl(u"http://a.example/2"_s)});
+}
+
+TEST_F(ClipboardWatcherTest, ReadsNoMoreThanAMebicharacterAndNoHalfLink) {
+    poll();
+    const QString link = u"http://a.example/1"_s;
+    for (const qsizetype inside : {link.size(), link.size() - 1, qsizetype{12}, qsizetype{0}}) {
+        const QString start = u"http://a.example/0 "_s.leftJustified(ClipboardWatcher::maxText - inside);
+        const bool isWhole = inside == link.size();
+        EXPECT_EQ(copy(start + link + u" http://a.example/2"_s),
+                  isWhole ? u"http://a.example/0 http://a.example/1"_s : u"http://a.example/0"_s)
+            << inside;
+    }
+    EXPECT_EQ(copy(u"http://a.example/"_s.leftJustified(ClipboardWatcher::maxText + 1, u'a')), QString());
+}
+
+TEST_F(ClipboardWatcherTest, TellsHowManyLinksThereAreEachTimeTheyChange) {
+    QStringList heard;
+    QObject::connect(&watcher, &ClipboardWatcher::changed, &watcher, [&] { heard.append(watcher.detail()); });
+    poll();
+    copy(u"http://a.example/1 http://a.example/2"_s);
+    copy(u"http://a.example/1 http://a.example/2"_s);
+    watcher.setLinks({QUrl(u"http://a.example/1"_s)});
+    watcher.clear();
+    watcher.clear();
+    EXPECT_EQ(heard, QStringList({u"2 links copied"_s, u"1 link copied"_s, u"0 links copied"_s}));
+}
+
+} // namespace
+} // namespace fetra
