@@ -7,9 +7,15 @@ namespace fetra {
 /// What goes wrong in the application and crosses from one operation to another that shows it.
 struct AppError {
     static constexpr const char* domain = "Fetra";
-    enum class Code { droppedContentUnreadable = 1, filesShared = 2, stillStopping = 3, cancelled = 4 };
+    enum class Code {
+        /// The system's, or somebody's wish.
+        other = 0,
+        droppedContentUnreadable = 1,
+        filesShared = 2,
+        stillStopping = 3,
+    };
 
-    Code code;
+    Code code = Code::other;
     /// A sentence for the user.
     QString description;
 };
