@@ -2,45 +2,20 @@
 
 #include "manager/DownloadManager.h"
 #include "manager/StateFile.h"
-#include "transfer/DownloadError.h"
+#include "Measure.h"
+#include "support/NoRunners.h"
 
 #include <QCoreApplication>
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <algorithm>
-#include <chrono>
-#include <cstdio>
-#include <functional>
 #include <vector>
 
 namespace {
 
 using namespace fetra;
+using namespace fetra::bench;
 using namespace Qt::StringLiterals;
-
-constexpr int itemCount = 10'000;
-
-/// Nothing is ever started here.
-class NoRunners final : public RunnerFactory {
-public:
-    std::unique_ptr<HTTPRunner> makeDownloader(const DownloadOptions&) override { return nullptr; }
-    std::unique_ptr<TorrentRunner> makeTorrentDownloader(const TorrentOptions&) override { return nullptr; }
-};
-
-double milliseconds(const std::function<void()>& work) {
-    const auto begun = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begun).count();
-}
-
-double median(int rounds, const std::function<void()>& work) {
-    std::vector<double> times;
-    for (int round = 0; round < rounds; ++round)
-        times.push_back(milliseconds(work));
-    std::ranges::nth_element(times, times.begin() + rounds / 2);
-    return times[static_cast<size_t>(rounds / 2)];
-}
 
 /// Resident memory of this process in bytes.
 double resident() {
@@ -50,24 +25,12 @@ double resident() {
     return file.readAll().split(' ').value(1).toDouble() * 4096;
 }
 
-void report(const char* what, double value, const char* unit, double limit) {
-    std::printf("%-52s %9.2f %-4s (at most %g)%s\n", what, value, unit, limit,
-                value > limit ? "  MISSED" : "");
-}
-
-QString links(int from, int count) {
-    QString text;
-    for (int number = from; number < from + count; ++number)
-        text += u"https://downloads.example.com/releases/2026/package-%1-x86_64.tar.gz\n"_s.arg(number);
-    return text;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const QTemporaryDir folder;
-    NoRunners runners;
+    test::NoRunners runners;
     const DownloadManager::Setup setup{.storeURL = QUrl::fromLocalFile(folder.filePath(u"state.json"_s)),
                                        .defaultDirectory = QUrl::fromLocalFile(folder.path()),
                                        .inboxes = {}};

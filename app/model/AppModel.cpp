@@ -110,12 +110,16 @@ void AppModel::tick() {
     clipboard_.poll(manager_, settings_.isOn(AppSettings::watchClipboard));
     desktop_.badge.show(manager_.activeCount());
     finder_.trim(manager_.items());
-    if (selection_.isEmpty())
+    pruneSelection();
+}
+
+void AppModel::pruneSelection() {
+    const auto isSelected = [this](const Item& item) { return selection_.contains(item->id()); };
+    if (selection_.isEmpty() || std::ranges::count_if(manager_.items(), isSelected) == selection_.size())
         return;
     QSet<QUuid> present;
-    for (const Item& item : manager_.items())
-        if (selection_.contains(item->id()))
-            present.insert(item->id());
+    for (const Item& item : selectedItems())
+        present.insert(item->id());
     setSelection(present);
 }
 

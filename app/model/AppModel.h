@@ -154,6 +154,7 @@ private:
         Q_EMIT changed(name);
     }
 
+    void pruneSelection();
     void add(const QList<QUrl>& urls, const std::optional<QUrl>& directory);
     [[nodiscard]] Items itemsWith(const QSet<QUuid>& ids) const;
 

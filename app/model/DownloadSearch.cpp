@@ -19,18 +19,28 @@ bool isMark(QChar character) {
     return character.category() == QChar::Mark_NonSpacing;
 }
 
+bool isPlain(const QString& text) {
+    return std::ranges::all_of(text, [](QChar each) { return each.unicode() < 0x80; });
+}
+
+/// Turkic languages have two letters i.
+bool hasTwoLettersI(const QLocale& locale) {
+    return locale.language() == QLocale::Turkish || locale.language() == QLocale::Azerbaijani;
+}
+
 } // namespace
 
 QString DownloadSearch::folded(const QString& text) {
-    // In the language's own letters first: Turkish has two letters i. By way of upper case, which spells out
-    // what lower case has as one letter.
     const QLocale locale;
-    QString plain = locale.toLower(locale.toUpper(text)).toCaseFolded();
-    if (std::ranges::all_of(plain, [](QChar each) { return each.unicode() < 0x80; }))
-        return plain;
-    plain = plain.normalized(QString::NormalizationForm_KD);
-    plain.removeIf(isMark);
-    return plain;
+    if (isPlain(text) && !hasTwoLettersI(locale))
+        return text.toLower();
+    // By way of upper case, which spells out what lower case has as one letter.
+    QString folded = locale.toLower(locale.toUpper(text)).toCaseFolded();
+    if (isPlain(folded))
+        return folded;
+    folded = folded.normalized(QString::NormalizationForm_KD);
+    folded.removeIf(isMark);
+    return folded;
 }
 
 QList<DownloadManager::Item> DownloadSearch::matching(const QList<DownloadManager::Item>& items,
@@ -60,8 +70,11 @@ const QString& DownloadSearch::textsOf(const DownloadItem& item) {
     Entry& entry = entries_[item.id()];
     if (entry.texts.isEmpty() || entry.filename != item.filename()) {
         entry.filename = item.filename();
-        entry.texts =
-            folded(item.filename() + border + absoluteString(item.url()) + border + item.url().host());
+        const QString address = absoluteString(item.url());
+        const QString host = item.url().host();
+        entry.texts = folded(item.filename()) + border + folded(address);
+        if (!address.contains(host))
+            entry.texts += border + folded(host);
     }
     return entry.texts;
 }

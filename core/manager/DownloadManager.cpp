@@ -155,7 +155,7 @@ DownloadManager::Item DownloadManager::append(const NewDownload& download, Downl
         .headers = download.headers,
     });
     items_.append(item);
-    Q_EMIT changed(Field::items);
+    noteItemsChanged();
     persist();
     schedule();
     return item;
@@ -265,7 +265,7 @@ void DownloadManager::setItems(const QList<Item>& items) {
     if (items_ == items)
         return;
     items_ = items;
-    Q_EMIT changed(Field::items);
+    noteItemsChanged();
 }
 
 // Looking

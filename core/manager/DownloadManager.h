@@ -110,8 +110,8 @@ public:
     ItemHandler onCompleted;
     ItemHandler onFailed;
 
-    /// While one lives, operations on the list neither start transfers nor save; both happen once, at the end
-    /// of the outermost. For operations on many items.
+    /// While one lives, nobody hears of another list, no transfer starts and nothing is saved; each happens
+    /// once, at the end of the outermost. For operations on many items.
     class Batch {
     public:
         explicit Batch(DownloadManager& manager)
@@ -202,6 +202,7 @@ private:
     bool didEnd(const QUuid& id);
     [[nodiscard]] static Failure failureOf(const std::exception_ptr& error);
 
+    void noteItemsChanged();
     void beginBatch() { ++batches_; }
     void endBatch();
 
@@ -234,8 +235,9 @@ private:
     bool held_ = false;
     /// How deep batches lie in each other, and what they put off.
     int batches_ = 0;
-    bool saveWanted_ = false;
+    bool itemsChanged_ = false;
     bool scheduleWanted_ = false;
+    bool saveWanted_ = false;
 
     QFileSystemWatcher inboxSources_;
 };

@@ -34,9 +34,18 @@ DownloadStatus statusAfterRestart(DownloadStatus stored, bool autoStart) {
 
 } // namespace
 
+void DownloadManager::noteItemsChanged() {
+    if (batches_ > 0)
+        itemsChanged_ = true;
+    else
+        Q_EMIT changed(Field::items);
+}
+
 void DownloadManager::endBatch() {
     if (--batches_ > 0)
         return;
+    if (std::exchange(itemsChanged_, false))
+        Q_EMIT changed(Field::items);
     if (std::exchange(scheduleWanted_, false))
         schedule();
     if (std::exchange(saveWanted_, false))
