@@ -6,7 +6,9 @@
 
 namespace fetra {
 
-/// Preferences in an ini file of the user's configuration folder.
+/// Preferences in an ini file of the user's configuration folder, made for this user alone. Without a
+/// file to keep them in they last as long as this does. A stored value that cannot be of its default's type
+/// counts as not set.
 class StoredPreferences final : public PreferencesStore {
 public:
     /// Of this user: `Fetra/Fetra.ini` in the folder for settings.
