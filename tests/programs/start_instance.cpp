@@ -1,0 +1,46 @@
+// One start of the application as far as other instances go: start_instance FOLDER ARGUMENT...
+// Says how the start went, and as the first one then what it hears, one compact JSON line each.
+
+#include "app/desktop/SingleInstance.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <cstdio>
+
+using namespace fetra;
+
+namespace {
+
+void say(const QByteArray& line) {
+    std::fputs((line + '\n').constData(), stdout);
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 2; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const Handover handover = Handover::ofThisStart(arguments, QDir::currentPath());
+    const QCoreApplication application(argc, argv);
+    SingleInstance instance(QString::fromLocal8Bit(argv[1]),
+                            {.answerWithin = std::chrono::milliseconds(1500)});
+    QObject::connect(&instance, &SingleInstance::received, &instance,
+                     [](const Handover& heard) { say(heard.encoded()); });
+    switch (instance.start(handover)) {
+    case SingleInstance::Start::first:
+        say("first");
+        return QCoreApplication::exec();
+    case SingleInstance::Start::unguarded:
+        say("unguarded");
+        return 0;
+    case SingleInstance::Start::handedOver:
+        say("handedOver");
+        return 0;
+    case SingleInstance::Start::notTaken:
+        say("notTaken");
+        return 0;
+    }
+}
