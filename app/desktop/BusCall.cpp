@@ -1,0 +1,29 @@
+#include "app/desktop/BusCall.h"
+
+#include <QDBusError>
+#include <QDBusPendingCall>
+#include <QObject>
+
+#include <utility>
+
+namespace fetra {
+
+using namespace Qt::StringLiterals;
+
+void callAsync(const QDBusConnection& bus, const QDBusMessage& call, QObject& receiver,
+               std::function<void(const QDBusMessage& answer)> answered) {
+    if (!bus.isConnected()) {
+        const auto error = QDBusMessage::createError(QDBusError::Disconnected, u"There is no session bus."_s);
+        QMetaObject::invokeMethod(
+            &receiver, [answered = std::move(answered), error] { answered(error); }, Qt::QueuedConnection);
+        return;
+    }
+    auto* const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), &receiver);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &receiver,
+                     [answered = std::move(answered)](QDBusPendingCallWatcher* finished) {
+                         finished->deleteLater();
+                         answered(finished->reply());
+                     });
+}
+
+} // namespace fetra

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "app/desktop/NotificationCenter.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusServiceWatcher>
+#include <QObject>
+#include <QStringList>
+
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace fetra {
+
+/// The notification service of freedesktop.org, over D-Bus. Main thread only; waits for nothing.
+class DBusNotifications final : public QObject, public NotificationCenter {
+    Q_OBJECT
+
+public:
+    explicit DBusNotifications(QDBusConnection bus = QDBusConnection::sessionBus());
+
+    /// Whether there is a bus. A service may come, and go, at any time.
+    [[nodiscard]] bool isUsable() const override { return bus_.isConnected(); }
+    /// The environment's XDG_ACTIVATION_TOKEN holds, while the handler runs, what lets a window come to the
+    /// front, where the desktop gives such a thing.
+    void setActivationHandler(Activation handler) override { handler_ = std::move(handler); }
+    /// Nobody needs to be asked here.
+    void requestAuthorization(Completion completion) override;
+    /// On a desktop without notifications it is dropped, without an error.
+    void add(const Notification& notification, Completion completion) override;
+
+private Q_SLOTS:
+    void actionInvoked(uint id, const QString& action, const QDBusMessage& message);
+    void activationToken(uint id, const QString& token, const QDBusMessage& message);
+    void notificationClosed(uint id, uint reason, const QDBusMessage& message);
+
+private:
+    struct Waiting {
+        Notification notification;
+        Completion completion;
+    };
+    struct Shown {
+        QString identifier;
+        quint32 id;
+        QMap<QString, QString> userInfo;
+    };
+    struct Token {
+        quint32 id;
+        QString token;
+    };
+
+    void forgetServer(const QString& newOwner);
+    [[nodiscard]] bool isFromServer(const QDBusMessage& reply);
+    void sendNext();
+    void send(const QStringList& capabilities);
+    void sent(const Waiting& sending, const QDBusMessage& answer);
+    void remember(Shown shown);
+    [[nodiscard]] quint32 idOf(const QString& identifier) const;
+
+    QDBusConnection bus_;
+    QDBusServiceWatcher watcher_;
+    Activation handler_;
+    /// One is on its way at a time, so that the next of the same identifier knows what to replace.
+    std::deque<Waiting> waiting_;
+    bool isSending_ = false;
+
+    // What the server with the bus name `owner_` has told; nothing of it holds for another.
+    QString owner_;
+    std::optional<QStringList> capabilities_;
+    std::vector<Shown> shown_; ///< oldest first
+    std::optional<Token> token_;
+};
+
+} // namespace fetra

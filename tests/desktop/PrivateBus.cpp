@@ -1,0 +1,63 @@
+#include "desktop/PrivateBus.h"
+
+#include <QDBusError>
+
+#include <csignal>
+#include <stdexcept>
+#include <sys/prctl.h>
+
+namespace fetra::test {
+
+using namespace Qt::StringLiterals;
+
+void startChild(QProcess& process, const QString& program, const QStringList& arguments) {
+    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process.start(program, arguments, QIODevice::ReadOnly);
+    if (!process.waitForStarted())
+        throw std::runtime_error(program.toStdString() + ": " + process.errorString().toStdString());
+}
+
+PrivateBus::PrivateBus() {
+    const QString configuration = folder_.write(u"bus.conf"_s, R"(<busconfig>
+  <type>session</type>
+  <listen>unix:path=)" + folder_.path(u"bus"_s).toUtf8() + R"(</listen>
+  <policy context="default">
+    <allow send_destination="*" eavesdrop="true"/>
+    <allow eavesdrop="true"/>
+    <allow own="*"/>
+  </policy>
+</busconfig>
+)");
+    // It grumbles where it may not raise its limits.
+    daemon_.setStandardErrorFile(QProcess::nullDevice());
+    startChild(daemon_, u"dbus-daemon"_s,
+               {u"--config-file="_s + configuration, u"--print-address"_s, u"--nofork"_s, u"--nopidfile"_s});
+    while (!daemon_.canReadLine()) {
+        if (!daemon_.waitForReadyRead(10000))
+            throw std::runtime_error("the bus daemon gives no address");
+    }
+    address_ = QString::fromUtf8(daemon_.readLine()).trimmed();
+}
+
+PrivateBus::~PrivateBus() {
+    for (const QString& name : connections_)
+        QDBusConnection::disconnectFromBus(name);
+    stop();
+}
+
+QDBusConnection PrivateBus::connect() const {
+    const QString name = address_ + u'#' + QString::number(connections_.size());
+    connections_.append(name);
+    auto connection = QDBusConnection::connectToBus(address_, name);
+    if (!connection.isConnected())
+        throw std::runtime_error("no connection to the bus: " +
+                                 connection.lastError().message().toStdString());
+    return connection;
+}
+
+void PrivateBus::stop() {
+    daemon_.kill();
+    daemon_.waitForFinished();
+}
+
+} // namespace fetra::test

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "support/TempFolder.h"
+
+#include <QDBusConnection>
+#include <QProcess>
+#include <QString>
+
+namespace fetra::test {
+
+/// Starts `process` so that it ends with this program, however that ends; throws std::runtime_error when it
+/// does not start.
+void startChild(QProcess& process, const QString& program, const QStringList& arguments);
+
+/// A message bus of its own that starts no services: what is on it, a test has put there.
+class PrivateBus {
+public:
+    PrivateBus(); ///< throws std::runtime_error when there is none
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    [[nodiscard]] const QString& address() const { return address_; }
+    /// A new connection, as another program would have it. Closed with the bus.
+    [[nodiscard]] QDBusConnection connect() const;
+    /// As when the session ends.
+    void stop();
+
+private:
+    TempFolder folder_;
+    QProcess daemon_;
+    QString address_;
+    mutable QStringList connections_;
+};
+
+} // namespace fetra::test
