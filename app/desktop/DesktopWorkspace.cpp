@@ -1,0 +1,67 @@
+#include "app/desktop/DesktopWorkspace.h"
+
+#include "app/desktop/BusCall.h"
+#include "system/AbsoluteURL.h"
+
+#include <QDBusMessage>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QStringList>
+
+#include <utility>
+
+namespace fetra {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto fileManager = "org.freedesktop.FileManager1"_L1;
+constexpr auto activationVariable = "XDG_ACTIVATION_TOKEN";
+
+} // namespace
+
+DesktopWorkspace::DesktopWorkspace()
+    : DesktopWorkspace(QDBusConnection::sessionBus(), QDesktopServices::openUrl) {}
+
+DesktopWorkspace::DesktopWorkspace(QDBusConnection bus, Opener opener)
+    : bus_(std::move(bus))
+    , opener_(std::move(opener)) {}
+
+bool DesktopWorkspace::open(const QUrl& file) {
+    return isLocalPath(file) && QFileInfo::exists(file.toLocalFile()) && opener_(file);
+}
+
+void DesktopWorkspace::reveal(const QList<QUrl>& files) {
+    QStringList uris;
+    QString first;
+    for (const QUrl& file : files) {
+        if (!isLocalPath(file))
+            continue;
+        if (uris.isEmpty())
+            first = file.toLocalFile();
+        uris.append(absoluteString(file));
+    }
+    if (uris.isEmpty())
+        return;
+
+    // A token lets one window come to the front: here the file manager's.
+    const QString token = qEnvironmentVariable(activationVariable);
+    qunsetenv(activationVariable);
+    auto call = QDBusMessage::createMethodCall(fileManager, u"/org/freedesktop/FileManager1"_s, fileManager,
+                                               u"ShowItems"_s);
+    call.setArguments({uris, token});
+    callAsync(bus_, call, receiver_, [this, first](const QDBusMessage& answer) {
+        if (answer.type() == QDBusMessage::ErrorMessage)
+            openFolder(first);
+    });
+}
+
+void DesktopWorkspace::openFolder(const QString& path) const {
+    const QFileInfo info(path);
+    const QString folder = info.isDir() ? path : info.absolutePath();
+    if (QFileInfo::exists(folder))
+        opener_(QUrl::fromLocalFile(folder));
+}
+
+} // namespace fetra

@@ -1,0 +1,117 @@
+#include "app/desktop/DesktopWorkspace.h"
+
+#include "desktop/MockService.h"
+#include "desktop/PrivateBus.h"
+#include "support/EventLoop.h"
+#include "support/TempFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace fetra {
+
+using namespace Qt::StringLiterals;
+using namespace test;
+using ::testing::IsEmpty;
+
+namespace {
+
+const MockService::Place place{u"org.freedesktop.FileManager1"_s, u"/org/freedesktop/FileManager1"_s,
+                               u"org.freedesktop.FileManager1"_s};
+
+class DesktopWorkspaceTest : public ::testing::Test {
+protected:
+    [[nodiscard]] QUrl file(const QString& name) const {
+        return QUrl::fromLocalFile(folder.write(name, "x"));
+    }
+    [[nodiscard]] QUrl folderUrl() const { return QUrl::fromLocalFile(folder.path()); }
+
+    TempFolder folder;
+    PrivateBus bus;
+    QList<QUrl> opened;
+    bool opens = true;
+    DesktopWorkspace workspace{bus.connect(), [this](const QUrl& url) {
+                                   opened.append(url);
+                                   return opens;
+                               }};
+};
+
+TEST_F(DesktopWorkspaceTest, RevealsAllFilesInOneCallByUrisThatLeadBackToThem) {
+    MockService manager(bus, place);
+    manager.addMethod(u"ShowItems"_s, u"ass"_s, {}, {});
+    qputenv("XDG_ACTIVATION_TOKEN", "token");
+
+    QStringList names{u"plain.iso"_s,      u"two words"_s,  u"100%.bin"_s,      u"%41%2F"_s,
+                      u"a#b?c=d&e;f"_s,    u"[x]{y}'\"z"_s, u"back\\slash"_s,   u"new\nline"_s,
+                      u"Ünï \U0001F4BE"_s, u"e\u0301"_s,    u"+a:b@c,d|e^f`g"_s};
+    QList<QUrl> files{QUrl(u"https://example.org/elsewhere"_s), folderUrl()};
+    QStringList paths{folder.path()};
+    for (const QString& name : names) {
+        files.append(file(name));
+        paths.append(folder.path(name));
+    }
+    workspace.reveal(files);
+    ASSERT_TRUE(runUntil([&] { return !manager.calls(u"ShowItems"_s).isEmpty(); }));
+
+    const QList<QVariantList> calls = manager.calls(u"ShowItems"_s);
+    ASSERT_EQ(calls.size(), 1);
+    QStringList arrived;
+    for (const QString& uri : calls.at(0).at(0).toStringList()) {
+        ASSERT_TRUE(uri.startsWith("file:///"_L1)) << uri.toStdString();
+        // By hand, as a program without QUrl reads it.
+        EXPECT_FALSE(uri.contains(u'#') || uri.contains(u'?') || uri.contains(u' ')) << uri.toStdString();
+        arrived.append(QString::fromUtf8(QByteArray::fromPercentEncoding(uri.mid(7).toLatin1())));
+    }
+    EXPECT_EQ(arrived, paths);
+    EXPECT_EQ(calls.at(0).at(1), u"token"_s);
+    EXPECT_FALSE(qEnvironmentVariableIsSet("XDG_ACTIVATION_TOKEN")) << "it was good for one window";
+    EXPECT_THAT(opened, IsEmpty());
+}
+
+TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
+    enum class Manager { none, refuses };
+    for (const Manager kind : {Manager::none, Manager::refuses}) {
+        std::unique_ptr<MockService> manager;
+        if (kind == Manager::refuses) {
+            manager = std::make_unique<MockService>(bus, place);
+            manager->addMethod(u"ShowItems"_s, u"ass"_s, {}, u"raise Exception('no')"_s);
+        }
+        const QUrl first = file(u"sub 1%/a#"_s);
+        const QUrl gone = QUrl::fromLocalFile(folder.path(u"gone"_s));
+        const QUrl lost = QUrl::fromLocalFile(folder.path(u"no/where"_s));
+        const QList<std::pair<QList<QUrl>, QList<QUrl>>> cases{
+            {{first, file(u"b"_s)}, {QUrl::fromLocalFile(folder.path(u"sub 1%"_s))}},
+            {{folderUrl(), first}, {folderUrl()}},
+            {{gone}, {folderUrl()}},
+            {{lost}, {}},
+            {{}, {}},
+        };
+        QList<QUrl> expected;
+        opened.clear();
+        for (const auto& [files, folders] : cases) {
+            workspace.reveal(files);
+            expected += folders;
+        }
+        EXPECT_TRUE(runUntil([&] { return opened.size() >= expected.size(); }));
+        EXPECT_EQ(opened, expected);
+    }
+}
+
+TEST_F(DesktopWorkspaceTest, OpensFilesThatAreThere) {
+    const QUrl there = file(u"50% #1?.iso"_s);
+    EXPECT_TRUE(workspace.open(there));
+    EXPECT_TRUE(workspace.open(folderUrl()));
+    EXPECT_EQ(opened, (QList<QUrl>{there, folderUrl()}));
+
+    opened.clear();
+    for (const QUrl& url : {QUrl::fromLocalFile(folder.path(u"gone"_s)), QUrl(u"https://example.org/"_s),
+                            QUrl(u"relative"_s), QUrl()})
+        EXPECT_FALSE(workspace.open(url)) << url.toString().toStdString();
+    EXPECT_THAT(opened, IsEmpty());
+
+    opens = false;
+    EXPECT_FALSE(workspace.open(there)) << "refused";
+}
+
+} // namespace
+} // namespace fetra
