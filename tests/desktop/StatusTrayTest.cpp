@@ -1,0 +1,97 @@
+#include "app/desktop/StatusTray.h"
+
+#include "desktop/MockService.h"
+#include "desktop/PrivateBus.h"
+#include "support/EventLoop.h"
+
+#include <QDBusMessage>
+
+#include <gtest/gtest.h>
+
+namespace fetra {
+
+using namespace Qt::StringLiterals;
+using namespace test;
+
+namespace {
+
+const MockService::Place place{u"org.kde.StatusNotifierWatcher"_s, u"/StatusNotifierWatcher"_s,
+                               u"org.kde.StatusNotifierWatcher"_s};
+const QString hostProperty = u"IsStatusNotifierHostRegistered"_s;
+
+class StatusTrayTest : public ::testing::Test {
+protected:
+    StatusTrayTest() {
+        QObject::connect(&tray, &StatusTray::changed, &tray, [this] { heard.push_back(tray.isAvailable()); });
+    }
+
+    [[nodiscard]] bool becomes(bool available) {
+        return runUntil([&] { return tray.isAvailable() == available; });
+    }
+
+    /// Comes back when the tray has had the answers to all that the watcher's signals make it ask.
+    void hearWatcher() {
+        for (int round = 0; round < 2; ++round) {
+            const auto ping = QDBusMessage::createMethodCall(place.name, place.path,
+                                                             u"org.freedesktop.DBus.Peer"_s, u"Ping"_s);
+            EXPECT_EQ(application.call(ping).type(), QDBusMessage::ReplyMessage);
+            QCoreApplication::processEvents();
+        }
+    }
+
+    PrivateBus bus;
+    QDBusConnection application = bus.connect();
+    /// What the tray said each time it reported a change.
+    std::vector<bool> heard;
+    bool hasOlderTray = false;
+    int olderTrayAsked = 0;
+    StatusTray tray{application, [this] {
+                        ++olderTrayAsked;
+                        return hasOlderTray;
+                    }};
+};
+
+TEST_F(StatusTrayTest, FollowsTheHostThroughTheSession) {
+    EXPECT_FALSE(tray.isAvailable());
+    auto watcher = std::make_unique<MockService>(bus, place);
+    watcher->addProperty(hostProperty, false);
+    const auto setHost = [&](bool hasHost) {
+        watcher->setProperty(hostProperty, hasHost);
+        watcher->emitSignal(hasHost ? u"StatusNotifierHostRegistered"_s : u"StatusNotifierHostUnregistered"_s,
+                            {});
+    };
+    setHost(true);
+    EXPECT_TRUE(becomes(true));
+    setHost(false);
+    EXPECT_TRUE(becomes(false));
+    setHost(true);
+    EXPECT_TRUE(becomes(true));
+    // One of two hosts leaves.
+    watcher->emitSignal(u"StatusNotifierHostUnregistered"_s, {});
+    hearWatcher();
+    EXPECT_TRUE(tray.isAvailable());
+    watcher->stop();
+    EXPECT_TRUE(becomes(false));
+    EXPECT_EQ(heard, (std::vector<bool>{true, false, true, false}));
+}
+
+TEST_F(StatusTrayTest, FindsAHostThatWasThereBefore) {
+    MockService watcher(bus, place);
+    watcher.addProperty(hostProperty, true);
+    StatusTray later(bus.connect(), [] { return false; });
+    EXPECT_FALSE(later.isAvailable()) << "nobody has waited for the answer";
+    EXPECT_TRUE(runUntil([&] { return later.isAvailable(); }));
+}
+
+TEST_F(StatusTrayTest, CountsAnOlderTrayOnceTheBusHasSaidNo) {
+    hasOlderTray = true;
+    EXPECT_FALSE(tray.isAvailable());
+    EXPECT_EQ(olderTrayAsked, 0) << "it would settle the kind of tray";
+    EXPECT_TRUE(becomes(true));
+    EXPECT_EQ(heard, (std::vector<bool>{true}));
+    hasOlderTray = false;
+    EXPECT_FALSE(tray.isAvailable());
+}
+
+} // namespace
+} // namespace fetra
