@@ -1,6 +1,6 @@
 #include "app/desktop/QtPasteboard.h"
 
-#include "manager/EventLoop.h"
+#include "support/EventLoop.h"
 
 #include <gtest/gtest.h>
 #include <QClipboard>

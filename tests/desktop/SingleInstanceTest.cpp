@@ -2,7 +2,7 @@
 
 #include "desktop/RawClient.h"
 #include "desktop/Starting.h"
-#include "manager/EventLoop.h"
+#include "support/EventLoop.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>

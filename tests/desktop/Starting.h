@@ -1,6 +1,6 @@
 #pragma once
 
-#include "manager/EventLoop.h"
+#include "support/EventLoop.h"
 
 #include <QProcess>
 
