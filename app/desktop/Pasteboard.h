@@ -11,9 +11,13 @@ class Pasteboard {
 public:
     virtual ~Pasteboard() = default;
 
+    /// In characters.
+    static constexpr qsizetype maxTextLength = 1'048'576;
+
     /// Grows each time any program, this one included, puts something on the clipboard.
     [[nodiscard]] virtual qint64 changeCount() const = 0;
-    /// Nothing when the clipboard holds no plain text, or the desktop does not let us look now.
+    /// No more than `maxTextLength` of it. Nothing when the clipboard holds no plain text, or the desktop
+    /// does not let us look now.
     [[nodiscard]] virtual std::optional<QString> text() const = 0;
     /// Replaces the content; false when that was refused.
     [[nodiscard]] virtual bool setText(const QString& text) = 0;

@@ -12,9 +12,6 @@ namespace fetra {
 /// The window system's clipboard.
 class QtPasteboard final : public QObject, public Pasteboard {
 public:
-    /// Of `text`. Longer content is cut between two words, or here where it has none.
-    static constexpr qsizetype maxTextLength = 1'048'576;
-
     enum class Announcements {
         copies,   ///< each announcement is a copy, whoever has the focus
         withFocus ///< a program hears of the clipboard only with the focus, and each time it gets that

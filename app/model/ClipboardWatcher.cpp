@@ -23,7 +23,7 @@ void ClipboardWatcher::poll(const DownloadManager& manager, bool enabled) {
     if (!wasEnabled || !isNew)
         return;
 
-    QList<QUrl> links = copiedLinks();
+    QList<QUrl> links = LinkParser::extract(pasteboard_.text().value_or(QString()));
     if (!links.isEmpty()) {
         QSet<QString> known;
         known.reserve(manager.items().size());
@@ -32,18 +32,6 @@ void ClipboardWatcher::poll(const DownloadManager& manager, bool enabled) {
         links.removeIf([&](const QUrl& link) { return known.contains(absoluteString(link)); });
     }
     setLinks(links);
-}
-
-QList<QUrl> ClipboardWatcher::copiedLinks() const {
-    QString text = pasteboard_.text().value_or(QString());
-    if (text.size() > maxText) {
-        // The word at the cut may be half a link.
-        qsizetype end = maxText;
-        while (end > 0 && !text.at(end).isSpace())
-            --end;
-        text.truncate(end);
-    }
-    return LinkParser::extract(text);
 }
 
 QString ClipboardWatcher::detail() const {

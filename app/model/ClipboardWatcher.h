@@ -15,9 +15,6 @@ class ClipboardWatcher final : public QObject {
     Q_OBJECT
 
 public:
-    /// In characters. The links of whatever goes beyond are not offered.
-    static constexpr qsizetype maxText = 1'048'576;
-
     /// `pasteboard` outlives this.
     explicit ClipboardWatcher(Pasteboard& pasteboard);
 
@@ -37,8 +34,6 @@ Q_SIGNALS:
     void changed();
 
 private:
-    [[nodiscard]] QList<QUrl> copiedLinks() const;
-
     Pasteboard& pasteboard_;
     QList<QUrl> links_;
     qint64 changeCount_;

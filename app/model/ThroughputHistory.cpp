@@ -85,7 +85,8 @@ QList<ThroughputSample> ThroughputHistory::samples(const DownloadItem& item) con
     QList<ThroughputSample> samples;
     samples.reserve(total_.end() - first);
     auto active = series->active.begin();
-    for (Point point : std::ranges::subrange(first, total_.end())) {
+    for (auto each = first; each != total_.end(); ++each) {
+        Point point = *each;
         while (active != series->active.end() && active->moment < point.moment)
             ++active;
         const bool ran = active != series->active.end() && active->moment == point.moment;

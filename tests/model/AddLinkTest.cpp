@@ -1,7 +1,5 @@
 #include "model/ModelWorld.h"
 
-#include "app/model/AppDelegate.h"
-
 namespace fetra {
 namespace {
 
@@ -91,16 +89,6 @@ TEST_F(AddLinkTest, WakingTakesInWhatLiesInTheInbox) {
     folder.write(u"inbox/1.fetrajob"_s, R"({"url":"http://host.example/captured"})");
     model().handleURL(QUrl(u"fetra://Wake"_s));
     EXPECT_EQ(added(), QStringList{u"http://host.example/captured"_s});
-    EXPECT_EQ(error(), QString());
-}
-
-TEST_F(AddLinkTest, OpeningTakesTorrentFilesFirstThenLinksAndIgnoresOtherFiles) {
-    AppDelegate delegate(file(u"bundle"_s));
-    delegate.application({QUrl(magnet)});
-    EXPECT_TRUE(added().isEmpty());
-    delegate.setModel(&model());
-    delegate.application({QUrl(magnet), file(u"a.zip"_s), file(u"b.torrent"_s)});
-    EXPECT_EQ(added(), (QStringList{file(u"b.torrent"_s).toString(), magnet}));
     EXPECT_EQ(error(), QString());
 }
 

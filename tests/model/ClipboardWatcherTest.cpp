@@ -83,19 +83,6 @@ TEST_F(ClipboardWatcherTest, FindsACopyMadeWhileItReads) {
     EXPECT_EQ(reader.links(), QList{QUrl(u"http://a.example/2"_s)});
 }
 
-TEST_F(ClipboardWatcherTest, ReadsNoMoreThanAMebicharacterAndNoHalfLink) {
-    poll();
-    const QString link = u"http://a.example/1"_s;
-    for (const qsizetype inside : {link.size(), link.size() - 1, qsizetype{12}, qsizetype{0}}) {
-        const QString start = u"http://a.example/0 "_s.leftJustified(ClipboardWatcher::maxText - inside);
-        const bool isWhole = inside == link.size();
-        EXPECT_EQ(copy(start + link + u" http://a.example/2"_s),
-                  isWhole ? u"http://a.example/0 http://a.example/1"_s : u"http://a.example/0"_s)
-            << inside;
-    }
-    EXPECT_EQ(copy(u"http://a.example/"_s.leftJustified(ClipboardWatcher::maxText + 1, u'a')), QString());
-}
-
 TEST_F(ClipboardWatcherTest, TellsHowManyLinksThereAreEachTimeTheyChange) {
     QStringList heard;
     QObject::connect(&watcher, &ClipboardWatcher::changed, &watcher, [&] { heard.append(watcher.detail()); });

@@ -104,18 +104,6 @@ TEST_F(TerminationTest, WaitsWithoutAskingForARemovalThatIsUnderWay) {
     EXPECT_FALSE(folder.contains(u"f"_s));
 }
 
-TEST_F(TerminationTest, TheLastWindowEndsTheApplicationUnlessAnIconRemains) {
-    struct Case {
-        bool showsIcon, hasTray, ends;
-    };
-    for (const auto& [showsIcon, hasTray, ends] : {Case{true, true, false}, Case{true, false, true},
-                                                   Case{false, true, true}, Case{false, false, true}}) {
-        model().settings().set(AppSettings::showMenuBar, showsIcon);
-        fake.tray.available = hasTray;
-        EXPECT_EQ(delegate.applicationShouldTerminateAfterLastWindowClosed(), ends);
-    }
-}
-
 /// A whole application but for its windows, with transfers from a real server.
 class RealTerminationTest : public ::testing::Test {
 protected:
