@@ -1,0 +1,91 @@
+#include "app/views/Theme.h"
+
+#include <QCoreApplication>
+
+#include <array>
+
+namespace fetra::Theme {
+
+namespace {
+
+struct StatusLook {
+    const char* text;
+    /// At least 4.5 to 1 against the usual window background of the scheme.
+    QRgb light;
+    QRgb dark;
+};
+
+const StatusLook& lookOf(DownloadStatus status) {
+    static constexpr std::array<StatusLook, 6> looks{{
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Queued"), 0xff5c5f66, 0xffb4b8c0},
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Connecting"), 0xff6b3fa0, 0xffc9a6f5},
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Downloading"), 0xff0b5cad, 0xff7ab8ff},
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Paused"), 0xff8a4b00, 0xfff0b45a},
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Completed"), 0xff1b6e37, 0xff7bd694},
+        {QT_TRANSLATE_NOOP("DownloadStatus", "Failed"), 0xffb3261e, 0xffff9c94},
+    }};
+    return looks.at(static_cast<size_t>(status));
+}
+
+QColor mixed(const QColor& over, const QColor& under, qreal share) {
+    const auto mix = [share](float a, float b) { return static_cast<float>(a * share + b * (1 - share)); };
+    return QColor::fromRgbF(mix(over.redF(), under.redF()), mix(over.greenF(), under.greenF()),
+                            mix(over.blueF(), under.blueF()));
+}
+
+QColor text(const QPalette& palette) {
+    return palette.color(QPalette::WindowText);
+}
+
+QColor background(const QPalette& palette) {
+    return palette.color(QPalette::Window);
+}
+
+} // namespace
+
+bool isDark(const QPalette& palette) {
+    return background(palette).lightnessF() < 0.5F;
+}
+
+QColor accent(const QPalette& palette) {
+    return statusColor(DownloadStatus::downloading, palette);
+}
+
+QColor secondaryText(const QPalette& palette) {
+    return mixed(text(palette), background(palette), 0.72);
+}
+
+QColor separator(const QPalette& palette) {
+    return mixed(text(palette), background(palette), 0.14);
+}
+
+QColor track(const QPalette& palette) {
+    return mixed(text(palette), background(palette), 0.1);
+}
+
+QString statusText(DownloadStatus status) {
+    return QCoreApplication::translate("DownloadStatus", lookOf(status).text);
+}
+
+QColor statusColor(DownloadStatus status, const QPalette& palette) {
+    const StatusLook& look = lookOf(status);
+    return isDark(palette) ? look.dark : look.light;
+}
+
+QColor statusFill(DownloadStatus status, const QPalette& palette) {
+    return mixed(statusColor(status, palette), background(palette), 0.13);
+}
+
+QFont smaller(const QFont& font) {
+    QFont small = font;
+    small.setPointSizeF(font.pointSizeF() * 0.9);
+    return small;
+}
+
+QFont bold(const QFont& font) {
+    QFont heavy = font;
+    heavy.setWeight(QFont::DemiBold);
+    return heavy;
+}
+
+} // namespace fetra::Theme

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "manager/DownloadStatus.h"
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+#include <QString>
+
+/// The few colours and measures that the views add to the user's palette. Main thread only.
+namespace fetra::Theme {
+
+/// Distances in device-independent pixels: all of them are multiples of the smallest.
+inline constexpr int tight = 4;
+inline constexpr int gap = 8;
+inline constexpr int wide = 16;
+/// Corners of cards, pills and bars.
+inline constexpr qreal radius = 6;
+
+[[nodiscard]] bool isDark(const QPalette& palette);
+/// The one colour that stands out; readable on the window's background.
+[[nodiscard]] QColor accent(const QPalette& palette);
+/// Of text that explains other text; readable all the same.
+[[nodiscard]] QColor secondaryText(const QPalette& palette);
+/// Between things that lie side by side.
+[[nodiscard]] QColor separator(const QPalette& palette);
+/// Behind a bar that is not full, and behind cards.
+[[nodiscard]] QColor track(const QPalette& palette);
+
+/// "Queued", "Connecting", "Downloading", "Paused", "Completed" or "Failed".
+[[nodiscard]] QString statusText(DownloadStatus status);
+/// Readable as text on the window's background, and on `statusFill`.
+[[nodiscard]] QColor statusColor(DownloadStatus status, const QPalette& palette);
+[[nodiscard]] QColor statusFill(DownloadStatus status, const QPalette& palette);
+
+/// One step smaller than `font`.
+[[nodiscard]] QFont smaller(const QFont& font);
+[[nodiscard]] QFont bold(const QFont& font);
+
+} // namespace fetra::Theme
