@@ -1,11 +1,5 @@
 #include "FetraRun.h"
 
-#include "support/Eventually.h"
-
-#include <QJsonDocument>
-#include <QProcessEnvironment>
-
-#include <csignal>
 #include <fcntl.h>
 #include <pty.h>
 #include <stdexcept>
@@ -14,10 +8,11 @@
 
 namespace fetra::test {
 
-using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-FetraRun::FetraRun(const Setup& setup) {
+namespace {
+
+ProgramRun::Setup programSetup(const FetraRun::Setup& setup) {
     QProcessEnvironment environment;
     environment.insert(u"PATH"_s, u"/usr/bin:/bin"_s);
     environment.insert(u"HOME"_s, setup.folder);
@@ -25,65 +20,17 @@ FetraRun::FetraRun(const Setup& setup) {
     environment.insert(u"TERM"_s, u"xterm-256color"_s);
     for (const QString& assignment : setup.environment)
         environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
-    process_.setProcessEnvironment(environment);
-    process_.setWorkingDirectory(setup.folder);
-    process_.setChildProcessModifier([inChild = setup.inChild] {
-        // The program keeps ignoring what its parent does, and a shell starts its background jobs so.
-        for (const int number : {SIGINT, SIGHUP, SIGTERM, SIGQUIT})
-            std::signal(number, SIG_DFL);
-        if (inChild)
-            inChild();
-    });
-    process_.start(QStringLiteral(FETRA_BIN_DIR "/fetra"), setup.arguments);
-    if (!process_.waitForStarted())
-        throw std::runtime_error("the program does not start");
+    return {.program = QStringLiteral(FETRA_BIN_DIR "/fetra"),
+            .arguments = setup.arguments,
+            .environment = environment,
+            .folder = setup.folder,
+            .inChild = setup.inChild};
 }
 
-FetraRun::~FetraRun() {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.kill();
-        process_.waitForFinished();
-    }
-}
+} // namespace
 
-void FetraRun::send(int signal) {
-    // 0 after its end would mean everybody in the group of this process.
-    if (process_.processId() > 0)
-        ::kill(pid_t(process_.processId()), signal);
-}
-
-bool FetraRun::runUntil(const std::function<bool()>& condition) {
-    bool held = false;
-    const bool ended = eventually(30s, [&] {
-        const bool running = !process_.waitForFinished(5) && process_.state() == QProcess::Running;
-        collect();
-        held = condition();
-        return held || !running;
-    });
-    return ended && held;
-}
-
-std::optional<int> FetraRun::exitStatus() {
-    if (process_.state() != QProcess::NotRunning)
-        process_.waitForFinished(30'000);
-    collect();
-    if (process_.state() != QProcess::NotRunning || process_.exitStatus() != QProcess::NormalExit)
-        return std::nullopt;
-    return process_.exitCode();
-}
-
-QList<QJsonObject> FetraRun::events() const {
-    QList<QJsonObject> events;
-    for (const QByteArray& line : output_.split('\n'))
-        if (!line.isEmpty())
-            events += QJsonDocument::fromJson(line).object();
-    return events;
-}
-
-void FetraRun::collect() {
-    output_ += process_.readAllStandardOutput();
-    errors_ += process_.readAllStandardError();
-}
+FetraRun::FetraRun(const Setup& setup)
+    : ProgramRun(programSetup(setup)) {}
 
 Terminal::Terminal(int columns, int rows)
     : columns_(columns) {

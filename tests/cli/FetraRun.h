@@ -1,19 +1,11 @@
 #pragma once
 
-#include <QByteArray>
-#include <QJsonObject>
-#include <QList>
-#include <QProcess>
-#include <QStringList>
-
-#include <chrono>
-#include <functional>
-#include <optional>
+#include "support/ProgramRun.h"
 
 namespace fetra::test {
 
-/// One start of the real program, with an environment of its own. What it prints is collected as it comes.
-class FetraRun {
+/// One start of the real program, with an environment of its own.
+class FetraRun : public ProgramRun {
 public:
     struct Setup {
         QStringList arguments;
@@ -23,29 +15,7 @@ public:
         /// Runs in the child before the program does.
         std::function<void()> inChild = {};
     };
-
-    /// Starts it.
     explicit FetraRun(const Setup& setup);
-    /// Kills it if it still runs.
-    ~FetraRun();
-
-    void send(int signal);
-    /// Collects output until `condition` holds; false when the program ends or half a minute passes before.
-    [[nodiscard]] bool runUntil(const std::function<bool()>& condition);
-    /// The exit status; nothing when it crashed or did not end within half a minute.
-    [[nodiscard]] std::optional<int> exitStatus();
-
-    [[nodiscard]] const QByteArray& output() const { return output_; }
-    [[nodiscard]] const QByteArray& errors() const { return errors_; }
-    /// The lines of the output as JSON objects; an empty object for what is none.
-    [[nodiscard]] QList<QJsonObject> events() const;
-
-private:
-    void collect();
-
-    QProcess process_;
-    QByteArray output_;
-    QByteArray errors_;
 };
 
 /// A pseudo-terminal whose other end a program draws on, and the picture that results: just enough of a

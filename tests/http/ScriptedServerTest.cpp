@@ -12,7 +12,6 @@ namespace fetra::test {
 namespace {
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 class ScriptedServerTest : public ::testing::Test {
 protected:
@@ -46,9 +45,7 @@ TEST_F(ScriptedServerTest, IsHonestButForTheLieThatItIsTold) {
         {"range", "5-9", "", {}, 206, u"bytes 5-9/1000"_s, all.sliced(5, 5)},
         {"beyond the end", "1000-", "", {}, 416, u"bytes */1000"_s, ""},
         {"this version", "5-9", "\"v1\"", {}, 206, u"bytes 5-9/1000"_s, all.sliced(5, 5)},
-        {"this date", "5-9", file.lastModified, {}, 206, u"bytes 5-9/1000"_s, all.sliced(5, 5)},
         {"another version", "5-9", "\"v2\"", {}, 200, u""_s, all},
-        {"a weak tag", "5-9", "W/\"v1\"", {}, 200, u""_s, all},
         {"ignored", "5-9", "", {.ignoreRange = true}, 200, u""_s, all},
         {"ignored under conditions", "5-9", "\"v1\"", {.ignoreRangeWithIfRange = true}, 200, u""_s, all},
         {"too long", "5-9", "", {.rangeExtra = 2}, 206, u"bytes 5-11/1000"_s, all.sliced(5, 7)},
@@ -75,21 +72,6 @@ TEST_F(ScriptedServerTest, LiesToTheRequestsMeant) {
     for (const char* range : {"0-0", "0-9", "0-0", "0-9", "0-9"})
         statuses.push_back(ask(server.url("/f"), range).response.status);
     EXPECT_EQ(statuses, (std::vector{206, 206, 401, 402, 206}));
-}
-
-TEST_F(ScriptedServerTest, ALimitNeverMeetsTheGhostOfAFinishedAnswer) {
-    const ScriptedServer server(serve(ServerFile::ofSize(1000), {.limit = SlotLimit::make({.slots = 1})}));
-    for (int count = 0; count < 200; ++count)
-        ASSERT_EQ(ask(server.url("/f")).response.status, 200) << count;
-}
-
-TEST_F(ScriptedServerTest, ServesNoFasterThanItIsTold) {
-    const ScriptedServer server(serve(ServerFile::ofSize(50'000), {.totalBytesPerSecond = 200'000}));
-    const auto start = std::chrono::steady_clock::now();
-    std::jthread second([&] { EXPECT_EQ(ask(server.url("/f")).body.size(), 50'000); });
-    EXPECT_EQ(ask(server.url("/f")).body.size(), 50'000);
-    second.join();
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 480ms);
 }
 
 } // namespace

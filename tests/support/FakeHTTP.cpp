@@ -31,21 +31,8 @@ private:
     const size_t number_;
 };
 
-FakeTask::FakeTask(const Making& making)
-    : client_(making.client)
-    , identifier_(making.identifier)
-    , session_(making.session)
-    , request_(making.request)
-    , delegate_(making.delegate) {
-    readRange();
-}
-
-QByteArray FakeTask::range() const {
-    const std::vector<QByteArray> values = request_.headers.values("Range");
-    return values.empty() ? QByteArray() : values.front();
-}
-
-void FakeTask::readRange() {
+FakeTask::FakeTask(Making making)
+    : making_(std::move(making)) {
     const QList<QByteArray> bounds = range().mid(qstrlen("bytes=")).split('-');
     if (bounds.size() != 2)
         return;
@@ -54,27 +41,32 @@ void FakeTask::readRange() {
         last_ = bounds[1].toLongLong();
 }
 
+QByteArray FakeTask::range() const {
+    const std::vector<QByteArray> values = making_.request.headers.values("Range");
+    return values.empty() ? QByteArray() : values.front();
+}
+
 void FakeTask::resume() {
     if (started_.exchange(true))
         return;
     {
-        const std::lock_guard lock(client_.mutex_);
-        client_.started_.push_back(shared_from_this());
-        client_.live_.push_back(shared_from_this());
-        if (client_.sessions_[session_].state != FakeHTTP::SessionState::running)
+        const std::lock_guard lock(making_.client.mutex_);
+        making_.client.started_.push_back(shared_from_this());
+        making_.client.live_.push_back(shared_from_this());
+        if (making_.client.sessions_[making_.session].state != FakeHTTP::SessionState::running)
             cancelAsked_ = true;
         if (cancelAsked_)
-            client_.cancelQueue_.push_back(shared_from_this());
+            making_.client.cancelQueue_.push_back(shared_from_this());
     }
-    if (client_.onStart)
-        client_.onStart(*this);
+    if (making_.client.onStart)
+        making_.client.onStart(*this);
 }
 
 void FakeTask::cancel() {
-    const std::lock_guard lock(client_.mutex_);
+    const std::lock_guard lock(making_.client.mutex_);
     if (cancelAsked_.exchange(true) || complete_ || !started_)
         return;
-    client_.cancelQueue_.push_back(shared_from_this());
+    making_.client.cancelQueue_.push_back(shared_from_this());
 }
 
 void FakeTask::requireOpen() const {
@@ -88,7 +80,7 @@ HTTPDisposition FakeTask::respond(const HTTPResponse& response) {
         throw std::logic_error("a second answer");
     answered_ = true;
     bodyStart_ = response.status == 206 ? first_ : 0;
-    const HTTPDisposition disposition = delegate_.didReceiveResponse(*this, response);
+    const HTTPDisposition disposition = making_.delegate.didReceiveResponse(*this, response);
     refused_ = disposition == HTTPDisposition::cancel;
     if (refused_)
         cancel();
@@ -100,7 +92,7 @@ void FakeTask::send(std::span<const char> data) {
     if (!answered_ || refused_)
         throw std::logic_error("a body without an accepted answer");
     sent_ += static_cast<qint64>(data.size());
-    delegate_.didReceiveData(*this, data);
+    making_.delegate.didReceiveData(*this, data);
 }
 
 void FakeTask::finish() {
@@ -119,11 +111,11 @@ void FakeTask::fail(int code, const QString& description) {
 void FakeTask::complete(const TransportError* error) {
     const std::shared_ptr<FakeTask> self = shared_from_this();
     {
-        const std::lock_guard lock(client_.mutex_);
+        const std::lock_guard lock(making_.client.mutex_);
         complete_ = true;
-        std::erase(client_.live_, self);
+        std::erase(making_.client.live_, self);
     }
-    delegate_.didComplete(*this, error);
+    making_.delegate.didComplete(*this, error);
 }
 
 std::unique_ptr<HTTPSession> FakeHTTP::makeSession(const HTTPSessionConfiguration& configuration) {
@@ -139,7 +131,7 @@ void FakeHTTP::endSession(size_t session, SessionState state) {
     if (state != SessionState::cancelled)
         return;
     for (const std::shared_ptr<FakeTask>& task : live_) {
-        if (task->session_ == session && !task->cancelAsked_.exchange(true))
+        if (task->session() == session && !task->cancelAsked_.exchange(true))
             cancelQueue_.push_back(task);
     }
 }

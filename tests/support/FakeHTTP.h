@@ -23,24 +23,24 @@ public:
         FakeHTTP& client;
         quint64 identifier;
         size_t session;
-        const HTTPRequest& request;
+        HTTPRequest request;
         HTTPTaskDelegate& delegate;
     };
-    explicit FakeTask(const Making& making);
+    explicit FakeTask(Making making);
 
-    [[nodiscard]] quint64 identifier() const override { return identifier_; }
+    [[nodiscard]] quint64 identifier() const override { return making_.identifier; }
     void resume() override;
     /// Only asks: the task ends when the client is pumped or the test ends it otherwise, never from in here,
     /// because the caller may hold a lock that its delegate needs.
     void cancel() override;
 
-    [[nodiscard]] const HTTPRequest& request() const { return request_; }
+    [[nodiscard]] const HTTPRequest& request() const { return making_.request; }
     /// The value of the request's "Range", empty without one, and the bytes that it names.
     [[nodiscard]] QByteArray range() const;
     [[nodiscard]] qint64 first() const { return first_; }
     [[nodiscard]] std::optional<qint64> last() const { return last_; }
     /// Which of the client's sessions made it, in the order of their making.
-    [[nodiscard]] size_t session() const { return session_; }
+    [[nodiscard]] size_t session() const { return making_.session; }
     [[nodiscard]] bool isCancelAsked() const { return cancelAsked_; }
     [[nodiscard]] bool isComplete() const { return complete_; }
     [[nodiscard]] bool hasAnswered() const { return answered_; }
@@ -55,15 +55,10 @@ public:
 
 private:
     friend class FakeHTTP;
-    void readRange();
     void requireOpen() const;
     void complete(const TransportError* error);
 
-    FakeHTTP& client_;
-    const quint64 identifier_;
-    const size_t session_;
-    const HTTPRequest request_;
-    HTTPTaskDelegate& delegate_;
+    const Making making_;
     qint64 first_ = 0;
     std::optional<qint64> last_;
     qint64 bodyStart_ = 0;

@@ -8,19 +8,61 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr char kBoundary[] = "3d6b6a416f9b5";
+class FileAnswer {
+public:
+    FileAnswer(ServerExchange& exchange, const Lies& lies, ServerFile file, SharedPace& pace)
+        : exchange_(exchange)
+        , lies_(lies)
+        , file_(std::move(file))
+        , pace_(pace) {}
+    ~FileAnswer() { release(); }
+    FileAnswer(const FileAnswer&) = delete;
+    FileAnswer& operator=(const FileAnswer&) = delete;
 
-} // namespace
+    void send();
 
-FileAnswer::FileAnswer(ServerExchange& exchange, const Lies& lies, ServerFile file, SharedPace& pace)
-    : exchange_(exchange)
-    , lies_(lies)
-    , file_(std::move(file))
-    , pace_(pace) {}
+private:
+    struct Span {
+        qint64 first;
+        qint64 last;
+    };
 
-FileAnswer::~FileAnswer() {
-    release();
-}
+    bool enter();
+    void release();
+
+    bool rangeIsHonoured() const;
+    std::optional<Span> resolveRange() const;
+    void compose();
+    void composePartial(Span span);
+    void addFileHeaders();
+    void addFraming();
+
+    bool isBodiless() const { return status_ < 200 || status_ == 204 || status_ == 304; }
+    bool hasBody() const { return exchange_.request().method != "HEAD" && !isBodiless(); }
+    bool isChunked() const {
+        return lies_.framing != Framing::Length && lies_.framing != Framing::UntilClose;
+    }
+    QByteArray total() const {
+        return lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
+    }
+    std::optional<qint64> cutWithinBody() const;
+    bool sendHead();
+    bool sendPayload();
+    bool sendPiece(QByteArrayView piece);
+    void sendEnd();
+    void carryOutCut();
+
+    ServerExchange& exchange_;
+    const Lies& lies_;
+    const ServerFile file_;
+    SharedPace& pace_;
+    bool entered_ = false;
+
+    int status_ = 200;
+    HeaderList headers_;
+    QByteArray payload_;       ///< may point into file_
+    qint64 payloadOffset_ = 0; ///< of its first byte in the file
+};
 
 void FileAnswer::send() {
     if (!exchange_.wait(lies_.latency) || !enter())
@@ -96,11 +138,13 @@ void FileAnswer::compose() {
         headers_ = lies_.answer->headers;
         payload_ = lies_.answer->body;
     } else if (!rangeIsHonoured()) {
-        composeWhole();
+        addFileHeaders();
+        payload_ = file_.content;
     } else if (const auto span = resolveRange()) {
         composePartial(*span);
     } else {
-        composeUnsatisfiable();
+        status_ = 416;
+        headers_.emplace_back("Content-Range", "bytes */" + total());
     }
     if (lies_.contentEncoding)
         headers_.emplace_back("Content-Encoding", *lies_.contentEncoding);
@@ -108,41 +152,14 @@ void FileAnswer::compose() {
     addFraming();
 }
 
-void FileAnswer::composeWhole() {
-    headers_.emplace_back("Content-Type", file_.contentType);
-    addFileHeaders();
-    payload_ = file_.content;
-}
-
 void FileAnswer::composePartial(Span span) {
     status_ = lies_.partialStatus.value_or(206);
     addFileHeaders();
     payload_ = QByteArray::fromRawData(file_.content.constData() + span.first, span.last - span.first + 1);
     payloadOffset_ = span.first;
-    addLabels(span);
-}
-
-void FileAnswer::addLabels(Span span) {
-    const QByteArray total = lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
-    const QByteArray truth = lies_.contentRangeUnit + ' ' + QByteArray::number(span.first) + '-' +
-                             QByteArray::number(span.last) + '/' + total;
-    const QByteArray label = lies_.contentRange.value_or(truth);
-    if (lies_.multipart) {
-        headers_.emplace_back("Content-Type", QByteArray("multipart/byteranges; boundary=") + kBoundary);
-        payload_ = QByteArray("\r\n--") + kBoundary + "\r\nContent-Type: " + file_.contentType +
-                   "\r\nContent-Range: " + label + "\r\n\r\n" + payload_ + "\r\n--" + kBoundary + "--\r\n";
-        return;
-    }
-    headers_.emplace_back("Content-Type", file_.contentType);
     if (!lies_.omitContentRange)
-        headers_.emplace_back("Content-Range", label);
-}
-
-void FileAnswer::composeUnsatisfiable() {
-    status_ = 416;
-    const QByteArray total = lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
-    if (!lies_.omitContentRange)
-        headers_.emplace_back("Content-Range", lies_.contentRangeUnit + " */" + total);
+        headers_.emplace_back("Content-Range", "bytes " + QByteArray::number(span.first) + '-' +
+                                                   QByteArray::number(span.last) + '/' + total());
 }
 
 void FileAnswer::addFileHeaders() {
@@ -150,27 +167,19 @@ void FileAnswer::addFileHeaders() {
         if (!value.isEmpty())
             headers_.emplace_back(name, value);
     };
+    add("Content-Type", file_.contentType);
     add("ETag", file_.etag);
     add("Last-Modified", file_.lastModified);
     add("Content-Disposition", file_.contentDisposition);
-    add("Accept-Ranges", file_.acceptRanges);
-}
-
-bool FileAnswer::isChunked() const {
-    return lies_.framing != Framing::Length && lies_.framing != Framing::UntilClose;
-}
-
-bool FileAnswer::hasBody() const {
-    return exchange_.request().method != "HEAD" && status_ >= 200 && status_ != 204 && status_ != 304;
+    add("Accept-Ranges", "bytes");
 }
 
 void FileAnswer::addFraming() {
-    const bool bodiless = status_ == 204 || status_ == 304;
     const bool withLength = lies_.framing == Framing::Length || lies_.framing == Framing::ChunkedAndLength;
     if (lies_.contentLengths) {
         for (const QByteArray& value : *lies_.contentLengths)
             headers_.emplace_back("Content-Length", value);
-    } else if (withLength && !bodiless) {
+    } else if (withLength && !isBodiless()) {
         headers_.emplace_back("Content-Length", QByteArray::number(payload_.size() + lies_.declaredExtra));
     }
     if (isChunked())
@@ -188,16 +197,8 @@ bool FileAnswer::sendHead() {
     if (!cutHere && (!hasBody() || payload_.isEmpty()))
         release();
 
-    if (lies_.headBytesPerSecond > 0) {
-        const auto gap = std::chrono::ceil<std::chrono::milliseconds>(
-            std::chrono::duration<double>(1 / lies_.headBytesPerSecond));
-        for (const char byte : head) {
-            if (!exchange_.wait(gap) || !exchange_.send(QByteArrayView(&byte, 1)))
-                return false;
-        }
-    } else if (!exchange_.send(head)) {
+    if (!exchange_.send(head))
         return false;
-    }
     if (cutHere)
         carryOutCut();
     return !cutHere;
@@ -205,20 +206,11 @@ bool FileAnswer::sendHead() {
 
 /// How much of the payload goes out before the cut; nothing when it is not met.
 std::optional<qint64> FileAnswer::cutWithinBody() const {
-    if (!lies_.cut)
+    if (!lies_.cut || lies_.cut->where == Cut::Where::Head)
         return std::nullopt;
-    qint64 limit = lies_.cut->at;
-    switch (lies_.cut->where) {
-    case Cut::Where::Head:
+    const qint64 limit = lies_.cut->at - (lies_.cut->where == Cut::Where::File ? payloadOffset_ : 0);
+    if (limit < 0)
         return std::nullopt;
-    case Cut::Where::Body:
-        break;
-    case Cut::Where::File:
-        limit -= payloadOffset_;
-        if (limit < 0)
-            return std::nullopt;
-        break;
-    }
     return limit < payload_.size() ? std::optional(limit) : std::nullopt;
 }
 
@@ -245,7 +237,7 @@ bool FileAnswer::sendPayload() {
             return false;
         if (!cut && sent + count == size)
             release();
-        if (!sendPiece(QByteArrayView(payload_).sliced(sent, count), sent == 0))
+        if (!sendPiece(QByteArrayView(payload_).sliced(sent, count)))
             return false;
         sent += count;
     }
@@ -254,12 +246,10 @@ bool FileAnswer::sendPayload() {
     return !cut;
 }
 
-bool FileAnswer::sendPiece(QByteArrayView piece, bool isFirst) {
+bool FileAnswer::sendPiece(QByteArrayView piece) {
     if (!isChunked())
         return exchange_.sendBody(piece);
-    const bool overflows = lies_.framing == Framing::ChunkSizeOverflow && !isFirst;
-    const QByteArray size =
-        overflows ? QByteArray("10000000000000000") : QByteArray::number(piece.size(), 16);
+    const QByteArray size = QByteArray::number(piece.size(), 16);
     return exchange_.send(size + "\r\n") && exchange_.sendBody(piece) && exchange_.send("\r\n");
 }
 
@@ -273,9 +263,8 @@ void FileAnswer::sendEnd() {
         exchange_.stall();
         return;
     }
-    const bool endsByClosing = lies_.framing == Framing::UntilClose ||
-                               lies_.framing == Framing::ChunkedWithoutEnd ||
-                               lies_.framing == Framing::ChunkSizeOverflow;
+    const bool endsByClosing =
+        lies_.framing == Framing::UntilClose || lies_.framing == Framing::ChunkedWithoutEnd;
     if (isChunked() && !endsByClosing && !exchange_.send("0\r\n\r\n"))
         return;
     if (lies_.surplus > 0 && !exchange_.send(QByteArray(lies_.surplus, 'X')))
@@ -301,6 +290,12 @@ void FileAnswer::carryOutCut() {
         exchange_.stall();
         break;
     }
+}
+
+} // namespace
+
+void answerAbout(ServerFile file, const Lies& lies, SharedPace& pace, ServerExchange& exchange) {
+    FileAnswer(exchange, lies, std::move(file), pace).send();
 }
 
 } // namespace fetra::test

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <mutex>
-#include <optional>
 
 namespace fetra::test {
 
@@ -20,53 +19,6 @@ private:
 };
 
 /// One answer about a file, told with the given lies.
-class FileAnswer {
-public:
-    FileAnswer(ServerExchange& exchange, const Lies& lies, ServerFile file, SharedPace& pace);
-    ~FileAnswer();
-    FileAnswer(const FileAnswer&) = delete;
-    FileAnswer& operator=(const FileAnswer&) = delete;
-
-    void send();
-
-private:
-    struct Span {
-        qint64 first;
-        qint64 last;
-    };
-
-    bool enter();
-    void release();
-
-    bool rangeIsHonoured() const;
-    std::optional<Span> resolveRange() const;
-    void compose();
-    void composeWhole();
-    void composePartial(Span span);
-    void composeUnsatisfiable();
-    void addFileHeaders();
-    void addLabels(Span span);
-    void addFraming();
-
-    bool hasBody() const;
-    bool isChunked() const;
-    std::optional<qint64> cutWithinBody() const;
-    bool sendHead();
-    bool sendPayload();
-    bool sendPiece(QByteArrayView piece, bool isFirst);
-    void sendEnd();
-    void carryOutCut();
-
-    ServerExchange& exchange_;
-    const Lies& lies_;
-    const ServerFile file_;
-    SharedPace& pace_;
-    bool entered_ = false;
-
-    int status_ = 200;
-    HeaderList headers_;
-    QByteArray payload_;       ///< may point into file_
-    qint64 payloadOffset_ = 0; ///< of its first byte in the file
-};
+void answerAbout(ServerFile file, const Lies& lies, SharedPace& pace, ServerExchange& exchange);
 
 } // namespace fetra::test

@@ -11,11 +11,9 @@ std::shared_ptr<SlotLimit> SlotLimit::make(Terms terms) {
 }
 
 bool SlotLimit::tryEnter() {
-    const auto now = std::chrono::steady_clock::now();
     const std::lock_guard lock(mutex_);
-    if (inside_ >= terms_.slots || (lastEntry_ && now - *lastEntry_ < terms_.minimumGap))
+    if (inside_ >= terms_.slots)
         return false;
-    lastEntry_ = now;
     ++inside_;
     return true;
 }
@@ -60,17 +58,7 @@ std::chrono::steady_clock::time_point SharedPace::reserve(qint64 bytes, double b
 namespace {
 
 bool matches(When::What what, const ServerRequest& request) {
-    switch (what) {
-    case When::What::Every:
-        return true;
-    case When::What::Probe:
-        return request.isProbe();
-    case When::What::Data:
-        return !request.isProbe();
-    case When::What::RangedData:
-        return request.isRanged() && !request.isProbe();
-    }
-    return false;
+    return what == When::What::Every || request.isProbe() == (what == When::What::Probe);
 }
 
 /// What a script's handler keeps between requests.
@@ -89,7 +77,7 @@ public:
         ServerFile file = lies.file.value_or(script_.file);
         if (lies.freshETag)
             file.etag = "\"fresh-" + QByteArray::number(serial) + '"';
-        FileAnswer(exchange, lies, std::move(file), rule ? rules_[*rule].pace : unused).send();
+        answerAbout(std::move(file), lies, rule ? rules_[*rule].pace : unused, exchange);
     }
 
 private:

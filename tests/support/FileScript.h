@@ -12,15 +12,14 @@
 
 namespace fetra::test {
 
-/// Admits at most so many exchanges at once, or not too soon after one another. One object may stand in the
+/// Admits at most so many exchanges at once. One object may stand in the
 /// lies of several files: the limit is then the host's. Exchanges that were refused do not count.
 class SlotLimit {
 public:
     struct Terms {
-        int slots = std::numeric_limits<int>::max();
-        std::chrono::milliseconds minimumGap{0}; ///< since the last exchange that was admitted
-        int status = 503;                        ///< of a refusal; 0 resets the connection instead
-        QByteArray retryAfter = {};              ///< value of Retry-After, sent when not empty
+        int slots = 1;
+        int status = 503;           ///< of a refusal; 0 resets the connection instead
+        QByteArray retryAfter = {}; ///< value of Retry-After, sent when not empty
     };
     [[nodiscard]] static std::shared_ptr<SlotLimit> make(Terms terms);
     explicit SlotLimit(Terms terms)
@@ -34,7 +33,6 @@ private:
     const Terms terms_;
     std::mutex mutex_;
     int inside_ = 0;
-    std::optional<std::chrono::steady_clock::time_point> lastEntry_;
 };
 
 /// Ends an answer before its time.
@@ -68,7 +66,6 @@ enum class Framing {
     ChunkedWithoutEnd,      ///< all the data, then FIN in place of the last chunk
     ChunkedWithoutEndStall, ///< all the data, then silence
     ChunkedAndLength,       ///< both headers; the body is chunked
-    ChunkSizeOverflow,      ///< the second chunk claims 2^64 bytes and more
     GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
@@ -94,17 +91,13 @@ struct Lies {
     QByteArray version = "HTTP/1.1";
     std::optional<int> partialStatus = {}; ///< status of a ranged answer in place of 206
     bool omitContentRange = false;
-    QByteArray contentRangeUnit = "bytes";
     std::optional<QByteArray> contentRangeTotal = {}; ///< in place of the size: "*", "12345"
-    std::optional<QByteArray> contentRange = {};      ///< the whole value, verbatim
-    bool multipart = false; ///< a ranged answer as multipart/byteranges with one part
     std::optional<std::vector<QByteArray>> contentLengths =
         {};                   ///< verbatim, one header each; empty: none (Framing::Length)
     qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
     std::optional<QByteArray> contentEncoding = {}; ///< the header's value; the body stays as it is
     HeaderList extraHeaders = {};
-    bool connectionClose = false;  ///< says so and does so
-    double headBytesPerSecond = 0; ///< 0: at once
+    bool connectionClose = false; ///< says so and does so
 
     // The body.
     Framing framing = Framing::Length;
@@ -124,7 +117,6 @@ struct When {
         Every,
         Probe, ///< Range: bytes=0-0
         Data,  ///< all but the probe
-        RangedData,
     };
     What what = What::Every;
     qint64 first = 1;

@@ -1,6 +1,5 @@
 #include "support/ScriptedServer.h"
 
-#include "support/RequestParser.h"
 #include "support/ServerSocket.h"
 
 #include <openssl/pem.h>
@@ -85,7 +84,7 @@ std::optional<ServerRequest> ScriptedServer::Connection::readRequest() {
         if (unread_.size() > kMaxHeadBytes || !readMore())
             return std::nullopt;
     }
-    auto request = parseRequestHead(QByteArrayView(unread_).first(end));
+    auto request = ServerRequest::parseHead(QByteArrayView(unread_).first(end));
     unread_.remove(0, end + 4);
     if (!request)
         return std::nullopt;

@@ -16,8 +16,8 @@ class ServerSocket;
 
 using HeaderList = std::vector<std::pair<QByteArray, QByteArray>>;
 
-/// The one range of a "Range: bytes=..." header. "bytes=-5" has no first, "bytes=5-" no last; both ends
-/// inclusive.
+/// The one range of a "Range: bytes=..." header; what names several, or another unit, counts as none.
+/// "bytes=-5" has no first, "bytes=5-" no last; both ends inclusive.
 struct RequestedRange {
     std::optional<qint64> first;
     std::optional<qint64> last;
@@ -34,9 +34,10 @@ struct ServerRequest {
 
     qint64 serial = 0; ///< number of the request on this server, from 1
 
+    /// One head without its blank line; nothing when it is not an HTTP request.
+    [[nodiscard]] static std::optional<ServerRequest> parseHead(QByteArrayView head);
     /// The first value of that name in any case of letters; nothing when the header is absent.
     [[nodiscard]] std::optional<QByteArray> header(QByteArrayView name) const;
-    [[nodiscard]] bool isRanged() const { return range.has_value(); }
     /// The customary first question about a file, "Range: bytes=0-0".
     [[nodiscard]] bool isProbe() const { return range && range->first == 0 && range->last == 0; }
 };

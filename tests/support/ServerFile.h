@@ -17,7 +17,6 @@ struct ServerFile {
     QByteArray lastModified = "Tue, 05 Mar 2024 10:00:00 GMT";
     QByteArray contentType = "application/octet-stream";
     QByteArray contentDisposition = {};
-    QByteArray acceptRanges = "bytes";
 
     /// Pseudo-random content with the default headers.
     [[nodiscard]] static ServerFile ofSize(qint64 size, quint64 seed = 1) {

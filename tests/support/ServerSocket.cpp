@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// TLS writes are cut so that a vanished client is noticed in the middle of a large body.
+// Writes are cut so that a vanished client is noticed in the middle of a large body.
 constexpr qsizetype kPieceBytes = 256 * 1024;
 
 } // namespace
@@ -59,32 +59,22 @@ qsizetype ServerSocket::receive(char* buffer, qsizetype capacity) {
 }
 
 bool ServerSocket::send(QByteArrayView bytes) {
-    if (!tls_)
-        return sendPlain(bytes);
-    while (!bytes.isEmpty()) {
-        if (ended_)
-            return false;
-        ERR_clear_error();
-        std::size_t count = 0;
+    while (!bytes.isEmpty() && !ended_) {
         const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
-        if (SSL_write_ex(tls_.get(), bytes.data(), piece, &count) != 1)
-            return false;
-        bytes = bytes.sliced(static_cast<qsizetype>(count));
-    }
-    return !ended_;
-}
-
-bool ServerSocket::sendPlain(QByteArrayView bytes) {
-    while (!bytes.isEmpty()) {
-        if (ended_)
-            return false;
-        const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
-        const ssize_t count = ::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return false;
-        bytes = bytes.sliced(count);
+        std::size_t taken = 0;
+        if (tls_) {
+            ERR_clear_error();
+            if (SSL_write_ex(tls_.get(), bytes.data(), piece, &taken) != 1)
+                return false;
+        } else {
+            const ssize_t count = ::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL);
+            if (count < 0 && errno == EINTR)
+                continue;
+            if (count <= 0)
+                return false;
+            taken = static_cast<std::size_t>(count);
+        }
+        bytes = bytes.sliced(static_cast<qsizetype>(taken));
     }
     return !ended_;
 }

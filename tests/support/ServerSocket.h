@@ -43,7 +43,6 @@ public:
     void shutDown();
 
 private:
-    [[nodiscard]] bool sendPlain(QByteArrayView bytes);
     void drainSendBuffer() const;
     void closeDescriptor();
 

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include <stdexcept>
+#include <sys/stat.h>
 
 namespace fetra::test {
 
@@ -39,6 +40,18 @@ QByteArray TempFolder::read(const QString& name) const {
 bool TempFolder::contains(const QString& name) const {
     const QFileInfo info(path(name));
     return info.exists() || info.isSymLink();
+}
+
+mode_t TempFolder::mode(const QString& name) const {
+    struct stat status {};
+    ::stat(QFile::encodeName(path(name)).constData(), &status);
+    return status.st_mode & 07777;
+}
+
+ino_t TempFolder::inode(const QString& name) const {
+    struct stat status {};
+    ::stat(QFile::encodeName(path(name)).constData(), &status);
+    return status.st_ino;
 }
 
 QStringList TempFolder::names(const QString& subfolder) const {

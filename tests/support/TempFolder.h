@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 
 #include <optional>
+#include <sys/types.h>
 
 namespace fetra::test {
 
@@ -23,6 +24,9 @@ public:
     /// Throws std::runtime_error when there is no such file.
     [[nodiscard]] QByteArray read(const QString& name) const;
     [[nodiscard]] bool contains(const QString& name) const;
+    /// Permissions and identity of the file; all zero when there is none.
+    [[nodiscard]] mode_t mode(const QString& name) const;
+    [[nodiscard]] ino_t inode(const QString& name) const;
     /// Sorted by bytes, hidden ones and folders included, one level deep.
     [[nodiscard]] QStringList names(const QString& subfolder = {}) const;
 

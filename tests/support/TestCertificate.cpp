@@ -113,8 +113,6 @@ Draft draftFor(TestCertificate::Kind kind) {
         break;
     case TestCertificate::Kind::Expired:
         return {.commonName = "localhost", .names = kNames, .fromDay = -60, .toDay = -30};
-    case TestCertificate::Kind::NotYetValid:
-        return {.commonName = "localhost", .names = kNames, .fromDay = 30, .toDay = 60};
     case TestCertificate::Kind::OtherName:
         return {.commonName = "elsewhere.example", .names = "DNS:elsewhere.example"};
     case TestCertificate::Kind::SelfSigned:

@@ -1,105 +1,31 @@
 #include "HelperRun.h"
 
-#include "support/Eventually.h"
-
-#include <QJsonDocument>
-
 #include <arpa/inet.h>
-#include <csignal>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
-#include <vector>
 
 namespace fetra::test {
 
-using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-HelperRun::HelperRun(const Setup& setup) {
-    QByteArrayList words{"/usr/bin/env", "FETRA_TORRENT_LOCAL=1",
-                         "XDG_DATA_HOME=" + setup.dataFolder.toUtf8()};
+namespace {
+
+ProgramRun::Setup programSetup(const HelperRun::Setup& setup) {
+    QStringList words = setup.wrapper + QStringList{QStringLiteral(FETRA_BIN_DIR "/fetra-torrent")};
+    ProgramRun::Setup program{.program = words.first(), .arguments = words.sliced(1) + setup.arguments};
+    program.environment.insert(u"FETRA_TORRENT_LOCAL"_s, u"1"_s);
+    program.environment.insert(u"XDG_DATA_HOME"_s, setup.dataFolder);
     if (setup.port != 0)
-        words += "FETRA_TORRENT_LISTEN=127.0.0.1:" + QByteArray::number(setup.port);
-    for (const QString& word : setup.wrapper)
-        words += word.toUtf8();
-    words += FETRA_BIN_DIR "/fetra-torrent";
-    for (const QString& word : setup.arguments)
-        words += word.toUtf8();
-    std::vector<char*> pointers;
-    for (QByteArray& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        throw std::runtime_error("no pipe");
-    const int quiet = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-    process_ = ::fork();
-    if (process_ == 0) {
-        ::dup2(ends[1], STDOUT_FILENO);
-        ::dup2(quiet, STDERR_FILENO);
-        ::execv(pointers.front(), pointers.data());
-        ::_exit(127);
-    }
-    ::close(quiet);
-    ::close(ends[1]);
-    pipe_ = ends[0];
-    ::fcntl(pipe_, F_SETFL, O_NONBLOCK);
+        program.environment.insert(u"FETRA_TORRENT_LISTEN"_s, u"127.0.0.1:%1"_s.arg(setup.port));
+    return program;
 }
 
-HelperRun::~HelperRun() {
-    if (process_ > 0) {
-        ::kill(process_, SIGKILL);
-        ::waitpid(process_, nullptr, 0);
-    }
-    ::close(pipe_);
-}
+} // namespace
 
-void HelperRun::send(int signal) {
-    ::kill(process_, signal);
-}
-
-bool HelperRun::collect() {
-    char buffer[4096];
-    ssize_t count = 0;
-    while ((count = ::read(pipe_, buffer, sizeof buffer)) > 0)
-        output_.append(buffer, count);
-    return count < 0;
-}
-
-bool HelperRun::runUntil(const std::function<bool()>& condition) {
-    bool held = false;
-    const bool ended = eventually(30s, [&] {
-        const bool open = collect();
-        held = condition();
-        return held || !open;
-    });
-    return ended && held;
-}
-
-std::optional<int> HelperRun::exitStatus() {
-    int status = 0;
-    if (!eventually(30s, [&] {
-            collect();
-            return ::waitpid(process_, &status, WNOHANG) == process_;
-        }))
-        return std::nullopt;
-    process_ = -1;
-    collect();
-    return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
-}
-
-QList<QJsonObject> HelperRun::lines() const {
-    QList<QJsonObject> objects;
-    const QByteArrayList texts = output_.split('\n');
-    for (qsizetype i = 0; i + 1 < texts.size(); ++i)
-        objects += QJsonDocument::fromJson(texts[i]).object();
-    return objects;
-}
+HelperRun::HelperRun(const Setup& setup)
+    : ProgramRun(programSetup(setup)) {}
 
 qint64 HelperRun::last(const QString& key) const {
     qint64 value = 0;

@@ -11,13 +11,8 @@ namespace {
 using namespace Qt::StringLiterals;
 using Line = TorrentStatusLine;
 
-struct Case {
-    QByteArray text;
-    std::optional<Line> expected;
-};
-
 TEST(TorrentStatusLine, TakesWhatHasTheRightTypeAndNothingElse) {
-    const Case cases[] = {
+    const std::pair<QByteArray, std::optional<Line>> cases[] = {
         {R"({"type":"status","name":"n","total":10,"completed":3,"peers":4,"seeds":2,"rate":1.5,"upload":2,"uploaded":7})",
          Line{.name = u"n"_s,
               .total = 10,
@@ -47,8 +42,8 @@ TEST(TorrentStatusLine, TakesWhatHasTheRightTypeAndNothingElse) {
         {R"({"total":1} x)", std::nullopt},
         {"{\"name\":\"\xff\"}", std::nullopt},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(Line::parse(c.text), c.expected) << c.text.constData();
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(Line::parse(text), expected) << text.constData();
 }
 
 QByteArrayList linesOf(const QByteArrayList& pieces) {

@@ -5,7 +5,9 @@
 #include "TorrentRun.h"
 
 #include "support/Eventually.h"
-#include "support/NginxServer.h"
+#include "support/FileScript.h"
+#include "support/Routes.h"
+#include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -105,20 +107,20 @@ TEST(TorrentSwarm, MagnetLinkIsKilledResumedPausedAndCompleted) {
 }
 
 TEST(TorrentSwarm, RemoteTorrentFileWithAWebSeedAndAFolderOfFiles) {
-    if (!NginxServer::available())
-        GTEST_SKIP() << "nginx is not installed";
     const TempFolder folder;
     confineHelpers(folder.path(u"data"_s));
     TestTorrent torrent{.name = "set",
                         .files = {{.path = {"a.bin"}, .content = randomContent(700'000)},
                                   {.path = {"deep", "b c.bin"}, .content = randomContent(1'300'000)},
                                   {.path = {"empty"}}}};
+    ScriptedServer server;
+    torrent.webSeed = server.url("/seed/");
+    std::map<QByteArray, Handler> paths{{"/x.torrent", serve(ServerFile{.content = torrent.bytes()})}};
     for (const TestTorrent::File& file : torrent.files)
-        folder.write(u"www/seed/set/"_s + QString::fromUtf8(file.path.join('/')), file.content);
-    NginxServer nginx({.folder = folder.path(u"www"_s)});
-    torrent.webSeed = nginx.url("/seed/");
-    folder.write(u"www/x.torrent"_s, torrent.bytes());
-    TorrentRun run(nginx.url("/x.torrent"), folder.path(u"out"_s));
+        paths["/seed/set/" + file.path.join('/').toPercentEncoding("/")] =
+            serve(ServerFile{.content = file.content});
+    server.setHandler(routes(paths));
+    TorrentRun run(server.url("/x.torrent"), folder.path(u"out"_s));
     ASSERT_EQ(run.ending(), u"complete"_s);
     EXPECT_EQ(run.starts(), QStringList(u"set"_s));
     EXPECT_EQ(run.result()->bytes, 2'000'000);

@@ -40,12 +40,8 @@ Rows ranges() {
         Row("ranges_without_a_total", {every({.contentRangeTotal = "*"})}),
         Row("data_without_a_total", {data({.contentRangeTotal = "*"})}),
         Row("ranges_without_labels", {every({.omitContentRange = true})}),
-        Row("ranges_in_parts", {every({.multipart = true})}),
-        refused("data_in_parts", {.multipart = true}),
         refused("data_shifted", {.rangeShift = 1000}),
-        refused("data_labelled_as_the_beginning", {.contentRange = "bytes 0-99/2097152"}).over({8}),
         refused("data_of_a_larger_file", {.contentRangeTotal = "12345678"}),
-        refused("data_in_another_unit", {.contentRangeUnit = "pages"}),
         refused("data_as_203", {.partialStatus = 203}, "203"),
         Row("data_as_200", {data({.partialStatus = 200})}),
         Row("one_byte_as_the_whole_file", {probe({.partialStatus = 200})})
@@ -75,9 +71,6 @@ Rows framings() {
             .alsoTLS(),
         whole("chunked_silence_at_the_end", {.framing = Framing::ChunkedWithoutEndStall})
             .ends("exhaustedRetries The request timed out", 0, Left::Part)
-            .over({8}),
-        whole("chunk_of_impossible_size", {.framing = Framing::ChunkSizeOverflow})
-            .ends("exhaustedRetries", 1, Left::Part)
             .over({8}),
         whole("no_length", {.framing = Framing::UntilClose}).alsoTLS(),
         whole("no_length_but_reset",

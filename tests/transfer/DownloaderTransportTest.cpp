@@ -59,9 +59,6 @@ Rows pacesAndCuts() {
         Row("probe_never_answered", {probe({.latency = 60s})})
             .ends("transport -1001", 12, Left::Nothing)
             .over({1}),
-        Row("probe_head_drips_too_slowly", {probe({.headBytesPerSecond = 3})})
-            .ends("transport -1001", 12, Left::Nothing)
-            .over({1}),
         Row("one_connection_is_never_served").over({8}).meets(fate(ConnectionFate::Silence, 4, 4)).alsoTLS(),
         Row("some_connections_close_at_once").over({8}).meets(fate(ConnectionFate::Close, 2, 4)).alsoTLS(),
         Row("some_connections_reset_at_once").over({8}).meets(fate(ConnectionFate::Reset, 2, 4)),
@@ -93,7 +90,6 @@ Rows limits() {
             .over({8}),
         Row("serves_four_and_resets", {limited({.slots = 4, .status = 0})}).over({8}),
         Row("one_at_a_time", {limited({.slots = 1})}).over({8}),
-        Row("refuses_what_comes_too_soon", {limited({.minimumGap = 40ms})}).over({8}),
         Row("overloaded_for_good", {data({.answer = statusAnswer(503, "0")})})
             .ends("exhaustedRetries HTTP 503", 2)
             .alsoTLS(),
