@@ -2,7 +2,7 @@
 
 #include "support/SystemFaults.h"
 #include "support/TempFolder.h"
-#include "system/PosixError.h"
+#include "support/ThrownBy.h"
 
 #include <gtest/gtest.h>
 #include <QFile>
@@ -11,7 +11,6 @@
 #include <cerrno>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace fetra {
 namespace {
@@ -20,16 +19,6 @@ using namespace Qt::StringLiterals;
 using test::SystemFaults;
 using test::TempFolder;
 
-/// The code that `write` throws, 0 when it does not.
-int writeError(const QString& path, const QByteArray& content) {
-    try {
-        AtomicFile::write(path, content);
-        return 0;
-    } catch (const PosixError& error) {
-        return error.code();
-    }
-}
-
 TEST(AtomicFileTest, ReplacesTheContentInAPrivateFileAndLeavesNothingElse) {
     const TempFolder folder;
     const QString path = folder.write(u"state.json"_s, "old and longer");
@@ -37,9 +26,7 @@ TEST(AtomicFileTest, ReplacesTheContentInAPrivateFileAndLeavesNothingElse) {
     AtomicFile::write(path, "new");
     EXPECT_EQ(folder.read(u"state.json"_s), "new");
     EXPECT_EQ(folder.names(), QStringList{u"state.json"_s});
-    struct stat status {};
-    ASSERT_EQ(::stat(QFile::encodeName(path).constData(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    EXPECT_EQ(folder.mode(u"state.json"_s), 0600U);
 }
 
 TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
@@ -65,7 +52,7 @@ TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
         faults.limitWrites(2);
         faults.failWrite(each.writes);
         faults.failSync(each.syncs);
-        EXPECT_EQ(writeError(path, "0123"), each.code);
+        EXPECT_EQ(test::posixCode([&] { AtomicFile::write(path, "0123"); }), each.code);
         EXPECT_EQ(folder.read(u"a"_s), each.content);
         EXPECT_EQ(folder.names(), QStringList{u"a"_s});
     }
@@ -75,8 +62,7 @@ TEST(AtomicFileTest, AStaleTemporaryFileIsReplacedAndALinkThereNotFollowed) {
     const TempFolder folder;
     const QString victim = folder.write(u"victim"_s, "precious");
     const QString path = folder.path(u"a"_s);
-    ASSERT_EQ(
-        ::symlink(QFile::encodeName(victim).constData(), QFile::encodeName(path + u".tmp"_s).constData()), 0);
+    ASSERT_TRUE(QFile::link(victim, path + u".tmp"_s));
     AtomicFile::write(path, "new");
     EXPECT_EQ(folder.read(u"victim"_s), "precious");
     EXPECT_EQ(folder.read(u"a"_s), "new");
