@@ -17,13 +17,9 @@ TEST(ByteFormatTest, Sizes) {
         {-5'000, u"-5000 B"_s},
         {1'023, u"1023 B"_s},
         {1'024, u"1.00 KB"_s},
-        {1'152, u"1.12 KB"_s}, // 1.125: a tie goes to the even digit, as in printf.
-        {1'536, u"1.50 KB"_s},
         {1'048'575, u"1024.00 KB"_s},
         {1'048'576, u"1.00 MB"_s},
-        {1'073'741'824, u"1.00 GB"_s},
         {1'099'511'627'776, u"1.00 TB"_s},
-        {1'125'899'906'842'624, u"1024.00 TB"_s},
         {std::numeric_limits<qint64>::max(), u"8388608.00 TB"_s},
     };
     for (const auto& [bytes, text] : cases)

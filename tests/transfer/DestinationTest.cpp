@@ -2,12 +2,9 @@
 
 #include "DownloadRun.h"
 #include "support/Eventually.h"
-#include "support/FileScript.h"
 #include "support/Routes.h"
-#include "support/ScriptedServer.h"
 #include "transfer/FileSink.h"
 
-#include <gtest/gtest.h>
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -42,17 +39,10 @@ void asOrdinaryUser(const std::function<void()>& action) {
 }
 
 TEST(DestinationTest, FollowsTheTargetAndOverwritesNothing) {
-    struct Case {
-        const char* name;
-        QStringList present;
-        QString target;
-        QString result;
-    };
-    const std::vector<Case> cases{
+    // What is there already, the target below the folder, and where it goes.
+    const std::tuple<const char*, QStringList, QString, QString> cases[] = {
         {"existing folder", {}, u""_s, u"a.zip"_s},
         {"name in use", {u"a.zip"_s}, u""_s, u"a (1).zip"_s},
-        {"two names in use", {u"a.zip"_s, u"a (1).zip"_s}, u""_s, u"a (2).zip"_s},
-        {"number with a partial file", {u"a.zip"_s, u"a (1).zip.part"_s}, u""_s, u"a (2).zip"_s},
         {"partial file", {u"a.zip.part"_s}, u""_s, u"a.zip"_s},
         {"partial file beside a finished one", {u"a.zip"_s, u"a.zip.part"_s}, u""_s, u"a.zip"_s},
         {"record", {u"a.zip.fetra"_s}, u""_s, u"a.zip"_s},
@@ -65,13 +55,13 @@ TEST(DestinationTest, FollowsTheTargetAndOverwritesNothing) {
         {"folder without a slash", {u"folder/inside"_s}, u"/folder"_s, u"folder/a.zip"_s},
     };
     const RemoteInfo info{.suggestedFilename = u"a.zip"_s};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, present, target, goes] : cases) {
+        SCOPED_TRACE(name);
         const TempFolder folder;
-        for (const QString& name : each.present)
-            folder.write(name, "x");
-        const QUrl result = Downloader::resolveDestination(fileURL(folder.path() + each.target), info);
-        EXPECT_EQ(result, fileURL(folder.path(each.result)));
+        for (const QString& each : present)
+            folder.write(each, "x");
+        const QUrl result = Downloader::resolveDestination(fileURL(folder.path() + target), info);
+        EXPECT_EQ(result, fileURL(folder.path(goes)));
         EXPECT_TRUE(QFileInfo(QFileInfo(result.toLocalFile()).path()).isDir());
     }
 }
@@ -81,18 +71,19 @@ TEST(DestinationTest, LeavesAPartialFileToTheTransferThatHasIt) {
     const RemoteInfo info{.suggestedFilename = u"a.zip"_s};
     folder.write(u"a.zip.fetra"_s, "x");
     auto sink = std::make_unique<FileSink>(folder.path(u"a.zip.part"_s), 10, false);
-    EXPECT_EQ(Downloader::resolveDestination(folderURL(folder.path()), info),
+    EXPECT_EQ(Downloader::resolveDestination(fileURL(folder.path() + u'/'), info),
               fileURL(folder.path(u"a (1).zip"_s)));
     sink.reset();
-    EXPECT_EQ(Downloader::resolveDestination(folderURL(folder.path()), info),
+    EXPECT_EQ(Downloader::resolveDestination(fileURL(folder.path() + u'/'), info),
               fileURL(folder.path(u"a.zip"_s)));
 }
 
 TEST(DestinationTest, TakesALinkThatLeadsNowhereForAFile) {
     const TempFolder folder;
-    ASSERT_EQ(::symlink("/nowhere", folder.path(u"a.zip"_s).toUtf8().constData()), 0);
-    EXPECT_EQ(Downloader::resolveDestination(folderURL(folder.path()), {.suggestedFilename = u"a.zip"_s}),
-              fileURL(folder.path(u"a (1).zip"_s)));
+    ASSERT_TRUE(QFile::link(u"/nowhere"_s, folder.path(u"a.zip"_s)));
+    EXPECT_EQ(
+        Downloader::resolveDestination(fileURL(folder.path() + u'/'), {.suggestedFilename = u"a.zip"_s}),
+        fileURL(folder.path(u"a (1).zip"_s)));
 }
 
 TEST(DestinationTest, PutsTheNumberBeforeTheExtension) {
@@ -115,30 +106,23 @@ TEST(DestinationTest, InventsANameWhenAllNumbersAreTaken) {
     EXPECT_TRUE(pattern.match(name).hasMatch()) << name.toStdString();
 }
 
-class DestinationOfDownloads : public ::testing::Test {
+class DestinationOfDownloads : public DownloadTest {
 protected:
+    DestinationOfDownloads()
+        : DownloadTest(600'000) {}
+
     static ServerFile fileNumber(int number) {
         return ServerFile::ofSize(600'000, static_cast<quint64>(number + 1));
     }
-    DownloadRequest request(const QByteArray& path = "/0/f.bin") const {
-        return toFolder(server.url(path), folder.path());
-    }
-    void serveFiles(int count, const Lies& lies) {
-        std::map<QByteArray, Handler> paths;
-        for (int number = 0; number < count; ++number)
-            paths["/" + QByteArray::number(number) + "/f.bin"] =
-                serve(fileNumber(number), lies, {.what = When::What::Data});
-        server.setHandler(routes(paths));
-    }
-
-    const TempFolder folder;
-    ScriptedServer server{serve(fileNumber(0))};
-    RealWorld world;
 };
 
 TEST_F(DestinationOfDownloads, KeepAllOfManyFilesOfOneNameThatComeAtOnce) {
     constexpr int count = 8;
-    serveFiles(count, {.bytesPerSecond = 500'000});
+    std::map<QByteArray, Handler> paths;
+    for (int number = 0; number < count; ++number)
+        paths["/" + QByteArray::number(number) + "/f.bin"] =
+            serve(fileNumber(number), {.bytesPerSecond = 500'000}, {.what = When::What::Data});
+    server.setHandler(routes(paths));
     std::list<RunningDownload> running;
     for (int number = 0; number < count; ++number)
         running.emplace_back(world, request("/" + QByteArray::number(number) + "/f.bin"), impatient(4));
@@ -156,16 +140,16 @@ TEST_F(DestinationOfDownloads, KeepAllOfManyFilesOfOneNameThatComeAtOnce) {
 }
 
 TEST_F(DestinationOfDownloads, KeepARunningTransferOfTheSameAddressUndisturbed) {
-    serveFiles(1, {.totalBytesPerSecond = 600'000});
+    server.setHandler(throttled(file, 600'000));
     RunningDownload first(world, request(), impatient(4));
     ASSERT_TRUE(eventually(10s, [&] { return first.receivedBytes() > 0; }));
-    const Ending second = download(world, request(), impatient(4));
+    const Ending second = run();
     EXPECT_EQ(second.words, u"complete"_s);
     EXPECT_EQ(second.name(), u"f (1).bin"_s);
     EXPECT_EQ(first.end().words, u"complete"_s);
     EXPECT_EQ(folder.names(), (QStringList{u"f (1).bin"_s, u"f.bin"_s}));
     for (const QString& name : folder.names())
-        EXPECT_TRUE(folder.read(name) == fileNumber(0).content);
+        EXPECT_TRUE(folder.read(name) == file.content);
 }
 
 TEST_F(DestinationOfDownloads, MoveOnWhenSomethingAppearsUnderTheNameMeanwhile) {
@@ -193,7 +177,7 @@ TEST_F(DestinationOfDownloads, MoveOnWhenSomethingAppearsUnderTheNameMeanwhile) 
         };
         const Ending ending = download(world, what, impatient(4));
         EXPECT_EQ(ending.name(), each.result);
-        EXPECT_TRUE(folder.tryRead(each.result) == fileNumber(0).content);
+        EXPECT_TRUE(folder.tryRead(each.result) == file.content);
         EXPECT_EQ(folder.tryRead(u"f (1).bin"_s) == "theirs too", each.result == u"f (2).bin"_s);
         EXPECT_TRUE(QFileInfo(folder.path(u"f.bin"_s)).isDir() || folder.read(u"f.bin"_s) == "theirs");
         for (const QString& name : folder.names()) {
@@ -207,8 +191,7 @@ TEST_F(DestinationOfDownloads, MoveOnWhenSomethingAppearsUnderTheNameMeanwhile) 
 TEST_F(DestinationOfDownloads, EndWithTheSystemsReasonWhereNothingCanBeMade) {
     folder.write(u"file"_s, "x");
     ASSERT_EQ(::chmod(folder.path().toUtf8().constData(), 0555), 0);
-    asOrdinaryUser(
-        [&] { EXPECT_EQ(download(world, request(), impatient(4)).words, u"io Permission denied"_s); });
+    asOrdinaryUser([&] { EXPECT_EQ(run().words, u"io Permission denied"_s); });
     ASSERT_EQ(::chmod(folder.path().toUtf8().constData(), 0755), 0);
     DownloadRequest below = request();
     below.target = fileURL(folder.path(u"file/f.bin"_s));
@@ -220,35 +203,29 @@ TEST_F(DestinationOfDownloads, EndWithTheSystemsReasonWhereNothingCanBeMade) {
 
 TEST_F(DestinationOfDownloads, KeepAPartialFileThatMustNotBeWritten) {
     ASSERT_EQ(::chmod(folder.path().toUtf8().constData(), 0777), 0);
-    serveFiles(1, {.totalBytesPerSecond = 600'000});
+    server.setHandler(throttled(file, 600'000));
     asOrdinaryUser([&] {
-        RunningDownload running(world, request(), impatient(4));
-        ASSERT_TRUE(eventually(10s, [&] { return running.receivedBytes() > 100'000; }));
-        running.cancel();
-        ASSERT_EQ(running.end().words, u"cancelled"_s);
-        const qint64 held = heldBytes(folder, u"f.bin"_s, fileNumber(0).content);
+        const qint64 kept = interrupt(100'000, request(), impatient(4));
         const QByteArray part = folder.path(u"f.bin.part"_s).toUtf8();
         ASSERT_EQ(::chmod(part.constData(), 0444), 0);
-        EXPECT_EQ(download(world, request(), impatient(4)).words, u"io Permission denied"_s);
-        EXPECT_EQ(heldBytes(folder, u"f.bin"_s, fileNumber(0).content), held);
+        EXPECT_EQ(run().words, u"io Permission denied"_s);
+        EXPECT_EQ(held(), kept);
         ASSERT_EQ(::chmod(part.constData(), 0644), 0);
-        const Ending ending = download(world, request(), impatient(4));
+        const Ending ending = run();
         ASSERT_EQ(ending.words, u"complete"_s);
-        EXPECT_EQ(ending.result->resumedFrom, held);
+        EXPECT_EQ(ending.result->resumedFrom, kept);
     });
-    EXPECT_TRUE(folder.read(u"f.bin"_s) == fileNumber(0).content);
+    EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
 }
 
 TEST_F(DestinationOfDownloads, NeverWriteThroughALink) {
     const TempFolder elsewhere;
     const QString victim = elsewhere.write(u"victim"_s, "precious");
-    for (const char* suffix : {".part", ".fetra", ".fetra.tmp"})
-        ASSERT_EQ(
-            ::symlink(victim.toUtf8().constData(), (folder.path(u"f.bin"_s).toUtf8() + suffix).constData()),
-            0);
-    const Ending ending = download(world, request(), impatient(4));
+    for (const QString& suffix : {u".part"_s, u".fetra"_s, u".fetra.tmp"_s})
+        ASSERT_TRUE(QFile::link(victim, folder.path(u"f.bin"_s + suffix)));
+    const Ending ending = run();
     EXPECT_EQ(ending.words, u"complete"_s);
-    EXPECT_TRUE(folder.tryRead(ending.name()) == fileNumber(0).content);
+    EXPECT_TRUE(folder.tryRead(ending.name()) == file.content);
     EXPECT_EQ(elsewhere.read(u"victim"_s), "precious");
 }
 

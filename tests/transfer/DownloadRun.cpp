@@ -1,10 +1,9 @@
 #include "DownloadRun.h"
 
 #include "http/TransportError.h"
-#include "support/TestCertificate.h"
+#include "support/Eventually.h"
 #include "transfer/DownloadError.h"
-
-#include <gtest/gtest.h>
+#include "transfer/ResumeStore.h"
 
 namespace fetra::test {
 
@@ -92,15 +91,11 @@ DownloadOptions impatient(qint64 connections, qint64 maxRetries) {
     return options;
 }
 
-QUrl folderURL(const QString& path) {
-    return QUrl::fromLocalFile(path + u'/');
-}
-
 DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>& mirrors) {
     DownloadRequest request;
     request.url = url;
     request.mirrors = mirrors;
-    request.target = folderURL(path);
+    request.target = QUrl::fromLocalFile(path + u'/');
     return request;
 }
 
@@ -110,6 +105,38 @@ void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& co
         EXPECT_TRUE(unfinished || folder.read(name) == content)
             << name.toStdString() << " is not what was served";
     }
+}
+
+Handler DownloadTest::throttled(const ServerFile& what, double bytesPerSecond) {
+    return serve(what, {.totalBytesPerSecond = bytesPerSecond}, {.what = When::What::Data});
+}
+
+qint64 DownloadTest::interrupt(qint64 enough, const DownloadRequest& what, const DownloadOptions& options) {
+    RunningDownload running(world, what, options);
+    EXPECT_TRUE(eventually(std::chrono::seconds(20),
+                           [&] { return running.receivedBytes() > enough || running.isOver(); }));
+    running.cancel();
+    EXPECT_EQ(running.end().words, u"cancelled"_s);
+    return held();
+}
+
+void DownloadTest::expectDelivered(const Ending& ending, const ServerFile& what, qint64 resumedFrom) const {
+    EXPECT_EQ(ending.words, u"complete"_s);
+    EXPECT_EQ(folder.names(), QStringList{u"f.bin"_s});
+    EXPECT_TRUE(folder.tryRead(u"f.bin"_s) == what.content);
+    ASSERT_TRUE(ending.isComplete());
+    EXPECT_EQ(ending.result->resumedFrom, resumedFrom);
+    EXPECT_EQ(ending.result->bytesThisSession, what.content.size() - resumedFrom);
+    EXPECT_EQ(ending.result->bytes, what.content.size());
+}
+
+void DownloadTest::saveWholeRecord(const std::optional<QString>& etag) const {
+    const qint64 size = file.content.size();
+    ResumeStore::save({.url = server.url("/f.bin").toString(QUrl::FullyEncoded),
+                       .totalSize = size,
+                       .etag = etag,
+                       .segments = {{.start = 0, .end = size - 1, .current = size}}},
+                      folder.path(u"f.bin.fetra"_s));
 }
 
 } // namespace fetra::test

@@ -2,13 +2,16 @@
 
 #include "http/CurlClient.h"
 #include "segmented/EngineServices.h"
+#include "support/FileScript.h"
 #include "support/HeldBytes.h"
+#include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
 #include "system/Clock.h"
 #include "system/Random.h"
 #include "system/Ticker.h"
 #include "transfer/Downloader.h"
 
+#include <gtest/gtest.h>
 #include <QString>
 
 #include <atomic>
@@ -78,10 +81,36 @@ private:
 
 /// The shortest time-out, small segments, and so many failures in a row as the test has patience for.
 [[nodiscard]] DownloadOptions impatient(qint64 connections, qint64 maxRetries = 12);
-[[nodiscard]] QUrl folderURL(const QString& path);
 [[nodiscard]] DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>& mirrors = {});
 
 /// Fails the test for every file that bears a finished file's name and is not `content`.
 void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& content);
+
+/// A server with one file, and a folder into which "f.bin" is fetched.
+class DownloadTest : public ::testing::Test {
+protected:
+    explicit DownloadTest(qint64 size)
+        : file(ServerFile::ofSize(size)) {}
+
+    [[nodiscard]] DownloadRequest request(const QByteArray& path = "/f.bin") const {
+        return toFolder(server.url(path), folder.path());
+    }
+    Ending run(const DownloadOptions& options = impatient(8)) { return download(world, request(), options); }
+    /// So slow in its data that a download can be stopped on the way.
+    [[nodiscard]] static Handler throttled(const ServerFile& what, double bytesPerSecond = 5e6);
+    /// Stops a download once more than that was received; returns the bytes that its record vouches for.
+    qint64 interrupt(qint64 enough, const DownloadRequest& what,
+                     const DownloadOptions& options = impatient(8));
+    /// `what` is there under its name, nothing else is, and the rest of it was fetched in this session.
+    void expectDelivered(const Ending& ending, const ServerFile& what, qint64 resumedFrom = 0) const;
+    /// A record that vouches for every byte of the file.
+    void saveWholeRecord(const std::optional<QString>& etag = QStringLiteral("\"v1\"")) const;
+    [[nodiscard]] qint64 held() const { return heldBytes(folder, QStringLiteral("f.bin"), file.content); }
+
+    const ServerFile file;
+    const TempFolder folder;
+    ScriptedServer server{serve(file)};
+    RealWorld world;
+};
 
 } // namespace fetra::test

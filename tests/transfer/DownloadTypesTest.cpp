@@ -40,10 +40,6 @@ RemoteInfo sampleInfo() {
             .contentType = u"application/zip"_s};
 }
 
-SegmentSnapshot sampleSnapshot() {
-    return {.start = 1, .end = -1, .current = 9'007'199'254'740'993, .active = true, .source = 2};
-}
-
 /// Through text, as a file would carry it.
 QJsonObject throughText(const QJsonObject& object) {
     return QJsonDocument::fromJson(QJsonDocument(object).toJson()).object();
@@ -108,7 +104,9 @@ TEST(RemoteInfoTest, JsonIsExactAndStrict) {
 }
 
 TEST(SegmentSnapshotTest, JsonIsExactAndStrict) {
-    expectStrictJson(sampleSnapshot(), {});
+    expectStrictJson(
+        SegmentSnapshot{.start = 1, .end = -1, .current = 9'007'199'254'740'993, .active = true, .source = 2},
+        {});
 }
 
 TEST(SegmentSnapshotTest, LengthAndDoneAreNeverNegative) {
@@ -125,14 +123,8 @@ TEST(SegmentSnapshotTest, LengthAndDoneAreNeverNegative) {
 }
 
 TEST(DownloadProgressTest, FractionAndEtaAreAbsentWhereTheyWouldMislead) {
-    struct Case {
-        std::optional<qint64> total;
-        qint64 received;
-        double speed;
-        std::optional<double> fraction;
-        std::optional<double> eta;
-    };
-    const std::vector<Case> cases{
+    using Maybe = std::optional<double>;
+    const std::tuple<std::optional<qint64>, qint64, double, Maybe, Maybe> cases[] = {
         {std::nullopt, 50, 10, std::nullopt, std::nullopt},
         {0, 0, 10, std::nullopt, 0.0},
         {200, 50, 10, 0.25, 15.0},
@@ -141,21 +133,17 @@ TEST(DownloadProgressTest, FractionAndEtaAreAbsentWhereTheyWouldMislead) {
         {200, 50, 0, 0.25, std::nullopt},
         {200, 50, std::nan(""), 0.25, std::nullopt},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(testing::Message() << each.received << " at " << each.speed);
+    for (const auto& [total, received, speed, fraction, eta] : cases) {
+        SCOPED_TRACE(testing::Message() << received << " at " << speed);
         const DownloadProgress progress{
-            .totalBytes = each.total, .receivedBytes = each.received, .bytesPerSecond = each.speed};
-        EXPECT_EQ(progress.fraction(), each.fraction);
-        EXPECT_EQ(progress.eta(), each.eta);
+            .totalBytes = total, .receivedBytes = received, .bytesPerSecond = speed};
+        EXPECT_EQ(progress.fraction(), fraction);
+        EXPECT_EQ(progress.eta(), eta);
     }
 }
 
 TEST(DownloadErrorTest, DescribesItselfToTheUser) {
-    struct Case {
-        DownloadError error;
-        QString description;
-    };
-    const std::vector<Case> cases{
+    const std::vector<std::pair<DownloadError, QString>> cases{
         {DownloadError::badStatus(404), u"Server returned HTTP 404"_s},
         {DownloadError::exhaustedRetries(u"time %1"_s), u"Gave up after repeated failures: time %1"_s},
         {DownloadError::sizeMismatch(1000, -1), u"Size mismatch: expected 1000 bytes, got -1"_s},
@@ -165,11 +153,11 @@ TEST(DownloadErrorTest, DescribesItselfToTheUser) {
         {DownloadError::cancelled(), u"Download paused"_s},
         {DownloadError::rangeNotHonored(), u"Server ignored range requests"_s},
     };
-    for (size_t one = 0; one < cases.size(); ++one) {
-        EXPECT_EQ(cases[one].error.errorDescription(), cases[one].description);
-        EXPECT_EQ(QString::fromUtf8(cases[one].error.what()), cases[one].description);
-        for (size_t other = 0; other < cases.size(); ++other)
-            EXPECT_EQ(cases[one].error == cases[other].error, one == other);
+    for (const auto& [error, description] : cases) {
+        EXPECT_EQ(error.errorDescription(), description);
+        EXPECT_EQ(QString::fromUtf8(error.what()), description);
+        for (const auto& [other, words] : cases)
+            EXPECT_EQ(error == other, description == words);
     }
     EXPECT_FALSE(DownloadError::badStatus(404) == DownloadError::badStatus(403));
 }

@@ -2,7 +2,7 @@
 
 #include "support/SystemFaults.h"
 #include "support/TempFolder.h"
-#include "system/PosixError.h"
+#include "support/ThrownBy.h"
 
 #include <gtest/gtest.h>
 #include <QFile>
@@ -28,21 +28,11 @@ using test::TempFolder;
 
 /// The code that opening throws, 0 when it does not.
 int openError(const QString& path, std::optional<qint64> preallocate, bool exclusive) {
-    try {
-        const FileSink sink(path, preallocate, exclusive);
-        return 0;
-    } catch (const PosixError& error) {
-        return error.code();
-    }
+    return test::posixCode([&] { const FileSink sink(path, preallocate, exclusive); });
 }
 
 int writeError(FileSink& sink, const std::string& data, qint64 offset) {
-    try {
-        sink.write(data, offset);
-        return 0;
-    } catch (const PosixError& error) {
-        return error.code();
-    }
+    return test::posixCode([&] { sink.write(data, offset); });
 }
 
 TEST(FileSinkTest, OpensWithoutTruncatingAndGivesTheFileItsSize) {
@@ -78,7 +68,7 @@ TEST(FileSinkTest, RefusesWhatIsNoRegularFileOfItsOwn) {
     const QString file = folder.write(u"file"_s, "abc");
     const QString link = folder.path(u"link"_s);
     const QString pipe = folder.path(u"pipe"_s);
-    ASSERT_EQ(::symlink(QFile::encodeName(file).constData(), QFile::encodeName(link).constData()), 0);
+    ASSERT_TRUE(QFile::link(file, link));
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     EXPECT_EQ(openError(link, 10, false), ELOOP);
     EXPECT_EQ(openError(pipe, 10, false), ENXIO);

@@ -1,13 +1,8 @@
 #include "transfer/Mirrors.h"
 
 #include "DownloadRun.h"
-#include "support/Eventually.h"
-#include "support/FileScript.h"
 #include "support/Routes.h"
-#include "support/ScriptedServer.h"
 #include "transfer/HTTPProbe.h"
-
-#include <gtest/gtest.h>
 
 namespace fetra::test {
 namespace {
@@ -18,9 +13,10 @@ using What = When::What;
 
 constexpr qint64 fileSize = 3 * 1024 * 1024;
 
-class MirrorsTest : public ::testing::Test {
+class MirrorsTest : public DownloadTest {
 protected:
-    static LieRule data(Lies lies) { return {.when = {.what = What::Data}, .lies = std::move(lies)}; }
+    MirrorsTest()
+        : DownloadTest(fileSize) {}
 
     Ending run(const QList<QUrl>& mirrors, DownloadOptions options = impatient(8)) {
         ::testing::internal::CaptureStderr();
@@ -39,11 +35,8 @@ protected:
                url.toString(QUrl::FullyEncoded) + u'\n';
     }
 
-    const ServerFile file = ServerFile::ofSize(fileSize);
-    const TempFolder folder;
-    ScriptedServer primary{serve(file)};
+    ScriptedServer& primary = server;
     ScriptedServer mirror;
-    RealWorld world;
     QString log;
 };
 
@@ -68,33 +61,26 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
     enum class Verdict { Admitted, Differs, SampledBytesDiffer };
     ServerFile otherTags = file.withETag("\"mirror\"");
     otherTags.lastModified.clear();
+    const auto samples = [this](const Lies& lies) { return serve(file, lies, {.what = What::Data}); };
+    using enum Verdict;
     const std::tuple<const char*, Handler, Verdict> rows[] = {
-        {"honest", serve(file), Verdict::Admitted},
-        {"other validators", serve(otherTags), Verdict::Admitted},
-        {"slow to answer", serve(file, {.latency = 300ms}), Verdict::Admitted},
-        {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Verdict::Differs},
-        {"no ranges", serve(file, {.ignoreRange = true}), Verdict::Differs},
-        {"no total", serve(file, {.contentRangeTotal = "*"}), Verdict::Differs},
-        {"missing", serve(file, {.answer = statusAnswer(404)}), Verdict::Differs},
-        {"login page", serve(file, {.answer = loginPage()}), Verdict::Differs},
-        {"garbage", serve(file, {.raw = "nonsense\n"}), Verdict::Differs},
-        {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}),
-         Verdict::Differs},
-        {"other first byte", serve(damagedAt(0)), Verdict::SampledBytesDiffer},
-        {"other byte in the middle", serve(damagedAt(fileSize / 2 + 16'383)), Verdict::SampledBytesDiffer},
-        {"other last byte", serve(damagedAt(fileSize - 1)), Verdict::SampledBytesDiffer},
-        {"samples refused", serve(file, {.answer = statusAnswer(503)}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
-        {"samples shifted", serve(file, {.rangeShift = 1}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
-        {"samples too short", serve(file, {.rangeExtra = -1}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
-        {"whole file for samples", serve(file, {.ignoreRange = true}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
-        {"samples without labels", serve(file, {.omitContentRange = true}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
-        {"samples too long", serve(file, {.rangeExtra = 1}, {.what = What::Data}),
-         Verdict::SampledBytesDiffer},
+        {"honest", serve(file), Admitted},
+        {"other validators", serve(otherTags), Admitted},
+        {"slow to answer", serve(file, {.latency = 300ms}), Admitted},
+        {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Differs},
+        {"no ranges", serve(file, {.ignoreRange = true}), Differs},
+        {"no total", serve(file, {.contentRangeTotal = "*"}), Differs},
+        {"missing", serve(file, {.answer = statusAnswer(404)}), Differs},
+        {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}), Differs},
+        {"other first byte", serve(damagedAt(0)), SampledBytesDiffer},
+        {"other byte in the middle", serve(damagedAt(fileSize / 2 + 16'383)), SampledBytesDiffer},
+        {"other last byte", serve(damagedAt(fileSize - 1)), SampledBytesDiffer},
+        {"samples refused", samples({.answer = statusAnswer(503)}), SampledBytesDiffer},
+        {"samples shifted", samples({.rangeShift = 1}), SampledBytesDiffer},
+        {"samples too short", samples({.rangeExtra = -1}), SampledBytesDiffer},
+        {"samples too long", samples({.rangeExtra = 1}), SampledBytesDiffer},
+        {"whole file for samples", samples({.ignoreRange = true}), SampledBytesDiffer},
+        {"samples without labels", samples({.omitContentRange = true}), SampledBytesDiffer},
     };
     const QUrl url = mirror.url("/mirror/f.bin");
     for (const auto& [name, handler, verdict] : rows) {
@@ -103,11 +89,11 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
         const qint64 asked = bytesAskedOf(mirror);
         const Ending ending = run({url});
         ASSERT_EQ(ending.words, u"complete"_s);
-        EXPECT_EQ(ending.result->mirrorsUsed, verdict == Verdict::Admitted ? 2 : 1);
-        EXPECT_EQ(bytesAskedOf(mirror) > asked, verdict == Verdict::Admitted);
-        EXPECT_EQ(log, verdict == Verdict::Admitted  ? QString()
-                       : verdict == Verdict::Differs ? differs(url)
-                                                     : sampledBytesDiffer(url));
+        EXPECT_EQ(ending.result->mirrorsUsed, verdict == Admitted ? 2 : 1);
+        EXPECT_EQ(bytesAskedOf(mirror) > asked, verdict == Admitted);
+        EXPECT_EQ(log, verdict == Admitted  ? QString()
+                       : verdict == Differs ? differs(url)
+                                            : sampledBytesDiffer(url));
         ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
     }
 }
@@ -155,14 +141,14 @@ TEST_F(MirrorsTest, AsksNoMirrorWhenThePrimaryHasNoRangesOrNoBytes) {
 }
 
 TEST_F(MirrorsTest, ShareTheWork) {
-    ScriptedServer third(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
-    primary.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
-    mirror.setHandler(serve(file, {.totalBytesPerSecond = 2e6}, {.what = What::Data}));
+    ScriptedServer third;
+    for (ScriptedServer* each : {&primary, &mirror, &third})
+        each->setHandler(throttled(file, 2e6));
     const Ending ending = run({mirror.url("/f.bin"), third.url("/f.bin")}, impatient(6));
     ASSERT_EQ(ending.words, u"complete"_s);
     EXPECT_EQ(ending.result->mirrorsUsed, 3);
-    for (const ScriptedServer* server : {&primary, &mirror, &third})
-        EXPECT_GT(server->bodyBytesSent(), fileSize / 6);
+    for (const ScriptedServer* each : {&primary, &mirror, &third})
+        EXPECT_GT(each->bodyBytesSent(), fileSize / 6);
 }
 
 TEST_F(MirrorsTest, GoesOnWithTheOthersWhenOneFails) {
@@ -183,7 +169,7 @@ TEST_F(MirrorsTest, GoesOnWithTheOthersWhenOneFails) {
                       {.when = {.what = What::Data, .last = 4}, .lies = {.cut = Cut{.at = 100'000}}},
                       {.when = {.what = What::Data}, .lies = lies}}}
                               .handler());
-        primary.setHandler(serve(file, {.totalBytesPerSecond = 5e6}, {.what = What::Data}));
+        primary.setHandler(throttled(file));
         const Ending ending = run({mirror.url("/f.bin")}, impatient(4));
         ASSERT_EQ(ending.words, u"complete"_s);
         EXPECT_EQ(ending.result->mirrorsUsed, 2);

@@ -11,18 +11,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void expectLeft(const Misbehaviour& row, const TempFolder& folder) {
-    switch (row.left) {
+QStringList namesLeft(Misbehaviour::Left left) {
+    switch (left) {
     case Misbehaviour::Left::Nothing:
-        EXPECT_EQ(folder.names(), QStringList{});
-        break;
+        return {};
     case Misbehaviour::Left::Part:
-        EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
-        break;
+        return {u"f.bin.part"_s};
     case Misbehaviour::Left::Record:
-        EXPECT_EQ(folder.names(), (QStringList{u"f.bin.fetra"_s, u"f.bin.part"_s}));
         break;
     }
+    return {u"f.bin.fetra"_s, u"f.bin.part"_s};
 }
 
 void runOnce(const Misbehaviour& row, bool tls, qint64 lanes) {
@@ -36,9 +34,7 @@ void runOnce(const Misbehaviour& row, bool tls, qint64 lanes) {
         server.setConnectionRule(row.connections);
 
     const QByteArray right = row.finished.value_or(row.file.content);
-    DownloadRequest request;
-    request.url = server.url("/f.bin");
-    request.target = folderURL(folder.path());
+    const DownloadRequest request = toFolder(server.url("/f.bin"), folder.path());
     const Ending ending = download(world, request, impatient(lanes, row.maxRetries));
     EXPECT_TRUE(ending.words.startsWith(QString::fromStdString(row.end)))
         << "it ended with: " << ending.words.toStdString();
@@ -48,7 +44,7 @@ void runOnce(const Misbehaviour& row, bool tls, qint64 lanes) {
         EXPECT_EQ(ending.result->bytes, right.size());
         return;
     }
-    expectLeft(row, folder);
+    EXPECT_EQ(folder.names(), namesLeft(row.left));
 
     const qint64 held = heldBytes(folder, u"f.bin"_s, row.file.content);
     server.setHandler(serve(row.file));

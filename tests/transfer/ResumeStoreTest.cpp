@@ -5,16 +5,11 @@
 
 #include <gtest/gtest.h>
 #include <QFile>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <cerrno>
 #include <functional>
 #include <limits>
 #include <vector>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace fetra {
 namespace {
@@ -42,11 +37,6 @@ ResumeRecord recordOf(qint64 count) {
     return recordOf(segments, count * 10);
 }
 
-ino_t inodeOf(const QString& path) {
-    struct stat status {};
-    return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_ino : 0;
-}
-
 TEST(ResumeStoreTest, SavedRecordsAreLoadedAgain) {
     const TempFolder folder;
     ResumeRecord bare = recordOf({{0, largest - 1, 9'007'199'254'740'993}}, largest);
@@ -66,25 +56,19 @@ TEST(ResumeStoreTest, ReadsValidRecordsOnly) {
         R"({"segments":[{"current":1,"end":9,"start":0}],"totalSize":10,"url":"u","version":2})";
     ASSERT_TRUE(ResumeStore::decode(good));
     const std::tuple<QByteArray, QByteArray, bool> changes[] = {
-        {R"("version":2)", R"("version":3, "more":null)", true},
         {R"("current":1)", R"("current":1.0)", true},
         {R"("version":2)", R"("version":2,"etag":"e")", true},
         {R"("version":2)", R"("version":2,"etag":5)", false},
-        {R"("version":2)", R"("version":2,"lastModified":[])", false},
         {R"("version":2)", R"("version":"2")", false},
         {R"(,"version":2)", "", false},
-        {R"("url":"u",)", "", false},
         {R"("url":"u")", R"("url":["u"])", false},
         {R"("url":"u")", R"("url":"\ud800")", false},
         {R"("totalSize":10)", R"("totalSize":10.5)", false},
         {R"("totalSize":10)", R"("totalSize":9223372036854775808)", false},
         {R"("totalSize":10)", R"("totalSize":1e300)", false},
-        {R"("totalSize":10)", R"("totalSize":true)", false},
-        {R"("totalSize":10,)", "", false},
         {R"("current":1,)", "", false},
         {R"("current":1)", R"("current":"1")", false},
         {R"([{"current":1,"end":9,"start":0}])", R"({"current":1,"end":9,"start":0})", false},
-        {R"([{"current":1,"end":9,"start":0}])", "[3]", false},
         {R"({"segments")", R"([{"segments")", false},
         {R"("version":2})", R"("version":2)", false},
         {good, "", false},
@@ -116,42 +100,34 @@ TEST(ResumeStoreTest, AFailedSaveKeepsThePreviousRecord) {
     const TempFolder folder;
     const QString path = folder.path(u"f.fetra"_s);
     ResumeStore::save(recordOf(100), path);
-    const ino_t inode = inodeOf(path);
+    const ino_t inode = folder.inode(u"f.fetra"_s);
     for (const int code : {EIO, EACCES}) {
         SystemFaults faults;
         faults.failSync({code});
         ResumeStore::save(recordOf(99), path);
         EXPECT_EQ(ResumeStore::load(path), recordOf(100)) << code;
-        EXPECT_EQ(inodeOf(path), inode);
+        EXPECT_EQ(folder.inode(u"f.fetra"_s), inode);
         EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
     }
 }
 
 TEST(ResumeStoreTest, OnAFullDiskTheRecordIsOverwrittenWhereItFits) {
-    struct Case {
-        const char* name;
-        qint64 before;
-        qint64 after;
-        int code;
-        bool saved;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, qint64, qint64, int, bool> cases[] = {
         {"shorter", 100, 90, ENOSPC, true},
         {"a little longer", 90, 91, EDQUOT, true},
         {"longer than the blocks", 90, 2000, ENOSPC, false},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, before, after, code, saved] : cases) {
+        SCOPED_TRACE(name);
         const TempFolder folder;
         const QString path = folder.path(u"f.fetra"_s);
-        ResumeStore::save(recordOf(each.before), path);
-        const ino_t inode = inodeOf(path);
+        ResumeStore::save(recordOf(before), path);
+        const ino_t inode = folder.inode(u"f.fetra"_s);
         SystemFaults faults;
-        faults.failSync({each.code});
-        ResumeStore::save(recordOf(each.after), path);
-        EXPECT_EQ(folder.read(u"f.fetra"_s),
-                  ResumeStore::encode(recordOf(each.saved ? each.after : each.before)));
-        EXPECT_EQ(inodeOf(path), inode);
+        faults.failSync({code});
+        ResumeStore::save(recordOf(after), path);
+        EXPECT_EQ(folder.read(u"f.fetra"_s), ResumeStore::encode(recordOf(saved ? after : before)));
+        EXPECT_EQ(folder.inode(u"f.fetra"_s), inode);
         EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
     }
 }
@@ -170,7 +146,7 @@ TEST(ResumeStoreTest, NeverOverwritesThroughALink) {
     const TempFolder folder;
     const QString target = folder.write(u"precious"_s, QByteArray(100'000, 'p'));
     const QString path = folder.path(u"f.fetra"_s);
-    ASSERT_EQ(::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()), 0);
+    ASSERT_TRUE(QFile::link(target, path));
     SystemFaults faults;
     faults.failSync({ENOSPC});
     ResumeStore::save(recordOf(3), path);
@@ -190,13 +166,8 @@ TEST(ResumeStoreTest, RemovesTheRecordAndAStrayTemporaryFile) {
 TEST(ResumeStoreTest, OnlyARecordOfTheSameFileIsValid) {
     const TempFolder folder;
     const QString part = folder.write(u"f.part"_s, QByteArray(30, '\0'));
-    struct Case {
-        const char* name;
-        std::function<void(ResumeRecord&, RemoteInfo&)> change;
-        bool sameFile;
-        bool valid;
-    };
-    const std::vector<Case> cases{
+    using Change = std::function<void(ResumeRecord&, RemoteInfo&)>;
+    const std::tuple<const char*, Change, bool, bool> cases[] = {
         {"unchanged", [](auto&, auto&) {}, true, true},
         {"no ranges any more", [](auto&, auto& info) { info.acceptsRanges = false; }, false, false},
         {"size unknown", [](auto&, auto& info) { info.totalSize = std::nullopt; }, false, false},
@@ -210,7 +181,6 @@ TEST(ResumeStoreTest, OnlyARecordOfTheSameFileIsValid) {
          false},
         {"other ETag, same date", [](auto&, auto& info) { info.etag = u"\"v2\""_s; }, false, false},
         {"same ETag, other date", [](auto&, auto& info) { info.lastModified = u"later"_s; }, true, true},
-        {"same ETag, no date", [](auto&, auto& info) { info.lastModified = std::nullopt; }, true, true},
         {"ETag gone, same date", [](auto&, auto& info) { info.etag = std::nullopt; }, true, true},
         {"ETag gone, other date",
          [](auto&, auto& info) {
@@ -234,8 +204,8 @@ TEST(ResumeStoreTest, OnlyARecordOfTheSameFileIsValid) {
          },
          true, false},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, change, sameFile, valid] : cases) {
+        SCOPED_TRACE(name);
         ResumeRecord record = recordOf(3);
         RemoteInfo info{.originalURL = QUrl(record.url),
                         .finalURL = QUrl(record.url),
@@ -243,23 +213,17 @@ TEST(ResumeStoreTest, OnlyARecordOfTheSameFileIsValid) {
                         .acceptsRanges = true,
                         .etag = record.etag,
                         .lastModified = record.lastModified};
-        each.change(record, info);
-        EXPECT_EQ(ResumeStore::describesSameFile(record, info), each.sameFile);
-        EXPECT_EQ(ResumeStore::validate(record, info, part), each.valid);
+        change(record, info);
+        EXPECT_EQ(ResumeStore::describesSameFile(record, info), sameFile);
+        EXPECT_EQ(ResumeStore::validate(record, info, part), valid);
         EXPECT_FALSE(ResumeStore::validate(record, info, folder.path(u"missing"_s)));
     }
 }
 
 TEST(ResumeStoreTest, SegmentsMustTileTheFile) {
-    struct Case {
-        const char* name;
-        Segments segments; // start, end, current
-        qint64 total;
-        bool valid;
-        bool complete;
-    };
     constexpr qint64 least = std::numeric_limits<qint64>::min();
-    const std::vector<Case> cases{
+    // Start, end and current of each; the total; a partition; complete.
+    const std::tuple<const char*, Segments, qint64, bool, bool> cases[] = {
         {"one byte", {{0, 0, 0}}, 1, true, false},
         {"all received", {{0, 4, 5}, {5, 9, 10}}, 10, true, true},
         {"out of order", {{5, 9, 5}, {0, 4, 5}}, 10, true, false},
@@ -279,10 +243,10 @@ TEST(ResumeStoreTest, SegmentsMustTileTheFile) {
         {"current at the largest number", {{0, 9, largest}}, 10, false, true},
         {"numbers that would wrap", {{0, largest, 0}, {least, -1, least}}, largest, false, false},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        EXPECT_EQ(ResumeStore::isValidPartition(each.segments, each.total), each.valid);
-        EXPECT_EQ(recordOf(each.segments, each.total).isComplete(), each.complete);
+    for (const auto& [name, segments, total, valid, complete] : cases) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(ResumeStore::isValidPartition(segments, total), valid);
+        EXPECT_EQ(recordOf(segments, total).isComplete(), complete);
     }
 }
 
