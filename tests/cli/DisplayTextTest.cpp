@@ -12,24 +12,12 @@ namespace {
 using namespace Qt::StringLiterals;
 
 TEST(DisplayTextTest, WidthIsCountedInCells) {
-    struct Case {
-        QString text;
-        int cells;
+    const std::pair<QString, int> cases[] = {
+        {u""_s, 0},  {u"file.iso"_s, 8}, {u"e\u0301"_s, 1}, {u"漢字.zip"_s, 8}, {u"한글"_s, 4},
+        {u"ﬁ"_s, 1}, {u"Ａ"_s, 2},       {u"🚀"_s, 2},       {u"𠀀"_s, 2},       {u"█░…·"_s, 4},
     };
-    for (const Case& c : {
-             Case{u""_s, 0},
-             {u"file.iso"_s, 8},
-             {u"näive"_s, 5},
-             {u"e\u0301"_s, 1},
-             {u"漢字.zip"_s, 8},
-             {u"한글"_s, 4},
-             {u"ﬁ"_s, 1},
-             {u"Ａ"_s, 2},
-             {u"🚀"_s, 2},
-             {u"𠀀"_s, 2},
-             {u"█░…·"_s, 4},
-         })
-        EXPECT_EQ(DisplayText::cellWidth(c.text), c.cells) << qPrintable(c.text);
+    for (const auto& [text, cells] : cases)
+        EXPECT_EQ(DisplayText::cellWidth(text), cells) << qPrintable(text);
 }
 
 TEST(DisplayTextTest, FittedTextKeepsBothEndsAndNeverExceedsItsRoom) {
@@ -45,22 +33,17 @@ TEST(DisplayTextTest, FittedTextKeepsBothEndsAndNeverExceedsItsRoom) {
 }
 
 TEST(DisplayTextTest, NothingThatATerminalActsOnIsPrintable) {
-    struct Case {
-        QString text;
-        QString printable;
+    const std::pair<QString, QString> cases[] = {
+        {u"plain ünïcode 漢字 🚀.zip"_s, u"plain ünïcode 漢字 🚀.zip"_s},
+        {u"a\x1b]0;title\x07.zip"_s, u"a\uFFFD]0;title\uFFFD.zip"_s},
+        {u"a\r\n\tb\x7f"_s, u"a\uFFFD\uFFFD\uFFFDb\uFFFD"_s},
+        {QString(QChar(0x9b)) + u"31m"_s, u"\uFFFD31m"_s},
+        {u"gpj.\u202Eexe"_s, u"gpj.\uFFFDexe"_s},
+        {u"a\u2028b\u200Fc"_s, u"a\uFFFDb\uFFFDc"_s},
+        {QString(QChar(0xD800)) + u"x"_s, u"\uFFFDx"_s},
     };
-    for (const Case& c : {
-             Case{u"plain ünïcode 漢字 🚀.zip"_s, u"plain ünïcode 漢字 🚀.zip"_s},
-             {u"a\x1b]0;title\x07.zip"_s, u"a\uFFFD]0;title\uFFFD.zip"_s},
-             {u"a\r\n\tb\x7f"_s, u"a\uFFFD\uFFFD\uFFFDb\uFFFD"_s},
-             {u"a\x9b"
-              u"31m"_s,
-              u"a\uFFFD31m"_s},
-             {u"gpj.\u202Eexe"_s, u"gpj.\uFFFDexe"_s},
-             {u"a\u2028b\u200Fc"_s, u"a\uFFFDb\uFFFDc"_s},
-             {QString(QChar(0xD800)) + u"x"_s, u"\uFFFDx"_s},
-         })
-        EXPECT_EQ(DisplayText::printable(c.text), c.printable);
+    for (const auto& [text, printable] : cases)
+        EXPECT_EQ(DisplayText::printable(text), printable);
 }
 
 TEST(DisplayTextTest, JsonCarriesTheSameTextWithNothingThatATerminalActsOn) {

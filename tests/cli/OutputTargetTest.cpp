@@ -18,26 +18,21 @@ TEST(OutputTargetTest, TellsFoldersFromFiles) {
     const TempFolder folder;
     folder.write(u"there/file.bin"_s, "x");
     const QString here = folder.path();
-    struct Case {
-        QString output;
-        QString expected;
+    const std::pair<QString, QString> cases[] = {
+        {u""_s, here + u"/"_s},
+        {u"there"_s, here + u"/there/"_s},
+        {u"there/"_s, here + u"/there/"_s},
+        {u"new/deep/"_s, here + u"/new/deep/"_s},
+        {u"new/deep"_s, here + u"/new/deep"_s},
+        {u"there/file.bin"_s, here + u"/there/file.bin"_s},
+        {u"./-"_s, here + u"/-"_s},
+        {u"100%25 #1?.bin"_s, here + u"/100%25 #1?.bin"_s},
+        {u"/"_s, u"/"_s},
     };
-    for (const Case& c : {
-             Case{u""_s, here + u"/"_s},
-             {u"."_s, here + u"/"_s},
-             {u"there"_s, here + u"/there/"_s},
-             {u"there/"_s, here + u"/there/"_s},
-             {u"new/deep/"_s, here + u"/new/deep/"_s},
-             {u"new/deep"_s, here + u"/new/deep"_s},
-             {u"there/file.bin"_s, here + u"/there/file.bin"_s},
-             {u"./-"_s, here + u"/-"_s},
-             {u"100%25 #1?.bin"_s, here + u"/100%25 #1?.bin"_s},
-             {here + u"/there"_s, here + u"/there/"_s},
-             {u"/"_s, u"/"_s},
-         }) {
-        const auto target = outputTarget(c.output, here);
-        ASSERT_TRUE(std::holds_alternative<QUrl>(target)) << qPrintable(c.output);
-        EXPECT_EQ(std::get<QUrl>(target).toLocalFile(), c.expected);
+    for (const auto& [output, expected] : cases) {
+        const auto target = outputTarget(output, here);
+        ASSERT_TRUE(std::holds_alternative<QUrl>(target)) << qPrintable(output);
+        EXPECT_EQ(std::get<QUrl>(target).toLocalFile(), expected);
     }
     EXPECT_EQ(folder.names(), QStringList{u"there"_s});
 }
@@ -46,21 +41,17 @@ TEST(OutputTargetTest, SaysWhyAPlaceWillNotDo) {
     const TempFolder folder;
     folder.write(u"file"_s, "x");
     ASSERT_EQ(::mkfifo(QFile::encodeName(folder.path(u"pipe"_s)).constData(), 0600), 0);
-    struct Case {
-        QString output;
-        QString part;
+    const std::pair<QString, QString> cases[] = {
+        {u"file/under.bin"_s, u"/file\" is not a folder"_s},
+        {u"file/deep/er/"_s, u"/file\" is not a folder"_s},
+        {u"pipe"_s, u"neither a folder nor an ordinary file"_s},
+        {QString(246, u'n'), u"at most 245 bytes"_s},
+        {QString(123, u'é'), u"at most 245 bytes"_s},
     };
-    for (const Case& c : {
-             Case{u"file/under.bin"_s, u"/file\" is not a folder"_s},
-             {u"file/deep/er/"_s, u"/file\" is not a folder"_s},
-             {u"pipe"_s, u"neither a folder nor an ordinary file"_s},
-             {QString(246, u'n'), u"at most 245 bytes"_s},
-             {QString(123, u'é'), u"at most 245 bytes"_s},
-         }) {
-        const auto target = outputTarget(c.output, folder.path());
-        ASSERT_TRUE(std::holds_alternative<UsageError>(target)) << qPrintable(c.output);
-        EXPECT_TRUE(std::get<UsageError>(target).sentence.contains(c.part))
-            << qPrintable(std::get<UsageError>(target).sentence);
+    for (const auto& [output, part] : cases) {
+        const auto target = outputTarget(output, folder.path());
+        ASSERT_TRUE(std::holds_alternative<UsageError>(target)) << qPrintable(output);
+        EXPECT_TRUE(std::get<UsageError>(target).sentence.contains(part)) << qPrintable(output);
     }
     EXPECT_TRUE(std::holds_alternative<UsageError>(outputTarget({}, {})));
     EXPECT_TRUE(std::holds_alternative<UsageError>(outputTarget(u"x/"_s, folder.path(u"caf\uFFFD"_s))));
