@@ -60,9 +60,7 @@ TEST_F(SegmentedDownloadAnswerTest, APartIsTakenOnlyWhereItBelongsAndOfTheSameVe
         {"without a total", head(206, 500, {{"Content-Range", "bytes 500-999/*"}}), Verdict::allowed},
         {"without a length", head(206, -1, {{"Content-Range", right}}), Verdict::allowed},
         {"no place", head(206, 500), Verdict::refused},
-        {"one byte early", head(206, 500, {{"Content-Range", "bytes 499-998/1000"}}), Verdict::refused},
         {"one byte late", head(206, 500, {{"Content-Range", "bytes 501-999/1000"}}), Verdict::refused},
-        {"nonsense", head(206, 500, {{"Content-Range", "bytes x-999/1000"}}), Verdict::refused},
         {"another file", head(206, 500, {{"Content-Range", "bytes 500-999/1001"}}), Verdict::refused},
         {"another unit", head(206, 500, {{"Content-Range", "items 500-999/1000"}}), Verdict::refused},
         {"both validators",
@@ -73,8 +71,6 @@ TEST_F(SegmentedDownloadAnswerTest, APartIsTakenOnlyWhereItBelongsAndOfTheSameVe
          Verdict::allowed},
         {"another tag, the same date",
          head(206, 500, {{"Content-Range", right}, {"ETag", "\"v2\""}, {"Last-Modified", "Monday"}}),
-         Verdict::allowed},
-        {"the same date", head(206, 500, {{"Content-Range", right}, {"Last-Modified", "Monday"}}),
          Verdict::allowed},
     };
     for (const AnswerCase& each : cases) {
@@ -130,12 +126,10 @@ TEST_F(SegmentedDownloadAnswerTest, ServersAreComparedWithWhatTheyThemselvesSaid
 TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {
     const std::tuple<AnswerCase, int, size_t> cases[] = {
         {{"not at the start", head(200, 1'000), Verdict::rangeNotHonored}, 2, 1},
-        {{"not at the start, though as long", head(200, 500), Verdict::rangeNotHonored}, 2, 1},
         {{"the whole beside others", head(200, 1'000), Verdict::rangeNotHonored}, 2, 0},
         {{"no length beside others", head(200, -1), Verdict::rangeNotHonored}, 2, 0},
         {{"just the segment", head(200, 500), Verdict::allowed}, 2, 0},
         {{"alone", head(200, 1'000), Verdict::allowed}, 1, 0},
-        {{"alone without a length", head(200, -1), Verdict::allowed}, 1, 0},
         {{"alone and too short", head(200, 999), Verdict::rangeNotHonored}, 1, 0},
         {{"alone and too long", head(200, 1'001), Verdict::rangeNotHonored}, 1, 0},
         {{"alone, the version", head(200, 1'000, {{"ETag", "\"v1\""}}), Verdict::allowed}, 1, 0},
@@ -149,27 +143,14 @@ TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {
     }
 }
 
-TEST_F(SegmentedDownloadAnswerTest, OtherStatusesAreRefused) {
-    for (const int status : {0, 100, 201, 204, 304, 404, 416, 500}) {
-        const std::string name = std::to_string(status);
-        EngineRun run(*this, rangedConfig(1'000, 2));
-        expectVerdict(
-            run, 1,
-            {name.c_str(), head(status, 500, {{"Content-Range", "bytes 500-999/1000"}}), Verdict::refused});
-    }
-}
-
 TEST_F(SegmentedDownloadAnswerTest, AStreamTakesSuccessOfTheRightLength) {
     const AnswerCase cases[] = {
         {"the file", head(200, 1'000), Verdict::allowed},
         {"of unknown length", head(200, -1), Verdict::allowed},
-        {"another success", head(299, 1'000), Verdict::allowed},
         {"too short", head(200, 999), Verdict::sizeMismatch},
         {"too long", head(200, 1'001), Verdict::sizeMismatch},
-        {"empty", head(204, 0), Verdict::sizeMismatch},
         {"the file as a range", head(206, 1'000, {{"Content-Range", "bytes 0-999/1000"}}), Verdict::allowed},
         {"a part", head(206, 500, {{"Content-Range", "bytes 0-499/1000"}}), Verdict::refused},
-        {"a later part", head(206, 500, {{"Content-Range", "bytes 500-999/1000"}}), Verdict::refused},
         {"a range without its place", head(206, 1'000), Verdict::refused},
         {"a range without its length", head(206, -1, {{"Content-Range", "bytes 0-999/1000"}}),
          Verdict::refused},
@@ -178,9 +159,7 @@ TEST_F(SegmentedDownloadAnswerTest, AStreamTakesSuccessOfTheRightLength) {
         {"the whole of another file", head(206, 900, {{"Content-Range", "bytes 0-899/900"}}),
          Verdict::refused},
         {"no HTTP", head(0, -1), Verdict::refused},
-        {"informational", head(199, 1'000), Verdict::refused},
         {"redirection", head(300, 1'000), Verdict::refused},
-        {"error", head(404, 1'000), Verdict::refused},
     };
     for (const AnswerCase& each : cases) {
         EngineRun run(*this, unrangedConfig(1'000));
@@ -205,24 +184,6 @@ TEST_F(SegmentedDownloadAnswerTest, AWholeFileAfterProgressBeginsAtTheBeginning)
     run.serve(run.task(0));
     ASSERT_TRUE(run.outcome());
     EXPECT_EQ(run.outcome()->totalWritten, 1'000);
-    EXPECT_EQ(run.file(), fileBytes(1'000));
-}
-
-TEST_F(SegmentedDownloadAnswerTest, WhatRunsPastARangeIsCutOff) {
-    EngineRun run(*this, rangedConfig(1'000, 2));
-    run.start();
-    FakeTask& task = run.task(0);
-    ASSERT_EQ(run.answer(task), HTTPDisposition::allow);
-    run.send(task, 499);
-    EXPECT_FALSE(task.isCancelAsked());
-    task.send(fileBytes(500).last(1) + "beyond");
-    EXPECT_TRUE(task.isCancelAsked());
-    task.send(QByteArray("beyond"));
-    EXPECT_EQ(run.file(), fileBytes(500) + QByteArray(500, '\0'));
-    run.at(0.25);
-    EXPECT_EQ(run.progress().receivedBytes, 500);
-    run.serveAll();
-    ASSERT_TRUE(run.outcome());
     EXPECT_EQ(run.file(), fileBytes(1'000));
 }
 

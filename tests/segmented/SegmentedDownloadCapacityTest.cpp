@@ -16,30 +16,24 @@ protected:
 };
 
 TEST_F(SegmentedDownloadCapacityTest, AServerThatIsFullGetsOneConnectionLessThanItHad) {
-    struct Case {
-        int status;
-        qint64 running;
-        qint64 limit;
-        std::optional<qint64> remembered;
-    };
-    const Case cases[] = {
-        {503, 4, 3, 3},           {429, 4, 3, 3}, {503, 8, 7, 7}, {503, 1, 1, 1}, {500, 4, 8, std::nullopt},
-        {404, 4, 8, std::nullopt}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(testing::Message() << each.status << " with " << each.running);
+    using Limit = std::optional<qint64>;
+    const std::tuple<int, qint64, qint64, Limit> cases[] = {{503, 4, 3, 3}, {429, 4, 3, 3},  {503, 8, 7, 7},
+                                                            {503, 1, 1, 1}, {500, 4, 8, {}}, {404, 4, 8, {}}};
+    for (const auto& [status, running, limit, kept] : cases) {
+        SCOPED_TRACE(testing::Message() << status << " with " << running);
         SegmentedConfig config = rangedConfig(800, 8);
-        config.options.minSegmentSize = 800 / each.running;
+        config.options.minSegmentSize = 800 / running;
         EngineRun run(*this, config);
         run.start();
-        ASSERT_EQ(run.http.startedCount(), each.running);
-        refuse(run, 0, each.status);
-        EXPECT_EQ(run.limit(), each.limit);
-        EXPECT_EQ(remembered(), each.remembered);
+        ASSERT_EQ(run.http.startedCount(), running);
+        refuse(run, 0, status);
+        EXPECT_EQ(run.limit(), limit);
+        EXPECT_EQ(remembered(), kept);
         run.serveAll();
         run.at(1);
         run.serveAll();
         EXPECT_TRUE(run.outcome());
-        EXPECT_EQ(remembered(), each.remembered);
+        EXPECT_EQ(remembered(), kept);
     }
 }
 
@@ -60,30 +54,23 @@ TEST_F(SegmentedDownloadCapacityTest, TheLimitStopsNewStartsAndNothingElse) {
 }
 
 TEST_F(SegmentedDownloadCapacityTest, StartsAtTheRememberedLimitAndForgetsItAfterACalmRun) {
-    struct Case {
-        qint64 remembered;
-        qint64 started;
-        std::optional<int> status;
-        std::optional<qint64> after;
-    };
-    const Case cases[] = {{3, 3, std::nullopt, std::nullopt},
-                          {50, 4, std::nullopt, std::nullopt},
-                          {3, 3, 503, 2},
-                          {3, 3, 500, std::nullopt}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(testing::Message() << each.remembered << ", " << each.status.value_or(0));
+    using Maybe = std::optional<qint64>;
+    const std::tuple<qint64, qint64, std::optional<int>, Maybe> cases[] = {
+        {3, 3, {}, {}}, {50, 4, {}, {}}, {3, 3, 503, 2}, {3, 3, 500, {}}};
+    for (const auto& [before, started, status, after] : cases) {
+        SCOPED_TRACE(testing::Message() << before << ", " << status.value_or(0));
         EngineRun run(*this, rangedConfig(400, 4));
-        HostLimits::set(u"s0.test"_s, each.remembered);
+        HostLimits::set(u"s0.test"_s, before);
         run.start();
-        EXPECT_EQ(run.http.startedCount(), each.started);
-        EXPECT_EQ(run.limit(), each.started);
-        if (each.status)
-            refuse(run, 0, *each.status);
+        EXPECT_EQ(run.http.startedCount(), started);
+        EXPECT_EQ(run.limit(), started);
+        if (status)
+            refuse(run, 0, *status);
         run.at(1);
         while (!run.hasEnded() && !run.http.live().empty())
             run.serveAll();
         EXPECT_TRUE(run.outcome());
-        EXPECT_EQ(remembered(), each.after);
+        EXPECT_EQ(remembered(), after);
     }
 }
 
@@ -145,57 +132,47 @@ TEST_F(SegmentedDownloadCapacityTest, ATimeOutBesideStreamsIsNoFailureButASignal
 }
 
 TEST_F(SegmentedDownloadCapacityTest, OtherTimeOutsAreFailures) {
-    struct Case {
-        const char* name;
-        bool ranged;
-        bool otherStreams;
-        bool answered;
-        int code;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, bool, bool, bool, int> cases[] = {
         {"nothing streams", true, false, false, TransportError::timedOut},
         {"after the answer", true, true, true, TransportError::timedOut},
         {"another error", true, true, false, TransportError::connectionLost},
         {"a stream", false, false, false, TransportError::timedOut},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, ranged, otherStreams, answered, code] : cases) {
+        SCOPED_TRACE(name);
         SegmentedConfig config = rangedConfig(200, 2);
-        config.ranged = each.ranged;
+        config.ranged = ranged;
         config.options.maxRetries = 0;
         EngineRun run(*this, config);
         run.start();
-        if (each.otherStreams)
+        if (otherStreams)
             run.send(run.task(1), 1);
-        if (each.answered)
+        if (answered)
             run.send(run.task(0), 1);
-        run.task(0).fail(each.code, u"too bad"_s);
+        run.task(0).fail(code, u"too bad"_s);
         EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"too bad"_s));
         EXPECT_EQ(remembered(), std::nullopt);
     }
 }
 
 TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanTheOthersDid) {
-    struct Case {
-        std::vector<double> answeredAfter; ///< ascending
-        double threshold;
-    };
-    const Case cases[] = {
+    // When the others were answered, ascending, and the longest wait after that.
+    const std::pair<std::vector<double>, double> cases[] = {
         {{0.2, 0.3, 0.5}, 4.0}, {{1.0, 1.5, 2.0}, 12.0}, {{1.0, 2.0}, 16.0}, {{0.5}, 4.0}, {{0.6}, 4.8}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.threshold);
-        const size_t streaming = each.answeredAfter.size();
+    for (const auto& [answeredAfter, threshold] : cases) {
+        SCOPED_TRACE(threshold);
+        const size_t streaming = answeredAfter.size();
         SegmentedConfig config = rangedConfig(800, static_cast<qint64>(streaming) + 2);
         config.options.maxRetries = 0;
         EngineRun run(*this, config);
         run.start();
         for (size_t i = 0; i < streaming; ++i) {
-            run.at(each.answeredAfter[i]);
+            run.at(answeredAfter[i]);
             run.send(run.task(i), 1);
         }
-        run.at(each.threshold);
+        run.at(threshold);
         EXPECT_FALSE(run.task(streaming).isCancelAsked());
-        run.at(each.threshold + 0.001);
+        run.at(threshold + 0.001);
         EXPECT_TRUE(run.task(streaming).isCancelAsked());
         EXPECT_TRUE(run.task(streaming + 1).isCancelAsked());
         EXPECT_FALSE(run.task(0).isCancelAsked());

@@ -9,15 +9,8 @@ using Segments = QList<ResumeRecord::Seg>;
 class SegmentedDownloadPlanTest : public SegmentedDownloadTest {};
 
 TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) {
-    struct Case {
-        const char* name;
-        std::optional<qint64> total;
-        bool ranged;
-        qint64 connections;
-        qint64 minimum;
-        std::vector<QByteArray> ranges;
-    };
-    const std::vector<Case> cases{
+    using Ranges = std::vector<QByteArray>;
+    const std::tuple<const char*, qint64, bool, qint64, qint64, Ranges> cases[] = {
         {"fewer than connections", 300, true, 8, 100, {"bytes=0-99", "bytes=100-199", "bytes=200-299"}},
         {"exactly the smallest segments", 200, true, 8, 100, {"bytes=0-99", "bytes=100-199"}},
         {"one byte more", 201, true, 8, 100, {"bytes=0-66", "bytes=67-133", "bytes=134-200"}},
@@ -26,61 +19,55 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
         {"one byte", 1, true, 8, 1, {"bytes=0-0"}},
         {"no ranges", 10'000'000, false, 8, 1'048'576, {""}},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        SegmentedConfig config = rangedConfig(each.total, each.connections);
-        config.ranged = each.ranged;
-        config.options.minSegmentSize = each.minimum;
+    for (const auto& [name, total, ranged, connections, minimum, ranges] : cases) {
+        SCOPED_TRACE(name);
+        SegmentedConfig config = rangedConfig(total, connections);
+        config.ranged = ranged;
+        config.options.minSegmentSize = minimum;
         EngineRun run(*this, config);
         run.start();
-        EXPECT_EQ(run.ranges(), each.ranges);
+        EXPECT_EQ(run.ranges(), ranges);
         // Lanes are taken from the lowest number on, whatever their number.
         for (size_t i = 0; i < run.http.startedCount(); ++i)
             EXPECT_EQ(run.task(i).session(), i);
-        EXPECT_EQ(run.http.sessions().size(), each.ranged ? each.connections : 1);
+        EXPECT_EQ(run.http.sessions().size(), ranged ? connections : 1);
         run.serveAll();
         const auto outcome = run.outcome();
         ASSERT_TRUE(outcome);
-        EXPECT_EQ(outcome->totalWritten, *each.total);
-        EXPECT_EQ(outcome->finalSize, *each.total);
+        EXPECT_EQ(outcome->totalWritten, total);
+        EXPECT_EQ(outcome->finalSize, total);
         EXPECT_EQ(outcome->resumedBytes, 0);
-        EXPECT_EQ(outcome->peakConnections, each.ranges.size());
-        EXPECT_TRUE(run.file() == fileBytes(*each.total));
+        EXPECT_EQ(outcome->peakConnections, ranges.size());
+        EXPECT_TRUE(run.file() == fileBytes(total));
         for (const FakeHTTP::SessionRecord& session : run.http.sessions())
             EXPECT_EQ(session.state, FakeHTTP::SessionState::finishing);
     }
 }
 
 TEST_F(SegmentedDownloadPlanTest, LearnsTheSizeFromTheBodyWhenItWasUnknown) {
-    struct Case {
-        const char* name;
-        bool ranged;
-        QByteArray range;
-        std::optional<HTTPResponse> head; ///< nothing: as an honest server answers
-        std::optional<qint64> totalAfterHead;
+    // What is answered (nothing: as an honest server does), and the total that is known then.
+    using Head = std::optional<HTTPResponse>;
+    const std::tuple<const char*, bool, Head, std::optional<qint64>> cases[] = {
+        {"an open range", true, {}, {}},
+        {"an open range, answered with the whole file", true, head(200, -1), {}},
+        {"an open range, answered with a whole file of known length", true, head(200, 5'000), {}},
+        {"a stream", false, {}, {}},
+        {"a stream of known length", false, head(200, 5'000), 5'000},
     };
-    const std::vector<Case> cases{
-        {"an open range", true, "bytes=0-", std::nullopt, std::nullopt},
-        {"an open range, answered with the whole file", true, "bytes=0-", head(200, -1), std::nullopt},
-        {"an open range, answered with a whole file of known length", true, "bytes=0-", head(200, 5'000),
-         std::nullopt},
-        {"a stream", false, "", std::nullopt, std::nullopt},
-        {"a stream of known length", false, "", head(200, 5'000), 5'000},
-    };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, ranged, answer, totalAfterHead] : cases) {
+        SCOPED_TRACE(name);
         SegmentedConfig config = rangedConfig(std::nullopt, 4);
-        config.ranged = each.ranged;
+        config.ranged = ranged;
         config.options.dynamicSplit = true;
         EngineRun run(*this, config);
         run.start();
         // What has no end is not split.
-        EXPECT_EQ(run.ranges(), std::vector<QByteArray>{each.range});
+        EXPECT_EQ(run.ranges(), std::vector<QByteArray>{ranged ? "bytes=0-" : ""});
         FakeTask& task = run.task(0);
-        ASSERT_EQ(task.respond(each.head.value_or(run.honestHead(task))), HTTPDisposition::allow);
+        ASSERT_EQ(task.respond(answer.value_or(run.honestHead(task))), HTTPDisposition::allow);
         run.at(0.25);
-        EXPECT_EQ(run.progress().totalBytes, each.totalAfterHead);
-        EXPECT_EQ(run.progress().segments.first().end, each.totalAfterHead.value_or(0) - 1);
+        EXPECT_EQ(run.progress().totalBytes, totalAfterHead);
+        EXPECT_EQ(run.progress().segments.first().end, totalAfterHead.value_or(0) - 1);
         run.send(task, 5'000);
         task.finish();
         const auto outcome = run.outcome();
@@ -93,13 +80,7 @@ TEST_F(SegmentedDownloadPlanTest, LearnsTheSizeFromTheBodyWhenItWasUnknown) {
 }
 
 TEST_F(SegmentedDownloadPlanTest, GoesOnWhereARecordEnds) {
-    struct Case {
-        const char* name;
-        Segments segments;
-        std::vector<QByteArray> ranges;
-        qint64 resumed;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, Segments, std::vector<QByteArray>, qint64> cases[] = {
         {"in the order of the file",
          {{600, 999, 700}, {0, 299, 10}, {300, 599, 300}},
          {"bytes=10-299", "bytes=300-599", "bytes=700-999"},
@@ -110,45 +91,38 @@ TEST_F(SegmentedDownloadPlanTest, GoesOnWhereARecordEnds) {
          {"bytes=0-99", "bytes=150-199", "bytes=200-299", "bytes=300-399"},
          50},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, segments, ranges, resumed] : cases) {
+        SCOPED_TRACE(name);
         SegmentedConfig config = rangedConfig(1'000, 4);
-        config.resumeSegments = each.segments;
+        config.resumeSegments = segments;
         EngineRun run(*this, config);
         run.start();
-        EXPECT_EQ(run.ranges(), each.ranges);
+        EXPECT_EQ(run.ranges(), ranges);
         run.serveAll();
         const auto outcome = run.outcome();
         ASSERT_TRUE(outcome);
-        EXPECT_EQ(outcome->resumedBytes, each.resumed);
+        EXPECT_EQ(outcome->resumedBytes, resumed);
         EXPECT_EQ(outcome->totalWritten, 1'000);
         EXPECT_EQ(run.file(), fileBytes(1'000));
     }
 }
 
 TEST_F(SegmentedDownloadPlanTest, FinishesAtOnceWhenNothingIsMissing) {
-    struct Case {
-        const char* name;
-        SegmentedConfig config;
-        qint64 size;
-    };
-    std::vector<Case> cases{{"an empty file", rangedConfig(0, 4), 0},
-                            {"an empty file without ranges", unrangedConfig(0), 0},
-                            {"a complete record", rangedConfig(1'000, 4), 1'000}};
-    cases.back().config.resumeSegments = Segments{{500, 999, 1'000}, {0, 499, 500}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        EngineRun run(*this, each.config);
+    SegmentedConfig complete = rangedConfig(1'000, 4);
+    complete.resumeSegments = Segments{{500, 999, 1'000}, {0, 499, 500}};
+    for (const SegmentedConfig& config : {rangedConfig(0, 4), unrangedConfig(0), complete}) {
+        const qint64 size = config.total.value_or(-1);
+        EngineRun run(*this, config);
         run.start();
         const auto outcome = run.outcome();
         ASSERT_TRUE(outcome);
         EXPECT_EQ(run.http.startedCount(), 0);
-        EXPECT_EQ(outcome->totalWritten, each.size);
-        EXPECT_EQ(outcome->resumedBytes, each.size);
-        EXPECT_EQ(outcome->finalSize, each.size);
+        EXPECT_EQ(outcome->totalWritten, size);
+        EXPECT_EQ(outcome->resumedBytes, size);
+        EXPECT_EQ(outcome->finalSize, size);
         EXPECT_EQ(outcome->peakConnections, 0);
         EXPECT_EQ(run.progressCount(), 1);
-        EXPECT_EQ(run.progress().receivedBytes, each.size);
+        EXPECT_EQ(run.progress().receivedBytes, size);
     }
 }
 

@@ -229,33 +229,27 @@ TEST_F(SegmentedDownloadRecordTest, ACancelledRunLeavesARecordOfWhatIsOnDisk) {
 }
 
 TEST_F(SegmentedDownloadRecordTest, AFinishedRunKeepsACompleteRecordWhereThereWasOne) {
-    struct Case {
-        const char* name;
-        bool resumed;
-        bool saved;
-        bool resume;
-        bool kept;
-    };
-    const Case cases[] = {{"a short run", false, false, true, false},
-                          {"with a save", false, true, true, true},
-                          {"resumed", true, false, true, true},
-                          {"against the options", true, false, false, false}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    const std::tuple<const char*, bool, bool, bool, bool> cases[] = {
+        {"a short run", false, false, true, false},
+        {"with a save", false, true, true, true},
+        {"resumed", true, false, true, true},
+        {"against the options", true, false, false, false}};
+    for (const auto& [name, resumed, saved, resume, kept] : cases) {
+        SCOPED_TRACE(name);
         SegmentedConfig config = rangedConfig(1'000);
-        config.options.resume = each.resume;
-        if (each.resumed)
+        config.options.resume = resume;
+        if (resumed)
             config.resumeSegments = Segments{{0, 999, 100}};
         EngineRun run(*this, config);
         run.start();
-        if (each.saved) {
+        if (saved) {
             run.at(1);
             EXPECT_TRUE(run.saves({{0, 999, 0}}));
         }
         run.serveAll();
         EXPECT_TRUE(run.outcome());
-        EXPECT_EQ(run.record().has_value(), each.kept);
-        if (each.kept) {
+        EXPECT_EQ(run.record().has_value(), kept);
+        if (kept) {
             EXPECT_TRUE(run.record()->isComplete());
             expectRecordHolds(run, 1'000);
         }

@@ -30,7 +30,6 @@ TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
     const std::tuple<int, QByteArray, double> cases[] = {
         {503, "30", 30},    {503, "500", 120}, {503, " \t2.5 ", 2.5},
         {429, "5", 5},      {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
-        {503, "-3", 0.4},   {503, "", 0.4},    {503, "0.1", 0.4},
         {503, "5 min", 0.4}};
     for (const auto& [status, retryAfter, wait] : cases) {
         SCOPED_TRACE(retryAfter.constData());
