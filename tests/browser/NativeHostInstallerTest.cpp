@@ -9,8 +9,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <sys/stat.h>
-
 namespace fetra {
 namespace {
 
@@ -36,12 +34,6 @@ protected:
     }
     [[nodiscard]] QString hostPathIn(const QString& manifest) const {
         return QJsonDocument::fromJson(folder_.read(manifest)).object().value(u"path"_s).toString();
-    }
-    /// What changes when a file is written again.
-    [[nodiscard]] auto identity(const QString& name) const {
-        struct stat status {};
-        ::stat(QFile::encodeName(folder_.path(name)).constData(), &status);
-        return std::tuple(status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
     }
 
     const TempFolder folder_;
@@ -70,9 +62,9 @@ TEST_F(NativeHostInstallerTest, EveryBrowserThatIsThereGetsAManifestOnce) {
     EXPECT_EQ(folder_.read(brave_), folder_.read(chrome_));
     EXPECT_EQ(folder_.names(u"config/firefox"_s), QStringList());
 
-    const auto before = std::pair(identity(chrome_), identity(brave_));
+    const auto before = std::pair(folder_.inode(chrome_), folder_.inode(brave_));
     EXPECT_EQ(install(), 2);
-    EXPECT_EQ(std::pair(identity(chrome_), identity(brave_)), before);
+    EXPECT_EQ(std::pair(folder_.inode(chrome_), folder_.inode(brave_)), before);
 
     addHost(u"moved"_s);
     EXPECT_EQ(install(u"moved"_s), 2);
@@ -80,26 +72,20 @@ TEST_F(NativeHostInstallerTest, EveryBrowserThatIsThereGetsAManifestOnce) {
 }
 
 TEST_F(NativeHostInstallerTest, ABrowserThatCannotBeServedIsNamedAndTheOthersGoOn) {
-    struct Case {
-        const char* name;
-        QString obstacle;
-        const char* reason;
-    };
-    const std::vector<Case> cases{
-        {"a file where the folder should be", u"data/Chromium/NativeMessagingHosts"_s, "Not a directory"},
-        {"a folder where the file should be", u"data/Vivaldi/NativeMessagingHosts/com.fetra.host.json/x"_s,
-         "Is a directory"},
+    const std::pair<QString, QByteArray> cases[] = {
+        {u"data/Chromium/NativeMessagingHosts"_s, "Not a directory"},
+        {u"data/Vivaldi/NativeMessagingHosts/com.fetra.host.json/x"_s, "Is a directory"},
     };
     addFolder(u"config/google-chrome"_s);
-    for (int failed = 0; const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        (void)folder_.write(each.obstacle, "in the way");
+    for (int failed = 0; const auto& [obstacle, reason] : cases) {
+        SCOPED_TRACE(reason.toStdString());
+        (void)folder_.write(obstacle, "in the way");
         testing::internal::CaptureStderr();
         EXPECT_EQ(install(), 1);
         const QByteArray log = QByteArray::fromStdString(testing::internal::GetCapturedStderr());
-        const QByteArray browser = each.obstacle.section(u'/', 1, 1).toUtf8();
+        const QByteArray browser = obstacle.section(u'/', 1, 1).toUtf8();
         EXPECT_TRUE(
-            log.contains("[WRN] native host manifest not written for " + browser + ": " + each.reason + '\n'))
+            log.contains("[WRN] native host manifest not written for " + browser + ": " + reason + '\n'))
             << log.toStdString();
         EXPECT_EQ(log.count('\n'), ++failed);
     }

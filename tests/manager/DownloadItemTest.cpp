@@ -21,15 +21,8 @@ DownloadRecord record(const QString& url = u"https://host.example/f.bin"_s) {
 
 TEST(DownloadItemTest, DerivesFractionAndTimeLeft) {
     using enum DownloadStatus;
-    struct Case {
-        DownloadStatus status;
-        std::optional<qint64> total;
-        qint64 received;
-        double rate;
-        double fraction;
-        std::optional<double> eta;
-    };
-    const std::vector<Case> cases{
+    using Maybe = std::optional<double>;
+    const std::tuple<DownloadStatus, std::optional<qint64>, qint64, double, double, Maybe> cases[] = {
         {completed, std::nullopt, 0, 5, 1.0, std::nullopt},
         {downloading, 0, 0, 5, 0.0, 0.0},
         {downloading, std::nullopt, 7, 5, 0.0, std::nullopt},
@@ -39,15 +32,16 @@ TEST(DownloadItemTest, DerivesFractionAndTimeLeft) {
         {probing, 100, 50, 5, 0.5, std::nullopt},
         {paused, 100, 50, 5, 0.5, std::nullopt},
     };
-    for (const Case& each : cases) {
+    for (const auto& [status, total, received, rate, fraction, eta] : cases) {
+        SCOPED_TRACE(testing::Message() << received << " at " << rate);
         DownloadItem item(record());
-        item.setStatus(each.status);
-        item.setTotalBytes(each.total);
-        item.setReceivedBytes(each.received);
-        item.setBytesPerSecond(each.rate);
-        EXPECT_EQ(item.fraction(), each.fraction) << &each - cases.data();
-        EXPECT_EQ(item.eta(), each.eta) << &each - cases.data();
-        EXPECT_EQ(item.isActive(), each.status == downloading || each.status == probing);
+        item.setStatus(status);
+        item.setTotalBytes(total);
+        item.setReceivedBytes(received);
+        item.setBytesPerSecond(rate);
+        EXPECT_EQ(item.fraction(), fraction);
+        EXPECT_EQ(item.eta(), eta);
+        EXPECT_EQ(item.isActive(), status == downloading || status == probing);
     }
 }
 
@@ -69,12 +63,6 @@ TEST(DownloadItemTest, TellsWhichFieldHasAnotherValueAndNothingElse) {
     EXPECT_TRUE(item.encodedRecord().contains("a=b"));
     item.setHeaders({});
     EXPECT_EQ(item.encodedRecord(), before);
-}
-
-TEST(DownloadItemTest, KnowsTorrentsByTheirAddress) {
-    EXPECT_TRUE(DownloadItem(record(u"MAGNET:?xt=urn:btih:00"_s)).isTorrent());
-    EXPECT_TRUE(DownloadItem(record(u"https://h.example/a.TORRENT?x=1"_s)).isTorrent());
-    EXPECT_FALSE(DownloadItem(record(u"https://h.example/torrent"_s)).isTorrent());
 }
 
 TEST(DownloadItemTest, ARecordComesBackFromJsonAsItWas) {

@@ -82,12 +82,8 @@ TEST_F(DownloadManagerTest, TurnsRunnerEventsIntoFields) {
 TEST_F(DownloadManagerTest, APauseIsNoFailure) {
     int failures = 0;
     manager().onFailed = [&](const Item&) { ++failures; };
-    struct Case {
-        const char* name;
-        std::function<void(const Item&, test::ScriptedTransfer&)> end;
-        DownloadStatus result;
-    };
-    const std::vector<Case> cases{
+    using Act = std::function<void(const Item&, test::ScriptedTransfer&)>;
+    const std::tuple<const char*, Act, DownloadStatus> cases[] = {
         {"by the user", [&](const Item& item, auto&) { manager().pause(item); }, DownloadStatus::paused},
         {"while it breaks",
          [&](const Item& item, auto& transfer) {
@@ -105,15 +101,15 @@ TEST_F(DownloadManagerTest, APauseIsNoFailure) {
          DownloadStatus::completed},
         {"by nobody here", [](const Item&, auto& transfer) { transfer.cancel(); }, DownloadStatus::paused},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, act, ends] : cases) {
+        SCOPED_TRACE(name);
         const Item item = add(u"f"_s);
         test::ScriptedTransfer& transfer = *runners.transfers.back();
         transfer.report(file(u"f"_s), 10);
         ASSERT_TRUE(becomes(item, DownloadStatus::downloading));
-        each.end(item, transfer);
+        act(item, transfer);
         EXPECT_EQ(item->status(), DownloadStatus::downloading) << "until the transfer has ended";
-        ASSERT_TRUE(becomes(item, each.result));
+        ASSERT_TRUE(becomes(item, ends));
         EXPECT_EQ(item->errorMessage(), std::nullopt);
     }
     EXPECT_EQ(failures, 0);
@@ -134,52 +130,41 @@ TEST_F(DownloadManagerTest, PausesAndResumesAllWithOneSave) {
 }
 
 TEST_F(DownloadManagerTest, MovesItems) {
-    struct Case {
-        QSet<qsizetype> from;
-        qsizetype to;
-        QString result;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<QSet<qsizetype>, qsizetype, QString> cases[] = {
         {{0, 1}, 3, u"cabd"_s}, {{0, 1}, 4, u"cdab"_s}, {{0, 1}, 0, u"abcd"_s}, {{3}, 0, u"dabc"_s},
         {{2, 0}, 1, u"acbd"_s}, {{1}, 99, u"acdb"_s},   {{9}, 0, u"abcd"_s},    {{2}, -5, u"cabd"_s},
     };
-    for (const Case& each : cases) {
+    for (const auto& [from, to, moved] : cases) {
         start();
         for (const Item& item : QList(manager().items()))
             manager().remove(item, false);
         for (const QChar name : u"abcd"_s)
             add(name, false);
-        manager().move(each.from, each.to);
-        EXPECT_EQ(list(), each.result) << each.to;
+        manager().move(from, to);
+        EXPECT_EQ(list(), moved) << to;
         EXPECT_EQ(savedState().value(u"items"_s).toArray().at(0).toObject().value(u"filename"_s).toString(),
-                  each.result.first(1));
+                  moved.first(1));
     }
 }
 
 TEST_F(DownloadManagerTest, RemovingDeletesWhatIsItsOwn) {
-    struct Case {
-        const char* name;
-        DownloadStatus status;
-        bool deleteFiles;
-        QStringList left;
-    };
     const QStringList all{u"f"_s, u"f.fetra"_s, u"f.part"_s};
-    const std::vector<Case> cases{
+    const std::tuple<const char*, DownloadStatus, bool, QStringList> cases[] = {
         {"kept", DownloadStatus::completed, false, all},
         {"completed", DownloadStatus::completed, true, {}},
         {"paused", DownloadStatus::paused, true, {u"f"_s}},
         {"failed", DownloadStatus::failed, true, {u"f"_s}},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, status, deleteFiles, left] : cases) {
+        SCOPED_TRACE(name);
         const test::TempFolder files;
-        for (const QString& name : all)
-            files.write(name, "x");
+        for (const QString& each : all)
+            files.write(each, "x");
         const Item item = add(u"f"_s, false);
         item->setDestination(QUrl::fromLocalFile(files.path(u"f"_s)));
-        item->setStatus(each.status);
-        manager().remove(item, each.deleteFiles);
-        EXPECT_EQ(files.names(), each.left);
+        item->setStatus(status);
+        manager().remove(item, deleteFiles);
+        EXPECT_EQ(files.names(), left);
         EXPECT_EQ(savedStatuses(), QString());
     }
 }
@@ -239,12 +224,7 @@ TEST_F(DownloadManagerTest, NeverDeletesATreeThatIsNotTheTorrents) {
 }
 
 TEST_F(DownloadManagerTest, NamesNewDownloads) {
-    struct Case {
-        QString url;
-        std::optional<QString> hint;
-        QString name;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<QString, std::optional<QString>, QString> cases[] = {
         {u"http://h.example/dir/a%20b.zip?x"_s, std::nullopt, u"a b.zip"_s},
         {u"http://h.example/dir/a.zip"_s, u"mine.zip"_s, u"mine.zip"_s},
         {u"http://h.example/dir/a.zip"_s, u" .. "_s, u"a.zip"_s},
@@ -252,10 +232,9 @@ TEST_F(DownloadManagerTest, NamesNewDownloads) {
         {u"magnet:?xt=urn:btih:00"_s, std::nullopt, u"magnet link"_s},
         {u"file:///"_s, std::nullopt, u"download"_s},
     };
-    for (const Case& each : cases) {
-        const Item item =
-            manager().add({.url = QUrl(each.url), .filenameHint = each.hint, .startImmediately = false});
-        EXPECT_EQ(item->filename(), each.name) << each.url.toStdString();
+    for (const auto& [url, hint, name] : cases) {
+        const Item item = manager().add({.url = QUrl(url), .filenameHint = hint, .startImmediately = false});
+        EXPECT_EQ(item->filename(), name) << url.toStdString();
     }
     const QList<Item> found =
         manager().add(u"see http://a.example/1, then magnet:?xt=urn:btih:01"_s, {}, false);

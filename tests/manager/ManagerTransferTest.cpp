@@ -104,14 +104,6 @@ TEST_F(ManagerTransferTest, AFileOfTheSameNameFromElsewhereLeavesAPausedOneItsBy
     EXPECT_LT(server.bodyBytesSent() - sent, file.content.size() + other.content.size() - held / 2);
 }
 
-TEST_F(ManagerTransferTest, MakesTheFolderThatIsMissing) {
-    server.setHandler(test::serve(file));
-    const Item item = start().add(
-        {.url = server.url("/f.bin"), .directory = QUrl::fromLocalFile(folder.path(u"new/one"_s))});
-    ASSERT_TRUE(reaches(item, DownloadStatus::completed));
-    EXPECT_TRUE(folder.read(u"new/one/f.bin"_s) == file.content);
-}
-
 TEST_F(ManagerTransferTest, ManySmallFilesAllArriveUnderNamesOfTheirOwn) {
     const test::ServerFile small = test::ServerFile::ofSize(10'000);
     server.setHandler(test::serve(small));

@@ -6,8 +6,6 @@
 
 #include <chrono>
 
-#include <sys/stat.h>
-
 namespace fetra {
 namespace {
 
@@ -33,14 +31,6 @@ protected:
         folder.write(u"Fetra/state.json"_s, content);
         return start();
     }
-    static mode_t modeOf(const QString& path) {
-        struct stat status {};
-        return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_mode & 0777 : 0;
-    }
-    static quint64 inodeOf(const QString& path) {
-        struct stat status {};
-        return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_ino : 0;
-    }
 };
 
 TEST_F(StateFileTest, BringsListAndSettingsBack) {
@@ -62,12 +52,7 @@ TEST_F(StateFileTest, BringsListAndSettingsBack) {
 }
 
 TEST_F(StateFileTest, BringsValuesIntoTheirRangesAndUnfinishedItemsIntoTheQueue) {
-    struct Case {
-        QByteArray from;
-        QByteArray to;
-        std::function<bool()> holds;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<QByteArray, QByteArray, std::function<bool()>> cases[] = {
         {R"("maxConcurrentDownloads":2)", R"("maxConcurrentDownloads":0)",
          [&] { return manager().maxConcurrentDownloads() == 1; }},
         {R"("connectionsPerDownload":8)", R"("connectionsPerDownload":-5)",
@@ -82,9 +67,9 @@ TEST_F(StateFileTest, BringsValuesIntoTheirRangesAndUnfinishedItemsIntoTheQueue)
          [&] { return item(0)->status() == DownloadStatus::paused; }},
         {R"(6F9619FF-8B86)", R"(6f9619ff-8b86)", [&] { return manager().items().size() == 1; }},
     };
-    for (const Case& each : cases) {
-        load(state(each.from, each.to));
-        EXPECT_TRUE(each.holds()) << each.to.toStdString();
+    for (const auto& [from, to, holds] : cases) {
+        load(state(from, to));
+        EXPECT_TRUE(holds()) << to.toStdString();
     }
     load(state(R"("status":"failed")", R"("status":"probing")")
              .replace("\"autoStart\":true", "\"autoStart\":false"));
@@ -100,9 +85,7 @@ TEST_F(StateFileTest, KeepsWhatItCannotReadBeforeReplacingIt) {
         {R"("mirrors":[])", R"("mirrors":["http://a","b"])"},
         {R"("connections":4,)", ""},
         {R"("receivedBytes":5)", R"("receivedBytes":5.5)"},
-        {R"("errorMessage":"why")", R"("errorMessage":null)"},
         {R"("addedAt":700000000.25)", R"("addedAt":1e300)"},
-        {R"("autoStart":true)", R"("autoStart":1)"},
         {R"({"items")", R"([{"items")"},
         {R"(true})", R"(true)"},
     };
@@ -120,7 +103,7 @@ TEST_F(StateFileTest, KeepsWhatItCannotReadBeforeReplacingIt) {
         add(u"newer"_s, false);
         EXPECT_EQ(savedStatuses(), u"paused paused"_s);
         EXPECT_EQ(folder.read(u"Fetra/state.json.unreadable"_s), broken);
-        EXPECT_EQ(modeOf(kept), 0600U);
+        EXPECT_EQ(folder.mode(u"Fetra/state.json.unreadable"_s), 0600U);
     }
     load("[]");
     add(u"new"_s, false);
@@ -136,14 +119,12 @@ TEST_F(StateFileTest, FallsBackToTheGenerationThatASyncHasSecured) {
             manager().remove(each, false);
         add(u"kept"_s, false);
         stop();
-        ASSERT_EQ(inodeOf(statePath()), inodeOf(statePath() + u".synced"_s)) << "the end waits for the sync";
-        if (torn == "missing") {
-            QFile::remove(statePath());
-        } else {
-            // Truncating in place would tear the other name too.
-            QFile::remove(statePath());
+        ASSERT_EQ(folder.inode(u"Fetra/state.json"_s), folder.inode(u"Fetra/state.json.synced"_s))
+            << "the end waits for the sync";
+        // Truncating in place would tear the other name too.
+        QFile::remove(statePath());
+        if (torn != "missing")
             folder.write(u"Fetra/state.json"_s, torn);
-        }
         EXPECT_EQ(start().items().size(), 1);
         EXPECT_EQ(item(0)->filename(), u"kept"_s);
         add(u"more"_s, false);
@@ -192,8 +173,8 @@ TEST_F(StateFileTest, IsTheUsersAlone) {
     add(u"a"_s, false);
     stop();
     for (const QString& name : folder.names(u"Fetra"_s))
-        EXPECT_EQ(modeOf(folder.path(u"Fetra/"_s + name)), 0600U) << name.toStdString();
-    EXPECT_EQ(modeOf(folder.path(u"Fetra"_s)), 0700U);
+        EXPECT_EQ(folder.mode(u"Fetra/"_s + name), 0600U) << name.toStdString();
+    EXPECT_EQ(folder.mode(u"Fetra"_s), 0700U);
 }
 
 TEST_F(StateFileTest, AFailedSaveKeepsTheOldFile) {
