@@ -9,8 +9,6 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <QDir>
-#include <QJsonDocument>
 
 #include <csignal>
 #include <unistd.h>

@@ -82,26 +82,19 @@ private:
 /// Moments to kill at, over all downloads of a test.
 class Killer {
 public:
-    explicit Killer(unsigned seed)
-        : random_(seed) {}
-
     /// How long the next run may live; nothing once there were enough kills.
     std::optional<std::chrono::milliseconds> next() {
         const std::lock_guard lock(mutex_);
-        if (kills_ >= wantedKills)
+        if (kills >= wantedKills)
             return std::nullopt;
         return std::chrono::milliseconds(std::uniform_int_distribution(100, 2500)(random_));
     }
-    void count() {
-        const std::lock_guard lock(mutex_);
-        ++kills_;
-    }
-    int kills() const { return kills_; }
+
+    std::atomic<int> kills = 0;
 
 private:
     std::mutex mutex_;
-    std::mt19937 random_;
-    int kills_ = 0;
+    std::mt19937 random_{seedOfRun()};
 };
 
 class KilledDownload {
@@ -139,7 +132,7 @@ private:
             EXPECT_EQ(status, 0) << program.errors().constData();
             return true;
         }
-        killer_.count();
+        ++killer_.kills;
         EXPECT_TRUE(eventually(10s, [this] { return server_.connectionsOpen() == 0; }));
         judge(server_.bodyBytesSent() - sentBefore);
         return false;
@@ -166,7 +159,7 @@ private:
 
 TEST(KillResumeTest, NoKillCostsMoreThanTheLastMomentsBytes) {
     keepFilesInMemory();
-    Killer killer(seedOfRun());
+    Killer killer;
     std::atomic<quint64> number = 0;
     {
         std::vector<std::jthread> threads;
@@ -177,8 +170,8 @@ TEST(KillResumeTest, NoKillCostsMoreThanTheLastMomentsBytes) {
             });
         }
     }
-    EXPECT_TRUE(::testing::Test::HasFailure() || killer.kills() >= wantedKills);
-    std::cout << killer.kills() << " kills, " << number << " downloads" << std::endl;
+    EXPECT_TRUE(::testing::Test::HasFailure() || killer.kills >= wantedKills);
+    std::cout << killer.kills << " kills, " << number << " downloads" << std::endl;
 }
 
 /// Ten downloads with a state file, of which a kill may take nothing but moments.

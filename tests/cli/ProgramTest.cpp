@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 #include <QCryptographicHash>
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <csignal>
@@ -32,30 +31,36 @@ Handler slow(const ServerFile& file, double seconds) {
                  {.what = When::What::Data});
 }
 
-TEST(ProgramTest, PrintsThePathOfTheFinishedFileLast) {
+class ProgramTest : public ::testing::Test {
+protected:
+    FetraRun start(const QStringList& arguments, std::function<void()> inChild = {}) const {
+        return FetraRun({.arguments = arguments, .folder = folder.path(), .inChild = std::move(inChild)});
+    }
+
     const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(serve(file));
+    ScriptedServer server{serve(file)};
+    const QString url = text(server.url("/disk.iso"));
+    const TempFolder folder;
+};
+
+TEST_F(ProgramTest, PrintsThePathOfTheFinishedFileLast) {
     for (const QStringList& mode : {QStringList{}, {u"--quiet"_s}}) {
-        const TempFolder folder;
-        FetraRun run(
-            {.arguments = QStringList{text(server.url("/disk.iso"))} + mode, .folder = folder.path()});
+        FetraRun run = start(QStringList{url} + mode);
         EXPECT_EQ(run.exitStatus(), 0);
         EXPECT_EQ(run.output(), folder.path(u"disk.iso\n"_s).toUtf8());
         EXPECT_TRUE(folder.read(u"disk.iso"_s) == file.content);
         EXPECT_EQ(folder.names(), QStringList{u"disk.iso"_s});
         EXPECT_EQ(run.errors().contains("disk.iso, 5.72 MB\n"), mode.isEmpty()) << run.errors().constData();
         EXPECT_EQ(run.errors().isEmpty(), !mode.isEmpty()) << run.errors().constData();
+        QFile::remove(folder.path(u"disk.iso"_s));
     }
 }
 
-TEST(ProgramTest, TellsEventsInOrder) {
-    const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(slow(file, 1.2));
-    const TempFolder folder;
+TEST_F(ProgramTest, TellsEventsInOrder) {
+    server.setHandler(slow(file, 1.2));
     const QByteArray digest = QCryptographicHash::hash(file.content, QCryptographicHash::Sha256).toHex();
-    FetraRun run({.arguments = {text(server.url("/disk.iso?key=1")), u"--json"_s, u"-x4"_s, u"--sha256"_s,
-                                QString::fromLatin1(digest)},
-                  .folder = folder.path()});
+    FetraRun run = start({text(server.url("/disk.iso?key=1")), u"--json"_s, u"-x4"_s, u"--sha256"_s,
+                          QString::fromLatin1(digest)});
     ASSERT_EQ(run.exitStatus(), 0) << run.output().constData();
     const QList<QJsonObject> events = run.lines();
     ASSERT_GE(events.size(), 4);
@@ -90,9 +95,8 @@ TEST(ProgramTest, TellsEventsInOrder) {
     EXPECT_TRUE(run.errors().isEmpty()) << run.errors().constData();
 }
 
-TEST(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
-    const ServerFile file = ServerFile::ofSize(1000);
-    ScriptedServer server(routes({{"/f", serve(file)}}));
+TEST_F(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
+    server.setHandler(routes({{"/f", serve(file)}}));
     ScriptedServer gone;
     const QUrl nobody = gone.url("/f");
     gone.stop();
@@ -103,8 +107,7 @@ TEST(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
         {{u"probe"_s, text(server.url("/missing"))}, "Server returned HTTP 404"},
     };
     for (const auto& [arguments, sentence] : cases) {
-        const TempFolder folder;
-        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        FetraRun run = start(arguments);
         EXPECT_EQ(run.exitStatus(), 1);
         EXPECT_TRUE(run.output().isEmpty()) << run.output().constData();
         EXPECT_TRUE(run.errors().contains(sentence)) << run.errors().constData();
@@ -112,8 +115,7 @@ TEST(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
         if (arguments.first() == "probe"_L1)
             continue;
 
-        const TempFolder other;
-        FetraRun json({.arguments = arguments + QStringList{u"--json"_s}, .folder = other.path()});
+        FetraRun json = start(arguments + QStringList{u"--json"_s});
         EXPECT_EQ(json.exitStatus(), 1);
         ASSERT_FALSE(json.lines().isEmpty());
         EXPECT_EQ(json.lines().last()[u"event"], u"failed"_s);
@@ -121,9 +123,7 @@ TEST(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
     }
 }
 
-TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
-    ScriptedServer server(serve(ServerFile::ofSize(1000)));
-    const QString url = text(server.url("/f"));
+TEST_F(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
     for (const QStringList& arguments : {
              QStringList{},
              {url, url + u'2', u"-m"_s, url},
@@ -134,8 +134,7 @@ TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
              {url, u"-o"_s, u"new/"_s, u"--sha256"_s, u"12"_s},
              {url, u"-o"_s, u"/dev/null/f"_s},
          }) {
-        const TempFolder folder;
-        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        FetraRun run = start(arguments);
         EXPECT_EQ(run.exitStatus(), 2) << qPrintable(arguments.join(u' '));
         EXPECT_TRUE(run.output().isEmpty());
         EXPECT_EQ(run.errors().count('\n'), arguments.isEmpty() ? 5 : 1) << run.errors().constData();
@@ -144,10 +143,9 @@ TEST(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
     EXPECT_EQ(server.requests(), 0);
 }
 
-TEST(ProgramTest, HelpAndVersionGoToStandardOutput) {
-    const TempFolder folder;
+TEST_F(ProgramTest, HelpAndVersionGoToStandardOutput) {
     for (const QStringList& arguments : {QStringList{u"--help"_s}, {u"get"_s, u"-h"_s}}) {
-        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        FetraRun run = start(arguments);
         EXPECT_EQ(run.exitStatus(), 0);
         for (const char* word :
              {"--output", "--no-resume", "--state", "add", "list", "probe", ".part", "130"})
@@ -155,23 +153,21 @@ TEST(ProgramTest, HelpAndVersionGoToStandardOutput) {
         for (const QByteArray& line : run.output().split('\n'))
             EXPECT_LE(line.size(), 80) << line.constData();
     }
-    FetraRun version({.arguments = {u"--version"_s}, .folder = folder.path()});
+    FetraRun version = start({u"--version"_s});
     EXPECT_EQ(version.exitStatus(), 0);
     EXPECT_TRUE(version.output().startsWith("fetra "));
 }
 
-TEST(ProgramTest, SecretsAreSentAndNeverPrinted) {
-    const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(
+TEST_F(ProgramTest, SecretsAreSentAndNeverPrinted) {
+    server.setHandler(
         serve(file, {.answer = statusAnswer(503)}, {.what = When::What::Data, .first = 1, .last = 3}));
-    QUrl url = server.url("/disk.iso");
-    url.setUserName(u"hunter1"_s);
-    url.setPassword(u"hunter2"_s);
-    const QStringList common{text(url), u"-H"_s, u"Cookie: id=hunter3"_s, u"--log"_s, u"debug"_s};
+    QUrl secret = server.url("/disk.iso");
+    secret.setUserName(u"hunter1"_s);
+    secret.setPassword(u"hunter2"_s);
+    const QStringList common{text(secret), u"-H"_s, u"Cookie: id=hunter3"_s, u"--log"_s, u"debug"_s};
     for (const QStringList& arguments :
          {common, common + QStringList{u"--json"_s}, QStringList{u"probe"_s} + common}) {
-        const TempFolder folder;
-        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        FetraRun run = start(arguments);
         EXPECT_EQ(run.exitStatus(), 0) << run.errors().constData();
         EXPECT_FALSE((run.output() + run.errors()).contains("hunter"))
             << run.output().constData() << run.errors().constData();
@@ -181,10 +177,9 @@ TEST(ProgramTest, SecretsAreSentAndNeverPrinted) {
     }
 }
 
-TEST(ProgramTest, ProbePrintsWhatTheServerSays) {
-    ScriptedServer server(serve(ServerFile::ofSize(1234).withETag("\"a\x9b\"")));
-    const TempFolder folder;
-    FetraRun run({.arguments = {u"probe"_s, text(server.url("/disk.iso"))}, .folder = folder.path()});
+TEST_F(ProgramTest, ProbePrintsWhatTheServerSays) {
+    server.setHandler(serve(ServerFile::ofSize(1234).withETag("\"a\x9b\"")));
+    FetraRun run = start({u"probe"_s, url});
     ASSERT_EQ(run.exitStatus(), 0) << run.errors().constData();
     EXPECT_FALSE(run.output().contains('\x9b'));
     const QJsonObject info = QJsonDocument::fromJson(run.output()).object();
@@ -195,15 +190,11 @@ TEST(ProgramTest, ProbePrintsWhatTheServerSays) {
     EXPECT_TRUE(folder.names().isEmpty());
 }
 
-TEST(ProgramTest, AStopSavesAndTheSameCommandContinues) {
-    const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(slow(file, 8));
+TEST_F(ProgramTest, AStopSavesAndTheSameCommandContinues) {
     // What supervisors do: the process and its group are told, one after the other.
     for (const QList<int>& signals : {QList<int>{SIGINT}, {SIGTERM}, {SIGHUP}, {SIGTERM, SIGHUP, SIGTERM}}) {
-        const TempFolder folder;
-        const QStringList arguments{text(server.url("/disk.iso"))};
         server.setHandler(slow(file, 8));
-        FetraRun run({.arguments = arguments, .folder = folder.path()});
+        FetraRun run = start({url});
         ASSERT_TRUE(run.runUntil([&] { return run.errors().count('\n') >= 2; })) << run.errors().constData();
         for (const int signal : signals)
             run.send(signal);
@@ -214,17 +205,17 @@ TEST(ProgramTest, AStopSavesAndTheSameCommandContinues) {
         EXPECT_EQ(folder.names(), (QStringList{u"disk.iso.fetra"_s, u"disk.iso.part"_s}));
 
         server.setHandler(serve(file));
-        FetraRun again({.arguments = arguments + QStringList{u"--json"_s}, .folder = folder.path()});
+        FetraRun again = start({url, u"--json"_s});
         EXPECT_EQ(again.exitStatus(), 0);
         ASSERT_FALSE(again.lines().isEmpty());
         EXPECT_GT(again.lines().last()[u"resumedFrom"].toInteger(), 0);
         EXPECT_TRUE(folder.tryRead(u"disk.iso"_s) == file.content);
         EXPECT_EQ(folder.names(), QStringList{u"disk.iso"_s});
+        QFile::remove(folder.path(u"disk.iso"_s));
     }
 }
 
-TEST(ProgramTest, AStopPromisesNothingThatIsNotSo) {
-    const ServerFile file = ServerFile::ofSize(size);
+TEST_F(ProgramTest, AStopPromisesNothingThatIsNotSo) {
     const std::tuple<const char*, Lies, QStringList> cases[] = {
         {"no ranges", {.ignoreRange = true, .totalBytesPerSecond = 1e6}, {}},
         {"no validators", {.file = file.withoutValidators(), .totalBytesPerSecond = 1e6}, {}},
@@ -232,10 +223,8 @@ TEST(ProgramTest, AStopPromisesNothingThatIsNotSo) {
     };
     for (const auto& [name, lies, options] : cases) {
         SCOPED_TRACE(name);
-        ScriptedServer server(serve(file, lies));
-        const TempFolder folder;
-        FetraRun run(
-            {.arguments = options + QStringList{text(server.url("/disk.iso"))}, .folder = folder.path()});
+        server.setHandler(serve(file, lies));
+        FetraRun run = start(options + QStringList{url});
         ASSERT_TRUE(run.runUntil([&] { return run.errors().count('\n') >= 2; }));
         run.send(SIGINT);
         EXPECT_EQ(run.exitStatus(), 130);
@@ -244,12 +233,9 @@ TEST(ProgramTest, AStopPromisesNothingThatIsNotSo) {
     }
 }
 
-TEST(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
-    const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(slow(file, 8));
-    const TempFolder folder;
-    const QStringList arguments{text(server.url("/disk.iso"))};
-    FetraRun first({.arguments = arguments, .folder = folder.path()});
+TEST_F(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
+    server.setHandler(slow(file, 8));
+    FetraRun first = start({url});
     ASSERT_TRUE(first.runUntil([&] { return first.errors().count('\n') >= 2; }))
         << first.errors().constData();
     first.send(SIGINT);
@@ -257,11 +243,11 @@ TEST(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
 
     // The disk takes no more.
     server.setHandler(serve(file));
-    FetraRun second({.arguments = arguments, .folder = folder.path(), .inChild = [] {
-                         const rlimit limit{.rlim_cur = size / 2, .rlim_max = size / 2};
-                         ::setrlimit(RLIMIT_FSIZE, &limit);
-                         std::signal(SIGXFSZ, SIG_IGN);
-                     }});
+    FetraRun second = start({url}, [] {
+        const rlimit limit{.rlim_cur = size / 2, .rlim_max = size / 2};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        std::signal(SIGXFSZ, SIG_IGN);
+    });
     EXPECT_EQ(second.exitStatus(), 1);
     EXPECT_TRUE(second.output().isEmpty());
     EXPECT_TRUE(second.errors().contains("\nfetra: Disk error: File too large\n"))
@@ -269,19 +255,17 @@ TEST(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
     EXPECT_TRUE(second.errors().endsWith("the same command continues from there.\n"))
         << second.errors().constData();
 
-    FetraRun third({.arguments = arguments, .folder = folder.path()});
+    FetraRun third = start({url});
     EXPECT_EQ(third.exitStatus(), 0);
     EXPECT_TRUE(third.errors().contains("of them from before")) << third.errors().constData();
     EXPECT_TRUE(folder.tryRead(u"disk.iso"_s) == file.content);
 }
 
-TEST(ProgramTest, AStopBeforeTheAnswerEndsAtOnce) {
-    ScriptedServer server;
+TEST_F(ProgramTest, AStopBeforeTheAnswerEndsAtOnce) {
     server.setConnectionRule([](qint64) { return ConnectionFate::Silence; });
     for (const QStringList& command : {QStringList{}, {u"--json"_s}, {u"probe"_s}}) {
-        const TempFolder folder;
         const qint64 before = server.connectionsAccepted();
-        FetraRun run({.arguments = command + QStringList{text(server.url("/f"))}, .folder = folder.path()});
+        FetraRun run = start(command + QStringList{url});
         ASSERT_TRUE(run.runUntil([&] { return server.connectionsAccepted() > before; }));
         const auto began = std::chrono::steady_clock::now();
         run.send(SIGINT);
@@ -292,13 +276,9 @@ TEST(ProgramTest, AStopBeforeTheAnswerEndsAtOnce) {
     }
 }
 
-TEST(ProgramTest, WhatTheParentIgnoresStaysIgnored) {
-    const ServerFile file = ServerFile::ofSize(size);
-    ScriptedServer server(slow(file, 2));
-    const TempFolder folder;
-    FetraRun run({.arguments = {text(server.url("/disk.iso"))}, .folder = folder.path(), .inChild = [] {
-                      std::signal(SIGHUP, SIG_IGN);
-                  }});
+TEST_F(ProgramTest, WhatTheParentIgnoresStaysIgnored) {
+    server.setHandler(slow(file, 2));
+    FetraRun run = start({url}, [] { std::signal(SIGHUP, SIG_IGN); });
     ASSERT_TRUE(run.runUntil([&] { return run.errors().contains('\n'); }));
     run.send(SIGHUP);
     EXPECT_EQ(run.exitStatus(), 0);

@@ -8,7 +8,6 @@
 #include "support/Routes.h"
 #include "support/ScriptedServer.h"
 
-#include <atomic>
 #include <list>
 #include <random>
 #include <thread>

@@ -4,7 +4,6 @@
 #include "http/CurlClient.h"
 #include "http/HTTPFetch.h"
 #include "support/FileScript.h"
-#include "support/Routes.h"
 
 #include <gtest/gtest.h>
 

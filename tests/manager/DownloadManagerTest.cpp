@@ -2,8 +2,6 @@
 
 #include "transfer/FileSink.h"
 
-#include <QFile>
-
 namespace fetra {
 namespace {
 

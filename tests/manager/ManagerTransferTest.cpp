@@ -6,8 +6,6 @@
 #include "support/Routes.h"
 #include "support/ScriptedServer.h"
 
-#include <QFile>
-
 namespace fetra {
 namespace {
 

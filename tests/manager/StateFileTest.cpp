@@ -2,7 +2,6 @@
 #include "support/SystemFaults.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <chrono>
 
@@ -10,7 +9,6 @@ namespace fetra {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::runUntil;
 using test::SystemFaults;
 
 class StateFileTest : public test::ManagerWorld {

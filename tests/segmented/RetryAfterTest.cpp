@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-#include <vector>
-
 namespace fetra {
 namespace {
 

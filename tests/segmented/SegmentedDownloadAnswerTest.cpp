@@ -60,6 +60,8 @@ TEST_F(SegmentedDownloadAnswerTest, APartIsTakenOnlyWhereItBelongsAndOfTheSameVe
         {"without a total", head(206, 500, {{"Content-Range", "bytes 500-999/*"}}), Verdict::allowed},
         {"without a length", head(206, -1, {{"Content-Range", right}}), Verdict::allowed},
         {"no place", head(206, 500), Verdict::refused},
+        {"one byte early", head(206, 500, {{"Content-Range", "bytes 499-998/1000"}}), Verdict::refused},
+        {"nonsense", head(206, 500, {{"Content-Range", "bytes x-999/1000"}}), Verdict::refused},
         {"one byte late", head(206, 500, {{"Content-Range", "bytes 501-999/1000"}}), Verdict::refused},
         {"another file", head(206, 500, {{"Content-Range", "bytes 500-999/1001"}}), Verdict::refused},
         {"another unit", head(206, 500, {{"Content-Range", "items 500-999/1000"}}), Verdict::refused},

@@ -9,7 +9,6 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <stdexcept>

@@ -30,30 +30,24 @@ TEST(AtomicFileTest, ReplacesTheContentInAPrivateFileAndLeavesNothingElse) {
 }
 
 TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
-    struct Case {
-        const char* name;
-        std::vector<int> writes;
-        std::vector<int> syncs;
-        int code;
-        const char* content;
-    };
-    const std::vector<Case> cases{
+    // What the writes and syncs fail with, the error thrown, and what is there then.
+    const std::tuple<const char*, std::vector<int>, std::vector<int>, int, const char*> cases[] = {
         {"full at the first write", {ENOSPC}, {}, ENOSPC, "old"},
         {"full at the second write", {0, ENOSPC}, {}, ENOSPC, "old"},
         {"the sync says that data are lost", {}, {EIO}, EIO, "old"},
         {"only the folder's sync fails, after the rename", {}, {0, EIO}, EIO, "0123"},
         {"the folder knows no sync", {}, {0, EINVAL}, 0, "0123"},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, writes, syncs, code, content] : cases) {
+        SCOPED_TRACE(name);
         const TempFolder folder;
         const QString path = folder.write(u"a"_s, "old");
         SystemFaults faults;
         faults.limitWrites(2);
-        faults.failWrite(each.writes);
-        faults.failSync(each.syncs);
-        EXPECT_EQ(test::posixCode([&] { AtomicFile::write(path, "0123"); }), each.code);
-        EXPECT_EQ(folder.read(u"a"_s), each.content);
+        faults.failWrite(writes);
+        faults.failSync(syncs);
+        EXPECT_EQ(test::posixCode([&] { AtomicFile::write(path, "0123"); }), code);
+        EXPECT_EQ(folder.read(u"a"_s), content);
         EXPECT_EQ(folder.names(), QStringList{u"a"_s});
     }
 }

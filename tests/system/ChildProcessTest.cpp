@@ -1,5 +1,4 @@
 #include "system/ChildProcess.h"
-#include "support/Eventually.h"
 #include "support/TempFolder.h"
 #include "support/ThrownBy.h"
 

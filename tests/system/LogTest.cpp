@@ -1,14 +1,10 @@
 #include "system/Log.h"
 
 #include <gtest/gtest.h>
-#include <QFile>
 
 #include <array>
 #include <thread>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace fetra {
 namespace {

@@ -66,12 +66,7 @@ int moveError(const QString& from, const QString& to) {
 }
 
 TEST_F(MoveFileTest, MovesWhereNothingIsAndReplacesNothing) {
-    struct Case {
-        const char* name;
-        std::function<void(const TempFolder&)> prepare;
-        bool moves;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, std::function<void(const TempFolder&)>, bool> cases[] = {
         {"free name", [](const TempFolder&) {}, true},
         {"file", [](const TempFolder& folder) { folder.write(u"to"_s, "theirs"); }, false},
         {"empty file", [](const TempFolder& folder) { folder.write(u"to"_s, {}); }, false},
@@ -81,16 +76,16 @@ TEST_F(MoveFileTest, MovesWhereNothingIsAndReplacesNothing) {
     };
     for (const Way& way : ways) {
         go(way);
-        for (const Case& each : cases) {
-            SCOPED_TRACE(::testing::Message() << way.name << ", " << each.name);
+        for (const auto& [name, prepare, moves] : cases) {
+            SCOPED_TRACE(::testing::Message() << way.name << ", " << name);
             const TempFolder folder;
             folder.write(u"from"_s, "ours");
-            each.prepare(folder);
+            prepare(folder);
             const QStringList before = folder.names();
-            EXPECT_EQ(MoveFile::withoutReplacing(folder.path(u"from"_s), folder.path(u"to"_s)), each.moves);
-            EXPECT_EQ(folder.names(), each.moves ? QStringList{u"to"_s} : before);
-            EXPECT_EQ(folder.read(each.moves ? u"to"_s : u"from"_s), "ours");
-            EXPECT_EQ(folder.tryRead(u"to"_s) == "ours", each.moves);
+            EXPECT_EQ(MoveFile::withoutReplacing(folder.path(u"from"_s), folder.path(u"to"_s)), moves);
+            EXPECT_EQ(folder.names(), moves ? QStringList{u"to"_s} : before);
+            EXPECT_EQ(folder.read(moves ? u"to"_s : u"from"_s), "ours");
+            EXPECT_EQ(folder.tryRead(u"to"_s) == "ours", moves);
         }
     }
 }

@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
 #include <QUrl>
 
 namespace fetra::test {

@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QSet>
 
 #include <cmath>
-#include <limits>
 #include <vector>
 
 namespace fetra {

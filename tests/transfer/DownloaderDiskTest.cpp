@@ -10,7 +10,6 @@
 
 #include <cerrno>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>

@@ -9,7 +9,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,15 +35,9 @@ int writeError(FileSink& sink, const std::string& data, qint64 offset) {
 }
 
 TEST(FileSinkTest, OpensWithoutTruncatingAndGivesTheFileItsSize) {
-    struct Case {
-        const char* name;
-        std::optional<QByteArray> before;
-        std::optional<qint64> preallocate;
-        bool exclusive;
-        int error;
-        std::optional<QByteArray> after;
-    };
-    const std::vector<Case> cases{
+    using Content = std::optional<QByteArray>;
+    // What is there, the size asked for, exclusive, the error, and what is there then.
+    const std::tuple<const char*, Content, std::optional<qint64>, bool, int, Content> cases[] = {
         {"made empty", std::nullopt, std::nullopt, true, 0, ""},
         {"made empty for size 0", std::nullopt, 0, true, 0, ""},
         {"made with zeros", std::nullopt, 3, true, 0, QByteArray(3, '\0')},
@@ -53,13 +46,13 @@ TEST(FileSinkTest, OpensWithoutTruncatingAndGivesTheFileItsSize) {
         {"extended", "abc", 5, false, 0, QByteArray("abc\0\0", 5)},
         {"not shared when exclusive", "abc", 5, true, EEXIST, "abc"},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, before, preallocate, exclusive, error, after] : cases) {
+        SCOPED_TRACE(name);
         const TempFolder folder;
-        if (each.before)
-            folder.write(u"f"_s, *each.before);
-        EXPECT_EQ(openError(folder.path(u"f"_s), each.preallocate, each.exclusive), each.error);
-        EXPECT_EQ(folder.tryRead(u"f"_s), each.after);
+        if (before)
+            folder.write(u"f"_s, *before);
+        EXPECT_EQ(openError(folder.path(u"f"_s), preallocate, exclusive), error);
+        EXPECT_EQ(folder.tryRead(u"f"_s), after);
     }
 }
 
@@ -107,13 +100,8 @@ TEST(FileSinkTest, WritesEveryByteWhereItBelongs) {
 }
 
 TEST(FileSinkTest, AFailedSyncIsNeverForgotten) {
-    struct Case {
-        const char* name;
-        std::vector<int> syncs;
-        std::vector<bool> full;
-        std::vector<bool> results;
-    };
-    const std::vector<Case> cases{
+    // What the syncs fail with, which of them are full ones, and what they answer.
+    const std::tuple<const char*, std::vector<int>, std::vector<bool>, std::vector<bool>> cases[] = {
         {"good", {}, {false, true}, {true, true}},
         {"interrupted", {EINTR, EINTR}, {false, true}, {true, true}},
         {"lost by the ordinary one", {EIO}, {false, false, true}, {false, false, false}},
@@ -122,16 +110,16 @@ TEST(FileSinkTest, AFailedSyncIsNeverForgotten) {
         {"no full one here", {EINVAL}, {true, true}, {true, true}},
         {"none here", {EINVAL, EINVAL}, {true, true}, {false, false}},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, syncs, full, expected] : cases) {
+        SCOPED_TRACE(name);
         const TempFolder folder;
         FileSink sink(folder.path(u"f"_s), 10, true);
         SystemFaults faults;
-        faults.failSync(each.syncs);
+        faults.failSync(syncs);
         std::vector<bool> results;
-        for (const bool full : each.full)
-            results.push_back(sink.flush(full));
-        EXPECT_EQ(results, each.results);
+        for (const bool each : full)
+            results.push_back(sink.flush(each));
+        EXPECT_EQ(results, expected);
     }
 }
 

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <QElapsedTimer>
 
-#include <vector>
-
 namespace fetra {
 namespace {
 
