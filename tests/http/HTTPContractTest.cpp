@@ -33,17 +33,21 @@ protected:
         return client().makeSession({.maxConnectionsPerHost = perHost});
     }
     /// Runs one request to its end.
-    void run(const QUrl& url) { run({.url = url}, recorder); }
-    void run(const HTTPRequest& request, Recorder& delegate) {
+    Recorder& fetch(const HTTPRequest& request) { return fetch(request, recorders_.emplace_back()); }
+    Recorder& fetch(const HTTPRequest& request, Recorder& recorder) {
         const auto session = makeSession();
-        session->dataTask(request, delegate)->resume();
-        ASSERT_TRUE(delegate.waitForEnd());
+        session->dataTask(request, recorder)->resume();
+        EXPECT_TRUE(recorder.waitForEnd());
+        return recorder;
     }
-
-    Recorder recorder;
+    static void startAll(HTTPSession& session, std::list<Recorder>& recorders, const QUrl& url) {
+        for (Recorder& each : recorders)
+            session.dataTask({.url = url}, each)->resume();
+    }
 
 private:
     std::unique_ptr<CurlClient> client_;
+    std::list<Recorder> recorders_;
 };
 
 TEST_F(HTTPContract, DeliversHeadThenBodyThenOneEndOverPlainAndTLS) {
@@ -52,8 +56,7 @@ TEST_F(HTTPContract, DeliversHeadThenBodyThenOneEndOverPlainAndTLS) {
         SCOPED_TRACE(tls ? "https" : "http");
         ScriptedServer server(serve(file),
                               {.certificate = tls ? std::optional(TestCertificate()) : std::nullopt});
-        Recorder local;
-        run({.url = server.url("/f.bin?x=1#part")}, local);
+        const Recorder& local = fetch({.url = server.url("/f.bin?x=1#part")});
         EXPECT_EQ(local.errorCode(), 0) << local.errorText().toStdString();
         EXPECT_TRUE(local.body() == file.content);
         EXPECT_EQ(local.response()->status, 200);
@@ -66,8 +69,9 @@ TEST_F(HTTPContract, DeliversHeadThenBodyThenOneEndOverPlainAndTLS) {
 
 TEST_F(HTTPContract, CancellingAtTheHeadReadsNoBody) {
     ScriptedServer server(serve(ServerFile::ofSize(5'000'000)));
+    Recorder recorder;
     recorder.disposition = HTTPDisposition::cancel;
-    run(server.url("/f"));
+    fetch({.url = server.url("/f")}, recorder);
     EXPECT_EQ(recorder.response()->status, 200);
     EXPECT_EQ(recorder.errorCode(), TransportError::cancelled);
 }
@@ -75,7 +79,7 @@ TEST_F(HTTPContract, CancellingAtTheHeadReadsNoBody) {
 TEST_F(HTTPContract, ReadsOverInterimAnswersAndTheEndOfChunkedBodies) {
     const ServerFile file = ServerFile::ofSize(100'000);
     ScriptedServer server(serve(file, {.informational = 5, .framing = Framing::Chunked}));
-    run(server.url("/f"));
+    const Recorder& recorder = fetch({.url = server.url("/f")});
     EXPECT_EQ(recorder.response()->status, 200);
     EXPECT_EQ(recorder.response()->expectedLength, -1);
     EXPECT_TRUE(recorder.body() == file.content);
@@ -114,8 +118,7 @@ TEST_F(HTTPContract, FollowsOnlyRealRedirectsWithinReason) {
                                   {"/back", redirect("/start")},
                                   {"/hop*", redirectHops("/hop", "/end")},
                                   {"/end", serve(ServerFile::ofSize(10))}}));
-        Recorder local;
-        run({.url = server.url("/start")}, local);
+        const Recorder& local = fetch({.url = server.url("/start")});
         EXPECT_EQ(local.errorCode(), row.error) << local.errorText().toStdString();
         ASSERT_EQ(local.response().has_value(), row.status != 0);
         if (row.status == 0)
@@ -130,7 +133,7 @@ TEST_F(HTTPContract, SendsTheCredentialsOfAnAddressAsAHeaderToItsSiteOnly) {
     QUrl url = server.url("/same", "a.localhost");
     url.setUserName(u"jo"_s);
     url.setPassword(u"p@ss"_s);
-    run(url);
+    const Recorder& recorder = fetch({.url = url});
     EXPECT_EQ(recorder.errorCode(), 0);
     for (const ServerRequest& request : server.log())
         EXPECT_EQ(request.header("Authorization"), "Basic " + QByteArray("jo:p@ss").toBase64());
@@ -139,8 +142,7 @@ TEST_F(HTTPContract, SendsTheCredentialsOfAnAddressAsAHeaderToItsSiteOnly) {
     server.setHandler(routes(
         {{"/away", redirect(server.url("/end", "b.localhost"))}, {"/end", serve(ServerFile::ofSize(10))}}));
     url.setPath(u"/away"_s);
-    Recorder away;
-    run({.url = url}, away);
+    fetch({.url = url});
     EXPECT_FALSE(server.log().back().header("Authorization").has_value());
 }
 
@@ -153,15 +155,14 @@ TEST_F(HTTPContract, RefusesHeadersThatCouldSmuggleInOthers) {
     for (const auto& [name, value] : bad) {
         HTTPRequest request{.url = server.url("/f")};
         request.headers.add(name, value);
-        Recorder local;
-        run(request, local);
+        const Recorder& local = fetch(request);
         EXPECT_EQ(local.errorCode(), TransportError::badHeader);
     }
     EXPECT_EQ(server.requests(), 0);
 
     HTTPRequest empty{.url = server.url("/f")};
     empty.headers.set("X-Empty", "");
-    run(empty, recorder);
+    fetch(empty);
     EXPECT_EQ(server.log().at(0).header("X-Empty"), QByteArray(""));
 }
 
@@ -175,8 +176,7 @@ TEST_F(HTTPContract, TimesOutWhenNothingComesAndOnlyThen) {
     for (const auto& [name, lies, error] : rows) {
         SCOPED_TRACE(name);
         ScriptedServer server(serve(ServerFile::ofSize(1'000), lies));
-        Recorder local;
-        run({.url = server.url("/f"), .timeout = timeout}, local);
+        const Recorder& local = fetch({.url = server.url("/f"), .timeout = timeout});
         EXPECT_EQ(local.errorCode(), error);
     }
 }
@@ -188,8 +188,7 @@ TEST_F(HTTPContract, TrustsOnlyCertificatesThatAreVouchedFor) {
     for (const auto& [kind, reason] : rows) {
         SCOPED_TRACE(reason.data());
         ScriptedServer server(serve(ServerFile::ofSize(10)), {.certificate = TestCertificate(kind)});
-        Recorder local;
-        run({.url = server.url("/f")}, local);
+        const Recorder& local = fetch({.url = server.url("/f")});
         EXPECT_EQ(local.errorCode(), TransportError::secureConnectionFailed);
         EXPECT_TRUE(local.errorText().contains("127.0.0.1"_L1)) << local.errorText().toStdString();
         EXPECT_TRUE(local.errorText().contains(reason)) << local.errorText().toStdString();
@@ -205,8 +204,7 @@ TEST_F(HTTPContract, TellsAClosedTLSConnectionFromACutOne) {
         if (cut)
             lies.cut = Cut{.how = Cut::How::CloseWithoutNotify, .at = 500};
         ScriptedServer server(serve(file, lies), {.certificate = TestCertificate()});
-        Recorder local;
-        run({.url = server.url("/f")}, local);
+        const Recorder& local = fetch({.url = server.url("/f")});
         EXPECT_EQ(local.errorCode(), cut ? TransportError::connectionLost : 0);
         EXPECT_EQ(local.body().size(), cut ? 500 : 1'000);
     }
@@ -218,7 +216,7 @@ TEST_F(HTTPContract, SaysWhatServerCouldNotBeReached) {
         ScriptedServer server;
         closed = server.port();
     }
-    run(QUrl(u"http://127.0.0.1:%1/f"_s.arg(closed)));
+    const Recorder& recorder = fetch({.url = QUrl(u"http://127.0.0.1:%1/f"_s.arg(closed))});
     EXPECT_EQ(recorder.errorCode(), TransportError::cannotConnect);
     EXPECT_EQ(recorder.errorText(), u"Could not connect to 127.0.0.1: Connection refused"_s);
 }
@@ -246,8 +244,7 @@ TEST_F(HTTPContract, EndsGracefullyOrAtOnce) {
         SCOPED_TRACE(gracefully);
         const auto session = makeSession(1);
         std::list<Recorder> admitted(2); // one runs, one waits
-        for (Recorder& each : admitted)
-            session->dataTask({.url = server.url("/f")}, each)->resume();
+        startAll(*session, admitted, server.url("/f"));
         ASSERT_TRUE(admitted.front().waitForBody(1));
         if (gracefully)
             session->finishTasksAndInvalidate();
@@ -266,8 +263,9 @@ TEST_F(HTTPContract, EndsGracefullyOrAtOnce) {
 
 TEST_F(HTTPContract, CancellingFromTheDataCallbackStopsTheData) {
     ScriptedServer server(serve(ServerFile::ofSize(20'000'000)));
+    Recorder recorder;
     recorder.onData = [](HTTPTask& task) { task.cancel(); };
-    run(server.url("/f"));
+    fetch({.url = server.url("/f")}, recorder);
     EXPECT_EQ(recorder.errorCode(), TransportError::cancelled);
     EXPECT_LT(recorder.body().size(), 1'000'000);
 }
@@ -299,8 +297,7 @@ TEST_F(HTTPContract, OpensNoDescriptorThatAChildWouldInherit) {
     const int before = inheritable();
     const auto session = makeSession();
     std::list<Recorder> recorders(6);
-    for (Recorder& each : recorders)
-        session->dataTask({.url = server.url("/f")}, each)->resume();
+    startAll(*session, recorders, server.url("/f"));
     for (Recorder& each : recorders)
         ASSERT_TRUE(each.waitForBody(1));
     EXPECT_EQ(inheritable(), before);

@@ -93,8 +93,7 @@ TEST_F(SegmentedDownloadAnswerTest, AnotherVersionIsRefusedWhileSomethingIsHeldA
     };
     for (AnswerCase each : cases) {
         {
-            EngineRun run(*this, twoSegments());
-            run.start();
+            StartedRun run(*this, twoSegments());
             run.send(run.task(0), 1);
             EXPECT_EQ(run.task(1).respond(each.head), HTTPDisposition::cancel);
             run.http.pump();
@@ -111,8 +110,7 @@ TEST_F(SegmentedDownloadAnswerTest, ServersAreComparedWithWhatTheyThemselvesSaid
     SegmentedConfig config = twoSegments();
     setSources(config, 2);
     config.options.connections = 4;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     const auto answer = [&](size_t index, const QByteArray& tag) {
         HTTPResponse response = run.honestHead(run.task(index));
         response.headers.set("ETag", tag);
@@ -172,8 +170,7 @@ TEST_F(SegmentedDownloadAnswerTest, AStreamTakesSuccessOfTheRightLength) {
 TEST_F(SegmentedDownloadAnswerTest, AWholeFileAfterProgressBeginsAtTheBeginning) {
     SegmentedConfig config = rangedConfig(1'000);
     config.resumeSegments = Segments{{0, 999, 300}};
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     ASSERT_EQ(run.task(0).range(), "bytes=300-999");
     ASSERT_EQ(run.task(0).respond(head(200, 1'000)), HTTPDisposition::allow);
     run.at(0.25);
@@ -195,8 +192,7 @@ TEST_F(SegmentedDownloadAnswerTest, ABodyLongerThanTheFileIsNotTheFile) {
         SCOPED_TRACE(::testing::Message() << ranged << ", " << first);
         SegmentedConfig config = rangedConfig(1'000);
         config.ranged = ranged;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         ASSERT_EQ(run.task(0).respond(head(200, -1)), HTTPDisposition::allow);
         run.send(run.task(0), first);
         EXPECT_FALSE(run.task(0).isCancelAsked());

@@ -23,8 +23,7 @@ TEST_F(SegmentedDownloadCapacityTest, AServerThatIsFullGetsOneConnectionLessThan
         SCOPED_TRACE(testing::Message() << status << " with " << running);
         SegmentedConfig config = rangedConfig(800, 8);
         config.options.minSegmentSize = 800 / running;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         ASSERT_EQ(run.http.startedCount(), running);
         refuse(run, 0, status);
         EXPECT_EQ(run.limit(), limit);
@@ -38,8 +37,7 @@ TEST_F(SegmentedDownloadCapacityTest, AServerThatIsFullGetsOneConnectionLessThan
 }
 
 TEST_F(SegmentedDownloadCapacityTest, TheLimitStopsNewStartsAndNothingElse) {
-    EngineRun run(*this, rangedConfig(400, 4));
-    run.start();
+    StartedRun run(*this, rangedConfig(400, 4));
     refuse(run, 0, 503);
     refuse(run, 1, 503);
     EXPECT_EQ(run.limit(), 2);
@@ -84,8 +82,7 @@ TEST_F(SegmentedDownloadCapacityTest, AFailedRunForgetsNothing) {
 }
 
 TEST_F(SegmentedDownloadCapacityTest, CreepsBackByOneConnectionAfterEachCalmQuarterMinute) {
-    EngineRun run(*this, rangedConfig(800, 8));
-    run.start();
+    StartedRun run(*this, rangedConfig(800, 8));
     for (size_t i = 3; i < 8; ++i)
         run.send(run.task(i), 1);
     run.at(2);
@@ -111,8 +108,7 @@ TEST_F(SegmentedDownloadCapacityTest, ATimeOutBesideStreamsIsNoFailureButASignal
     SegmentedConfig config = rangedConfig(800, 8);
     config.options.maxRetries = 0;
     setSources(config, 2);
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     for (size_t i = 0; i < 3; ++i)
         run.send(run.task(i), 1);
     run.task(5).fail(TransportError::timedOut, u"timed out"_s);
@@ -143,8 +139,7 @@ TEST_F(SegmentedDownloadCapacityTest, OtherTimeOutsAreFailures) {
         SegmentedConfig config = rangedConfig(200, 2);
         config.ranged = ranged;
         config.options.maxRetries = 0;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         if (otherStreams)
             run.send(run.task(1), 1);
         if (answered)
@@ -164,8 +159,7 @@ TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanThe
         const size_t streaming = answeredAfter.size();
         SegmentedConfig config = rangedConfig(800, static_cast<qint64>(streaming) + 2);
         config.options.maxRetries = 0;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         for (size_t i = 0; i < streaming; ++i) {
             run.at(answeredAfter[i]);
             run.send(run.task(i), 1);
@@ -188,8 +182,7 @@ TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanThe
 }
 
 TEST_F(SegmentedDownloadCapacityTest, NothingIsGivenUpWhileNothingStreams) {
-    EngineRun run(*this, rangedConfig(400, 4));
-    run.start();
+    StartedRun run(*this, rangedConfig(400, 4));
     run.at(1'000);
     for (const auto& task : run.http.live())
         EXPECT_FALSE(task->isCancelAsked());

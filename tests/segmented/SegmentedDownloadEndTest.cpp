@@ -39,8 +39,7 @@ TEST_F(SegmentedDownloadEndTest, ARunCancelledBeforeItsStartSendsNothingAndLoses
 }
 
 TEST_F(SegmentedDownloadEndTest, ARunReturnsWhenItsLastRequestHasCompleted) {
-    EngineRun run(*this, rangedConfig(1'000, 3));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000, 3));
     run.engine().cancel();
     for (size_t i = 0; i < 3; ++i) {
         EXPECT_TRUE(run.task(i).isCancelAsked());
@@ -115,8 +114,7 @@ TEST_F(SegmentedDownloadEndTest, SnapshotsSayWhereEverythingStandsAndTheLastOneS
     SegmentedConfig config = rangedConfig(1'000, 3);
     setSources(config, 2);
     config.resumeSegments = Segments{{0, 99, 100}, {100, 499, 150}, {500, 899, 500}, {900, 999, 900}};
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.send(run.task(0), 50);
     run.task(1).fail(TransportError::connectionLost, u"lost"_s);
     run.at(0.25);
@@ -153,8 +151,7 @@ TEST_F(SegmentedDownloadEndTest, TheOwnerMayCancelFromItsProgressHandler) {
 TEST_F(SegmentedDownloadEndTest, WhatComesAfterTheEndChangesNothing) {
     for (const bool finished : {false, true}) {
         SCOPED_TRACE(finished);
-        EngineRun run(*this, rangedConfig(1'000, 2));
-        run.start();
+        StartedRun run(*this, rangedConfig(1'000, 2));
         run.send(run.task(0), 100);
         if (finished)
             run.serveAll();
@@ -186,8 +183,7 @@ TEST_F(SegmentedDownloadEndTest, ThreadsThatServeTickAndCancelAtOnceLeaveATrueRe
         SegmentedConfig config = rangedConfig(400'000, 4);
         config.options.dynamicSplit = true;
         config.options.minSegmentSize = 10'000;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         for (size_t i = 0; i < 4; ++i)
             ASSERT_EQ(run.answer(run.task(i)), HTTPDisposition::allow);
         std::atomic<bool> stop = false;

@@ -24,8 +24,7 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
         SegmentedConfig config = rangedConfig(total, connections);
         config.ranged = ranged;
         config.options.minSegmentSize = minimum;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         EXPECT_EQ(run.ranges(), ranges);
         // Lanes are taken from the lowest number on, whatever their number.
         for (size_t i = 0; i < run.http.startedCount(); ++i)
@@ -59,8 +58,7 @@ TEST_F(SegmentedDownloadPlanTest, LearnsTheSizeFromTheBodyWhenItWasUnknown) {
         SegmentedConfig config = rangedConfig(std::nullopt, 4);
         config.ranged = ranged;
         config.options.dynamicSplit = true;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         // What has no end is not split.
         EXPECT_EQ(run.ranges(), std::vector<QByteArray>{ranged ? "bytes=0-" : ""});
         FakeTask& task = run.task(0);
@@ -95,8 +93,7 @@ TEST_F(SegmentedDownloadPlanTest, GoesOnWhereARecordEnds) {
         SCOPED_TRACE(name);
         SegmentedConfig config = rangedConfig(1'000, 4);
         config.resumeSegments = segments;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         EXPECT_EQ(run.ranges(), ranges);
         run.serveAll();
         const auto outcome = run.outcome();
@@ -112,8 +109,7 @@ TEST_F(SegmentedDownloadPlanTest, FinishesAtOnceWhenNothingIsMissing) {
     complete.resumeSegments = Segments{{500, 999, 1'000}, {0, 499, 500}};
     for (const SegmentedConfig& config : {rangedConfig(0, 4), unrangedConfig(0), complete}) {
         const qint64 size = config.total.value_or(-1);
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         const auto outcome = run.outcome();
         ASSERT_TRUE(outcome);
         EXPECT_EQ(run.http.startedCount(), 0);
@@ -130,8 +126,7 @@ TEST_F(SegmentedDownloadPlanTest, DealsSegmentsOverTheSourcesAndSplitsGoOnInTurn
     SegmentedConfig config = rangedConfig(400, 4);
     config.options.dynamicSplit = true;
     setSources(config, 3);
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.serve(run.task(3));
     ASSERT_EQ(run.http.startedCount(), 5);
     const std::vector<QString> hosts{u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"s0.test"_s, u"s1.test"_s};
@@ -144,8 +139,7 @@ TEST_F(SegmentedDownloadPlanTest, SendsRequestsAsTheOptionsSay) {
     config.options.requestTimeout = 7.5;
     config.options.userAgent = u"agent/1"_s;
     config.options.headers = {{u"X-Kept"_s, u"yes"_s}, {u"range"_s, u"bytes=5-6"_s}};
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     const HTTPRequest& request = run.task(0).request();
     EXPECT_EQ(request.url, config.sources.front());
     EXPECT_EQ(request.timeout, 7.5);

@@ -57,8 +57,7 @@ TEST_F(SegmentedDownloadRecordTest, IsSavedOnceASecondWhenThereIsNews) {
         int saved = 0;
         qint64 held = 0;
         {
-            EngineRun run(*this, each.config);
-            run.start();
+            StartedRun run(*this, each.config);
             for (const Step& step : each.steps) {
                 run.send(run.task(0), step.bytes);
                 held += step.bytes;
@@ -80,8 +79,7 @@ TEST_F(SegmentedDownloadRecordTest, SaysAllThatALaterRunNeeds) {
     config.resumeSegments = Segments{{0, 399, 0}, {400, 979, 500}, {980, 999, 980}};
     config.etag = u"W/\"tag\""_s;
     config.lastModified = u"Monday"_s;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.serve(run.task(2));
     run.send(run.task(1), 20);
     run.at(1);
@@ -97,8 +95,7 @@ TEST_F(SegmentedDownloadRecordTest, SaysAllThatALaterRunNeeds) {
 }
 
 TEST_F(SegmentedDownloadRecordTest, NeverClaimsBytesThatAreStillBeingWritten) {
-    EngineRun run(*this, rangedConfig(1'000, 2));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000, 2));
     run.send(run.task(0), 100);
     run.send(run.task(1), 50);
     faults.holdWrites(run.filePath());
@@ -117,8 +114,7 @@ TEST_F(SegmentedDownloadRecordTest, NeverClaimsBytesThatAreStillBeingWritten) {
 }
 
 TEST_F(SegmentedDownloadRecordTest, TheEndWaitsForTheWriteUnderWayAndCountsIt) {
-    EngineRun run(*this, rangedConfig(1'000));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000));
     run.send(run.task(0), 100);
     faults.holdWrites(run.filePath());
     auto writer = std::async(std::launch::async, [&] { run.send(run.task(0), 200); });
@@ -133,8 +129,7 @@ TEST_F(SegmentedDownloadRecordTest, TheEndWaitsForTheWriteUnderWayAndCountsIt) {
 }
 
 TEST_F(SegmentedDownloadRecordTest, ASlowDiskGetsOneSaveAtATime) {
-    EngineRun run(*this, rangedConfig(1'000));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000));
     faults.holdSyncs(run.filePath());
     for (int second = 1; second <= 5; ++second) {
         run.send(run.task(0), 10);
@@ -152,8 +147,7 @@ TEST_F(SegmentedDownloadRecordTest, ASlowDiskGetsOneSaveAtATime) {
 TEST_F(SegmentedDownloadRecordTest, AFailedSyncEndsTheRunAndTheRecordStaysAsItWas) {
     for (const bool hasRecord : {false, true}) {
         SCOPED_TRACE(hasRecord);
-        EngineRun run(*this, rangedConfig(1'000, 2));
-        run.start();
+        StartedRun run(*this, rangedConfig(1'000, 2));
         run.send(run.task(0), 100);
         if (hasRecord) {
             run.at(1);
@@ -178,8 +172,7 @@ TEST_F(SegmentedDownloadRecordTest, AFailedSyncEndsTheRunAndTheRecordStaysAsItWa
 }
 
 TEST_F(SegmentedDownloadRecordTest, AFailedSyncAtTheEndIsNoCompletion) {
-    EngineRun run(*this, rangedConfig(1'000));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000));
     run.send(run.task(0), 400);
     run.at(1);
     EXPECT_TRUE(run.saves({{0, 999, 400}}));
@@ -191,8 +184,7 @@ TEST_F(SegmentedDownloadRecordTest, AFailedSyncAtTheEndIsNoCompletion) {
 }
 
 TEST_F(SegmentedDownloadRecordTest, AFailedWriteEndsTheRunWithTheSystemsWords) {
-    EngineRun run(*this, rangedConfig(1'000, 2));
-    run.start();
+    StartedRun run(*this, rangedConfig(1'000, 2));
     run.send(run.task(0), 100);
     run.send(run.task(1), 30);
     faults.failWrite({ENOSPC});
@@ -208,8 +200,7 @@ TEST_F(SegmentedDownloadRecordTest, ACancelledRunLeavesARecordOfWhatIsOnDisk) {
     SegmentedConfig config = rangedConfig(300'000, 4);
     config.options.dynamicSplit = true;
     config.options.minSegmentSize = 1'000;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.send(run.task(0), 10'000);
     run.serve(run.task(1));
     run.send(run.task(2), 1);
@@ -240,8 +231,7 @@ TEST_F(SegmentedDownloadRecordTest, AFinishedRunKeepsACompleteRecordWhereThereWa
         config.options.resume = resume;
         if (resumed)
             config.resumeSegments = Segments{{0, 999, 100}};
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         if (saved) {
             run.at(1);
             EXPECT_TRUE(run.saves({{0, 999, 0}}));

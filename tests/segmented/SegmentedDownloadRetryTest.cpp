@@ -16,8 +16,7 @@ TEST_F(SegmentedDownloadRetryTest, WaitsTwiceAsLongEachTimeUpToALimit) {
     for (const auto& [point, factor] : {std::pair(0.0, 0.8), std::pair(0.5, 1.0), std::pair(1.0, 1.2)}) {
         SCOPED_TRACE(factor);
         random.set(point);
-        EngineRun run(*this, rangedConfig(100));
-        run.start();
+        StartedRun run(*this, rangedConfig(100));
         for (const double wait : {0.4, 0.8, 1.6, 3.2, 6.4, 8.0, 8.0, 8.0}) {
             lose(run.lastTask());
             EXPECT_TRUE(run.restartsAfter(wait * factor));
@@ -28,13 +27,12 @@ TEST_F(SegmentedDownloadRetryTest, WaitsTwiceAsLongEachTimeUpToALimit) {
 
 TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
     const std::tuple<int, QByteArray, double> cases[] = {
-        {503, "30", 30},    {503, "500", 120}, {503, " \t2.5 ", 2.5},
-        {429, "5", 5},      {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
-        {503, "5 min", 0.4}};
+        {503, "30", 30},     {503, "500", 120}, {503, " \t2.5 ", 2.5},
+        {429, "5", 5},       {404, "7", 7},     {503, "Wed, 21 Oct 2065 07:28:00 GMT", 0.4},
+        {503, "5 min", 0.4}, {503, "-3", 0.4},  {503, "0.1", 0.4}};
     for (const auto& [status, retryAfter, wait] : cases) {
         SCOPED_TRACE(retryAfter.constData());
-        EngineRun run(*this, rangedConfig(100));
-        run.start();
+        StartedRun run(*this, rangedConfig(100));
         EXPECT_EQ(run.task(0).respond(head(status, 0, {{"Retry-After", retryAfter}})),
                   HTTPDisposition::cancel);
         run.http.pump();
@@ -46,13 +44,9 @@ TEST_F(SegmentedDownloadRetryTest, WaitsAsLongAsTheServerAsksWithinBounds) {
 }
 
 TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
-    struct Case {
-        const char* name;
-        std::optional<HTTPResponse> refused; ///< an answer that is not taken; nothing: an honest one
-        qint64 sent;                         ///< bytes of the body
-        bool lost;                           ///< at the end of what is sent
-        QString reason;
-    };
+    // An answer that is not taken (nothing: an honest one), the bytes sent of the body, and whether it is
+    // lost then.
+    using Case = std::tuple<const char*, std::optional<HTTPResponse>, qint64, bool, QString>;
     const QString lost = u"The connection was lost"_s;
     const Case cases[] = {
         {"refused", head(404, 0), 0, false, u"HTTP 404"_s},
@@ -63,31 +57,31 @@ TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
         {"too short", std::nullopt, 5, false, u"connection closed early"_s},
     };
     const auto fail = [](const Case& how, EngineRun& run, FakeTask& task) {
-        if (how.refused) {
-            EXPECT_EQ(task.respond(*how.refused), HTTPDisposition::cancel);
+        const auto& [name, refused, sent, isLost, reason] = how;
+        if (refused) {
+            EXPECT_EQ(task.respond(*refused), HTTPDisposition::cancel);
             return run.http.pump();
         }
-        if (how.sent > 0)
-            run.send(task, how.sent);
-        if (how.lost)
+        if (sent > 0)
+            run.send(task, sent);
+        if (isLost)
             lose(task);
         else
             task.finish();
     };
     for (const Case& each : cases) {
         for (const int allowed : {0, 2}) {
-            SCOPED_TRACE(testing::Message() << each.name << ", retries " << allowed);
+            SCOPED_TRACE(testing::Message() << std::get<0>(each) << ", retries " << allowed);
             SegmentedConfig config = rangedConfig(100);
             config.options.maxRetries = allowed;
-            EngineRun run(*this, config);
-            run.start();
+            StartedRun run(*this, config);
             for (int retry = 0; retry < allowed; ++retry) {
                 fail(each, run, run.lastTask());
                 run.at(run.now() + 10);
                 ASSERT_EQ(run.http.startedCount(), retry + 2);
             }
             fail(each, run, run.lastTask());
-            EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(each.reason));
+            EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(std::get<QString>(each)));
         }
     }
 }
@@ -95,8 +89,7 @@ TEST_F(SegmentedDownloadRetryTest, GivesUpAfterSoManyFailuresAndSaysWhy) {
 TEST_F(SegmentedDownloadRetryTest, OneFailedSegmentEndsTheOthersToo) {
     SegmentedConfig config = rangedConfig(100, 3);
     config.options.maxRetries = 0;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.send(run.task(0), 5);
     lose(run.task(1));
     EXPECT_TRUE(run.task(0).isCancelAsked());
@@ -114,8 +107,7 @@ TEST_F(SegmentedDownloadRetryTest, AGoodStretchOfDataForgivesEarlierFailures) {
         SCOPED_TRACE(chunks.front());
         SegmentedConfig config = rangedConfig(1'000'000);
         config.options.maxRetries = 1;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         // What an earlier run brought does not count.
         run.send(run.task(0), 262'143);
         lose(run.task(0));
@@ -145,8 +137,7 @@ TEST_F(SegmentedDownloadRetryTest, GoesToTheNextServerAndFromTheThirdRetryOnToTh
         SCOPED_TRACE(sources);
         SegmentedConfig config = rangedConfig(100);
         setSources(config, sources);
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         for (size_t i = 0; i < hosts.size(); ++i) {
             ASSERT_EQ(run.http.startedCount(), i + 1);
             EXPECT_EQ(run.lastTask().request().url.host(), hosts[i]);
@@ -157,8 +148,7 @@ TEST_F(SegmentedDownloadRetryTest, GoesToTheNextServerAndFromTheThirdRetryOnToTh
 }
 
 TEST_F(SegmentedDownloadRetryTest, AStreamBeginsAgain) {
-    EngineRun run(*this, unrangedConfig(10'000));
-    run.start();
+    StartedRun run(*this, unrangedConfig(10'000));
     run.send(run.task(0), 5'000);
     run.at(0.25);
     EXPECT_EQ(run.progress().receivedBytes, 5'000);
@@ -179,8 +169,7 @@ TEST_F(SegmentedDownloadRetryTest, AStreamOfUnknownSizeIsNotHeldToTheLengthOfAFa
     for (const qint64 arrived : {0, 100}) {
         for (const qint64 length : {-1, 300, 700}) {
             SCOPED_TRACE(testing::Message() << arrived << " bytes, then length " << length);
-            EngineRun run(*this, unrangedConfig(std::nullopt));
-            run.start();
+            StartedRun run(*this, unrangedConfig(std::nullopt));
             ASSERT_EQ(run.task(0).respond(head(200, 500)), HTTPDisposition::allow);
             run.send(run.task(0), arrived);
             lose(run.task(0));

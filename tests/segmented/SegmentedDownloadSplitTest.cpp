@@ -45,8 +45,7 @@ TEST_F(SegmentedDownloadSplitTest, GivesAnIdleLaneTheTailOfTheSegmentThatWouldEn
         config.options.minSegmentSize = each.minimum;
         config.options.dynamicSplit = true;
         config.resumeSegments = segments;
-        EngineRun run(*this, config);
-        run.start();
+        StartedRun run(*this, config);
         const size_t planned = run.http.startedCount();
         for (size_t i = 0; i < each.arrived.size(); ++i)
             run.send(run.task(i), each.arrived[i]);
@@ -67,8 +66,7 @@ TEST_F(SegmentedDownloadSplitTest, NothingIsSplitWhileASegmentWaits) {
     SegmentedConfig config = rangedConfig(2'000, 3);
     config.resumeSegments = Segments{{0, 999, 0}, {1'000, 1'989, 1'000}, {1'990, 1'999, 1'990}};
     config.options.dynamicSplit = true;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     run.task(1).fail(TransportError::connectionLost, u"lost"_s);
     run.serve(run.task(2));
     EXPECT_EQ(run.http.startedCount(), 3);
@@ -83,8 +81,7 @@ TEST_F(SegmentedDownloadSplitTest, AVictimStopsAtItsNewEnd) {
     config.resumeSegments = Segments{{0, 899, 0}, {900, 999, 900}};
     config.options.minSegmentSize = 300;
     config.options.dynamicSplit = true;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     FakeTask& victim = run.task(0);
     run.send(victim, 100);
     run.serve(run.task(1));
@@ -109,8 +106,7 @@ TEST_F(SegmentedDownloadSplitTest, SplitsGoOnUntilNothingIsLongEnough) {
     config.resumeSegments = Segments{{0, 999, 0}};
     config.options.minSegmentSize = 200;
     config.options.dynamicSplit = true;
-    EngineRun run(*this, config);
-    run.start();
+    StartedRun run(*this, config);
     EXPECT_EQ(run.ranges(),
               (std::vector<QByteArray>{"bytes=0-999", "bytes=500-999", "bytes=250-499", "bytes=750-999"}));
     run.serveAll();

@@ -2,8 +2,6 @@
 
 #include "segmented/HostLimits.h"
 
-#include <QFile>
-
 #include <thread>
 
 namespace fetra::test {
@@ -187,15 +185,6 @@ void EngineRun::serveAll() {
     }
 }
 
-double EngineRun::now() const {
-    return test_.clock.seconds() - startedAt_;
-}
-
-void EngineRun::at(double seconds) {
-    test_.clock.set(startedAt_ + seconds);
-    test_.ticker.tick();
-}
-
 ::testing::AssertionResult EngineRun::restartsAfter(double seconds) {
     const size_t before = http.startedCount();
     const double due = now() + seconds;
@@ -206,25 +195,6 @@ void EngineRun::at(double seconds) {
     if (http.startedCount() == before)
         return ::testing::AssertionFailure() << "later than after " << seconds << " s";
     return ::testing::AssertionSuccess();
-}
-
-DownloadProgress EngineRun::progress() const {
-    const std::lock_guard lock(mutex_);
-    return progress_;
-}
-
-size_t EngineRun::progressCount() const {
-    const std::lock_guard lock(mutex_);
-    return progressCount_;
-}
-
-qint64 EngineRun::limit() {
-    test_.ticker.tick();
-    return progress().connectionLimit;
-}
-
-bool EngineRun::hasEnded() const {
-    return end_ || future_.wait_for(0s) == std::future_status::ready;
 }
 
 const EngineRun::End& EngineRun::end() {
@@ -245,23 +215,6 @@ const EngineRun::End& EngineRun::end() {
         EXPECT_TRUE(sink_.isClosed());
     }
     return *end_;
-}
-
-std::optional<DownloadError> EngineRun::error() {
-    return end().error;
-}
-
-std::optional<SegmentedOutcome> EngineRun::outcome() {
-    return end().outcome;
-}
-
-QByteArray EngineRun::file() const {
-    QFile file(path_);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-std::optional<ResumeRecord> EngineRun::record() const {
-    return ResumeStore::load(config_.sidecarPath);
 }
 
 bool EngineRun::saves(const QList<ResumeRecord::Seg>& segments) {

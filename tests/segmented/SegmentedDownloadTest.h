@@ -8,6 +8,7 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
+#include <QFile>
 
 #include <future>
 #include <initializer_list>
@@ -75,25 +76,44 @@ public:
     void serveAll();
 
     /// Sets the clock to that many seconds after the start, and ticks.
-    void at(double seconds);
+    void at(double seconds) {
+        test_.clock.set(startedAt_ + seconds);
+        test_.ticker.tick();
+    }
     /// Seconds after the start.
-    [[nodiscard]] double now() const;
+    [[nodiscard]] double now() const { return test_.clock.seconds() - startedAt_; }
     /// Whether the next request leaves that many seconds from now: not a millisecond earlier, and at once.
     [[nodiscard]] ::testing::AssertionResult restartsAfter(double seconds);
 
     /// The latest snapshot; a tick makes one.
-    [[nodiscard]] DownloadProgress progress() const;
-    [[nodiscard]] size_t progressCount() const;
-    [[nodiscard]] qint64 limit();
+    [[nodiscard]] DownloadProgress progress() const {
+        const std::lock_guard lock(mutex_);
+        return progress_;
+    }
+    [[nodiscard]] size_t progressCount() const {
+        const std::lock_guard lock(mutex_);
+        return progressCount_;
+    }
+    [[nodiscard]] qint64 limit() {
+        test_.ticker.tick();
+        return progress().connectionLimit;
+    }
 
-    [[nodiscard]] bool hasEnded() const;
+    [[nodiscard]] bool hasEnded() const {
+        return end_ || future_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
     /// Both let the asked cancellations happen and wait for the end of the run.
-    [[nodiscard]] std::optional<DownloadError> error();
-    [[nodiscard]] std::optional<SegmentedOutcome> outcome();
+    [[nodiscard]] std::optional<DownloadError> error() { return end().error; }
+    [[nodiscard]] std::optional<SegmentedOutcome> outcome() { return end().outcome; }
 
-    [[nodiscard]] QByteArray file() const;
+    [[nodiscard]] QByteArray file() const {
+        QFile file(path_);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
     [[nodiscard]] QString filePath() const { return path_; }
-    [[nodiscard]] std::optional<ResumeRecord> record() const;
+    [[nodiscard]] std::optional<ResumeRecord> record() const {
+        return ResumeStore::load(config_.sidecarPath);
+    }
     /// Ticks until the sidecar says this about the segments; false when it does not in time.
     [[nodiscard]] bool saves(const QList<ResumeRecord::Seg>& segments);
     [[nodiscard]] QString sidecarPath() const { return config_.sidecarPath; }
@@ -122,6 +142,15 @@ private:
     std::unique_ptr<SegmentedDownload> engine_;
     std::future<End> future_;
     std::optional<End> end_;
+};
+
+/// One that has been started.
+class StartedRun : public EngineRun {
+public:
+    StartedRun(SegmentedDownloadTest& test, const SegmentedConfig& config)
+        : EngineRun(test, config) {
+        start();
+    }
 };
 
 } // namespace fetra::test

@@ -136,26 +136,6 @@ void FakeHTTP::endSession(size_t session, SessionState state) {
     }
 }
 
-size_t FakeHTTP::startedCount() const {
-    const std::lock_guard lock(mutex_);
-    return started_.size();
-}
-
-FakeTask& FakeHTTP::task(size_t index) const {
-    const std::lock_guard lock(mutex_);
-    return *started_.at(index);
-}
-
-std::vector<std::shared_ptr<FakeTask>> FakeHTTP::live() const {
-    const std::lock_guard lock(mutex_);
-    return live_;
-}
-
-std::vector<FakeHTTP::SessionRecord> FakeHTTP::sessions() const {
-    const std::lock_guard lock(mutex_);
-    return sessions_;
-}
-
 void FakeHTTP::pump() {
     for (;;) {
         std::vector<std::shared_ptr<FakeTask>> wanted;

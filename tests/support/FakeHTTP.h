@@ -84,11 +84,23 @@ public:
     makeSession(const HTTPSessionConfiguration& configuration) override;
 
     /// Tasks in the order of their start. Those that were made and never started do not count.
-    [[nodiscard]] size_t startedCount() const;
-    [[nodiscard]] FakeTask& task(size_t index) const;
+    [[nodiscard]] size_t startedCount() const {
+        const std::lock_guard lock(mutex_);
+        return started_.size();
+    }
+    [[nodiscard]] FakeTask& task(size_t index) const {
+        const std::lock_guard lock(mutex_);
+        return *started_.at(index);
+    }
     /// Those without a completion, in the order of their start.
-    [[nodiscard]] std::vector<std::shared_ptr<FakeTask>> live() const;
-    [[nodiscard]] std::vector<SessionRecord> sessions() const;
+    [[nodiscard]] std::vector<std::shared_ptr<FakeTask>> live() const {
+        const std::lock_guard lock(mutex_);
+        return live_;
+    }
+    [[nodiscard]] std::vector<SessionRecord> sessions() const {
+        const std::lock_guard lock(mutex_);
+        return sessions_;
+    }
 
     /// Ends, as cancelled and in the order of asking, every task that somebody wants cancelled, until there
     /// is none left.

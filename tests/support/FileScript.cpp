@@ -6,21 +6,12 @@
 
 namespace fetra::test {
 
-std::shared_ptr<SlotLimit> SlotLimit::make(Terms terms) {
-    return std::make_shared<SlotLimit>(std::move(terms));
-}
-
 bool SlotLimit::tryEnter() {
     const std::lock_guard lock(mutex_);
     if (inside_ >= terms_.slots)
         return false;
     ++inside_;
     return true;
-}
-
-void SlotLimit::leave() {
-    const std::lock_guard lock(mutex_);
-    --inside_;
 }
 
 FixedAnswer statusAnswer(int status, QByteArray retryAfter) {

@@ -21,12 +21,17 @@ public:
         int status = 503;           ///< of a refusal; 0 resets the connection instead
         QByteArray retryAfter = {}; ///< value of Retry-After, sent when not empty
     };
-    [[nodiscard]] static std::shared_ptr<SlotLimit> make(Terms terms);
+    [[nodiscard]] static std::shared_ptr<SlotLimit> make(Terms terms) {
+        return std::make_shared<SlotLimit>(std::move(terms));
+    }
     explicit SlotLimit(Terms terms)
         : terms_(std::move(terms)) {}
 
     [[nodiscard]] bool tryEnter();
-    void leave();
+    void leave() {
+        const std::lock_guard lock(mutex_);
+        --inside_;
+    }
     [[nodiscard]] const Terms& terms() const { return terms_; }
 
 private:

@@ -264,30 +264,10 @@ QUrl ScriptedServer::url(const QByteArray& path, const QByteArray& host) const {
     return QUrl::fromEncoded(scheme + host + ':' + QByteArray::number(port_) + path);
 }
 
-qint64 ScriptedServer::requests() const {
-    const std::lock_guard lock(mutex_);
-    return std::ssize(log_);
-}
-
-qint64 ScriptedServer::requests(const QByteArray& path) const {
-    return std::ssize(log(path));
-}
-
 int ScriptedServer::connectionsOpen() const {
     const std::lock_guard lock(mutex_);
-    return static_cast<int>(std::count_if(connections_.begin(), connections_.end(),
-                                          [](const auto& each) { return !each->done; }));
-}
-
-std::vector<ServerRequest> ScriptedServer::log() const {
-    const std::lock_guard lock(mutex_);
-    return log_;
-}
-
-std::vector<ServerRequest> ScriptedServer::log(const QByteArray& path) const {
-    std::vector<ServerRequest> all = log();
-    std::erase_if(all, [&](const ServerRequest& request) { return request.path != path; });
-    return all;
+    return static_cast<int>(
+        std::ranges::count_if(connections_, [](const auto& each) { return !each->done; }));
 }
 
 } // namespace fetra::test

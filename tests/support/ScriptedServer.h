@@ -63,16 +63,26 @@ public:
     /// five names and no others.
     [[nodiscard]] QUrl url(const QByteArray& path = "/", const QByteArray& host = "127.0.0.1") const;
 
-    [[nodiscard]] qint64 requests() const;
-    [[nodiscard]] qint64 requests(const QByteArray& path) const;
+    [[nodiscard]] qint64 requests() const {
+        const std::lock_guard lock(mutex_);
+        return std::ssize(log_);
+    }
+    [[nodiscard]] qint64 requests(const QByteArray& path) const { return std::ssize(log(path)); }
     [[nodiscard]] qint64 connectionsAccepted() const { return connectionsAccepted_; }
     [[nodiscard]] int connectionsOpen() const;
     [[nodiscard]] int maxSimultaneousExchanges() const { return maxExchanges_; }
     /// Body bytes given to the system for sending: an upper bound of what clients have read.
     [[nodiscard]] qint64 bodyBytesSent() const { return bodyBytes_; }
     /// Every request so far, in the order of their serial numbers.
-    [[nodiscard]] std::vector<ServerRequest> log() const;
-    [[nodiscard]] std::vector<ServerRequest> log(const QByteArray& path) const;
+    [[nodiscard]] std::vector<ServerRequest> log() const {
+        const std::lock_guard lock(mutex_);
+        return log_;
+    }
+    [[nodiscard]] std::vector<ServerRequest> log(const QByteArray& path) const {
+        std::vector<ServerRequest> all = log();
+        std::erase_if(all, [&](const ServerRequest& request) { return request.path != path; });
+        return all;
+    }
 
 private:
     friend class ServerExchange;

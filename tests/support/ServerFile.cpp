@@ -27,16 +27,4 @@ QByteArray withDamage(QByteArray content, qint64 offset, qint64 length) {
     return content;
 }
 
-ServerFile ServerFile::withETag(QByteArray value) const {
-    ServerFile copy = *this;
-    copy.etag = std::move(value);
-    return copy;
-}
-
-ServerFile ServerFile::withoutValidators() const {
-    ServerFile copy = withETag({});
-    copy.lastModified.clear();
-    return copy;
-}
-
 } // namespace fetra::test

@@ -21,8 +21,16 @@ struct ServerFile {
     [[nodiscard]] static ServerFile ofSize(qint64 size, quint64 seed = 1) {
         return {.content = testContent(size, seed)};
     }
-    [[nodiscard]] ServerFile withETag(QByteArray value) const;
-    [[nodiscard]] ServerFile withoutValidators() const;
+    [[nodiscard]] ServerFile withETag(QByteArray value) const {
+        ServerFile copy = *this;
+        copy.etag = std::move(value);
+        return copy;
+    }
+    [[nodiscard]] ServerFile withoutValidators() const {
+        ServerFile copy = withETag({});
+        copy.lastModified.clear();
+        return copy;
+    }
 };
 
 } // namespace fetra::test

@@ -1,7 +1,6 @@
 #include "TestTorrent.h"
 
 #include <QCryptographicHash>
-#include <QRandomGenerator>
 
 namespace fetra::test {
 
@@ -73,14 +72,6 @@ QUrl TestTorrent::magnet(const QList<quint16>& peers) const {
     for (const quint16 port : peers)
         link += u"&x.pe=127.0.0.1:%1"_s.arg(port);
     return QUrl(link);
-}
-
-QByteArray randomContent(qsizetype size) {
-    QByteArray content(size, Qt::Uninitialized);
-    QRandomGenerator random(static_cast<quint32>(size));
-    for (char& byte : content)
-        byte = static_cast<char>(random.bounded(256));
-    return content;
 }
 
 } // namespace fetra::test

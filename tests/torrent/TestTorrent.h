@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/ServerFile.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QUrl>
@@ -31,8 +33,5 @@ struct TestTorrent {
 private:
     [[nodiscard]] QByteArray info() const;
 };
-
-/// Bytes that no compression and no coincidence makes alike.
-[[nodiscard]] QByteArray randomContent(qsizetype size);
 
 } // namespace fetra::test

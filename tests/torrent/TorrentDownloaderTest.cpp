@@ -36,15 +36,6 @@ public:
     const TempFolder folder;
 };
 
-struct Conversation {
-    const char* what;
-    QByteArray script;
-    QString ending;
-    QStringList starts;
-    /// Of every report: what was received, or with the total, "3/10".
-    QString received;
-};
-
 QString receivedIn(const std::vector<DownloadProgress>& reports) {
     QStringList texts;
     for (const DownloadProgress& report : reports)
@@ -54,7 +45,8 @@ QString receivedIn(const std::vector<DownloadProgress>& reports) {
 }
 
 TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
-    const Conversation cases[] = {
+    // The names that the start is reported with; what each report says was received, with the total "3/10".
+    const std::tuple<const char*, QByteArray, QString, QStringList, QString> cases[] = {
         {"a split line and two in one write",
          R"(printf '{"total":10,"comp'; sleep 0.1; printf 'leted":3}\n{"completed":5}\n{"completed":10}\n')",
          u"complete"_s,
@@ -108,16 +100,16 @@ TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
          {},
          {}},
     };
-    for (const Conversation& c : cases) {
-        SCOPED_TRACE(c.what);
-        const Scripted helper(c.script);
+    for (const auto& [what, script, ending, starts, received] : cases) {
+        SCOPED_TRACE(what);
+        const Scripted helper(script);
         TorrentRun run(magnet, helper.output());
-        EXPECT_EQ(run.ending(), c.ending);
-        EXPECT_EQ(run.starts(), c.starts);
-        EXPECT_EQ(receivedIn(run.reports()), c.received);
+        EXPECT_EQ(run.ending(), ending);
+        EXPECT_EQ(run.starts(), starts);
+        EXPECT_EQ(receivedIn(run.reports()), received);
         const auto place = run.result() ? run.result()->destination : QUrl();
-        EXPECT_EQ(place, c.ending == u"complete"_s
-                             ? QUrl::fromLocalFile(helper.output() + u'/' + c.starts.first())
+        EXPECT_EQ(place, ending == u"complete"_s
+                             ? QUrl::fromLocalFile(helper.output() + u'/' + starts.first())
                              : QUrl());
     }
 }
@@ -210,32 +202,25 @@ TEST(TorrentDownloader, FailsWithTheReasonWhenItCannotBegin) {
               u"Gave up after repeated failures: the torrent file is too large"_s);
 }
 
-/// Moments at which a run is stopped, and what shows that the moment has come.
-struct Moment {
-    const char* what;
-    QByteArray script;
-    bool isRemote = false;
-    qsizetype reports = 0;
-};
-
 TEST(TorrentDownloader, CancelledEndsSoonAtWhateverMoment) {
-    const Moment cases[] = {
-        {"at once", "echo '{}'; exec sleep 60"},
-        {"while the torrent file is fetched", "exit 0", true},
+    // Whether the torrent file is fetched first, and how many reports must have come.
+    const std::tuple<const char*, QByteArray, bool, qsizetype> cases[] = {
+        {"at once", "echo '{}'; exec sleep 60", false, 0},
+        {"while the torrent file is fetched", "exit 0", true, 0},
         {"during the transfer", R"(echo '{"total":4,"completed":2}'; exec sleep 60)", false, 1},
         {"and it still completes",
          R"(trap 'echo "{\"completed\":4,\"type\":\"done\"}"; exit 0' TERM; echo '{"total":4}'; while :; do sleep 0.02; done)",
          false, 1},
     };
-    for (const Moment& c : cases) {
-        SCOPED_TRACE(c.what);
-        const Scripted helper(c.script);
+    for (const auto& [what, script, isRemote, reports] : cases) {
+        SCOPED_TRACE(what);
+        const Scripted helper(script);
         ScriptedServer silent;
         silent.setConnectionRule([](qint64) { return ConnectionFate::Silence; });
-        TorrentRun run(c.isRemote ? silent.url("/x.torrent") : magnet, helper.output());
+        TorrentRun run(isRemote ? silent.url("/x.torrent") : magnet, helper.output());
         EXPECT_TRUE(eventually(5s, [&] {
-            return (!c.isRemote || silent.connectionsAccepted() > 0) &&
-                   qsizetype(run.reports().size()) >= c.reports;
+            return (!isRemote || silent.connectionsAccepted() > 0) &&
+                   qsizetype(run.reports().size()) >= reports;
         }));
         const auto begun = std::chrono::steady_clock::now();
         run.cancel();

@@ -44,12 +44,12 @@ protected:
 
     const TempFolder folder;
     /// Nobody has it, so that it runs until it is stopped.
-    const TestTorrent unavailable{.name = "f", .content = randomContent(100'000)};
+    const TestTorrent unavailable{.name = "f", .content = testContent(100'000, 100'000)};
 };
 
 TEST_F(TorrentHelper, RefusesWithASentence) {
     folder.write(u"file"_s, "");
-    const QByteArray some = randomContent(50'000);
+    const QByteArray some = testContent(50'000, 50'000);
     const std::pair<QString, QByteArray> present[] = {
         {u"out/taken"_s, "somebody else's"},  {u"out/reserved"_s, ""},
         {u"out/longer"_s, some + 'x'},        {u"out/set/a.bin"_s, some},
@@ -150,7 +150,7 @@ TEST_F(TorrentHelper, AdoptsWhatIsThereAndIsDoneWhenThatIsAll) {
     folder.write(u"out/set/begun"_s, "");
     HelperRun part(setup(toOut({.name = "set",
                                 .files = {{.path = {"a"}, .content = unavailable.content},
-                                          {.path = {"begun"}, .content = randomContent(70'000)}}})));
+                                          {.path = {"begun"}, .content = testContent(70'000, 70'000)}}})));
     EXPECT_TRUE(part.runUntil([&] { return part.last(u"completed"_s) > 0; }));
     EXPECT_TRUE(part.runUntil([&] { return folder.names(u"data/Fetra/torrents"_s).size() == 2; }))
         << "the record and the claim";
@@ -202,7 +202,7 @@ TEST_F(TorrentHelper, SecondOneForTheSameTorrentAndFolderGivesUp) {
 
 TEST_F(TorrentHelper, FullDiskIsAnError) {
     HelperRun::Setup start{.arguments = {}, .dataFolder = folder.path(u"data"_s), .port = freePort()};
-    const TestTorrent torrent{.name = "f", .content = randomContent(3'000'000)};
+    const TestTorrent torrent{.name = "f", .content = testContent(3'000'000, 3'000'000)};
     folder.write(u"seed/f"_s, torrent.content);
     folder.write(u"small/x"_s, "");
     const QString file = folder.write(u"x.torrent"_s, torrent.bytes());

@@ -47,19 +47,4 @@ QString TorrentRun::ending() {
     return ending_;
 }
 
-QStringList TorrentRun::starts() const {
-    const std::lock_guard lock(lock_);
-    return starts_;
-}
-
-std::vector<DownloadProgress> TorrentRun::reports() const {
-    const std::lock_guard lock(lock_);
-    return reports_;
-}
-
-qint64 TorrentRun::receivedBytes() const {
-    const std::lock_guard lock(lock_);
-    return reports_.empty() ? 0 : reports_.back().receivedBytes;
-}
-
 } // namespace fetra::test

@@ -29,10 +29,19 @@ public:
     [[nodiscard]] QString ending();
 
     /// The names that the start was reported with.
-    [[nodiscard]] QStringList starts() const;
-    [[nodiscard]] std::vector<DownloadProgress> reports() const;
+    [[nodiscard]] QStringList starts() const {
+        const std::lock_guard lock(lock_);
+        return starts_;
+    }
+    [[nodiscard]] std::vector<DownloadProgress> reports() const {
+        const std::lock_guard lock(lock_);
+        return reports_;
+    }
     /// As the last report says.
-    [[nodiscard]] qint64 receivedBytes() const;
+    [[nodiscard]] qint64 receivedBytes() const {
+        const std::lock_guard lock(lock_);
+        return reports_.empty() ? 0 : reports_.back().receivedBytes;
+    }
     /// After the end.
     [[nodiscard]] const std::optional<DownloadResult>& result() const { return result_; }
 

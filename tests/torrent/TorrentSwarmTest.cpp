@@ -52,7 +52,7 @@ bool isComplete(HelperRun& seeder, const TestTorrent& torrent) {
 }
 
 TEST(TorrentSwarm, MagnetLinkIsKilledResumedPausedAndCompleted) {
-    const Swarm swarm({.name = "film.bin", .content = randomContent(6'000'000)});
+    const Swarm swarm({.name = "film.bin", .content = testContent(6'000'000, 6'000'000)});
     const qint64 size = swarm.torrent.content.size();
     const quint16 ports[] = {freePort(), freePort()};
     // What is fetched twice after the kill is more than one of them gives: each stops at a ratio of 1.
@@ -110,8 +110,8 @@ TEST(TorrentSwarm, RemoteTorrentFileWithAWebSeedAndAFolderOfFiles) {
     const TempFolder folder;
     confineHelpers(folder.path(u"data"_s));
     TestTorrent torrent{.name = "set",
-                        .files = {{.path = {"a.bin"}, .content = randomContent(700'000)},
-                                  {.path = {"deep", "b c.bin"}, .content = randomContent(1'300'000)},
+                        .files = {{.path = {"a.bin"}, .content = testContent(700'000, 700'000)},
+                                  {.path = {"deep", "b c.bin"}, .content = testContent(1'300'000, 1'300'000)},
                                   {.path = {"empty"}}}};
     ScriptedServer server;
     torrent.webSeed = server.url("/seed/");
@@ -130,7 +130,7 @@ TEST(TorrentSwarm, RemoteTorrentFileWithAWebSeedAndAFolderOfFiles) {
 }
 
 TEST(TorrentSwarm, SeederEndsAtARatioOfOneOrWhenTold) {
-    const Swarm swarm({.name = "f", .content = randomContent(2'000'000)});
+    const Swarm swarm({.name = "f", .content = testContent(2'000'000, 2'000'000)});
     const quint16 port = freePort();
     HelperRun seeder(swarm.seeder(port));
     ASSERT_TRUE(isComplete(seeder, swarm.torrent));
@@ -155,7 +155,7 @@ class TorrentSwarmUpload : public ::testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(Limits, TorrentSwarmUpload, ::testing::Values(0, 500));
 
 TEST_P(TorrentSwarmUpload, LimitOfZeroGivesNothingAndAnyOtherDoes) {
-    const Swarm swarm({.name = "f", .content = randomContent(1'500'000)});
+    const Swarm swarm({.name = "f", .content = testContent(1'500'000, 1'500'000)});
     const quint16 source = freePort();
     const quint16 middle = freePort();
     HelperRun seeder(swarm.seeder(source, u"100"_s));
@@ -182,16 +182,8 @@ TEST_P(TorrentSwarmUpload, LimitOfZeroGivesNothingAndAnyOtherDoes) {
     EXPECT_EQ(between.last(u"uploaded"_s), 0);
 }
 
-/// What others do to a file that is being downloaded, and how the download ends then.
-struct Meddling {
-    const char* what;
-    bool isStopped; ///< before, and started again after it
-    std::function<void(QFile& file)> act;
-    QString ending; ///< a pattern
-};
-
 TEST(TorrentSwarm, NoticesWhatOthersDoToItsFile) {
-    const QByteArray others = randomContent(800'001).first(800'000);
+    const QByteArray others = testContent(800'000, 2);
     const auto write = [](QFile& file, const QByteArray& bytes) {
         ASSERT_TRUE(file.open(QFile::ReadWrite));
         file.write(bytes);
@@ -200,7 +192,9 @@ TEST(TorrentSwarm, NoticesWhatOthersDoToItsFile) {
         file.remove();
         write(file, others);
     };
-    const Meddling cases[] = {
+    // What others do to a file that is being downloaded, whether it is stopped before and started again after
+    // it, and how the download ends then.
+    const std::tuple<const char*, bool, std::function<void(QFile&)>, QString> cases[] = {
         {"written to in place", true, [&](QFile& file) { write(file, others.first(file.size() - 1)); },
          u"done"_s},
         {"longer", true, [](QFile& file) { file.resize(800'001); }, u".*/f\" is longer than .*"_s},
@@ -208,9 +202,9 @@ TEST(TorrentSwarm, NoticesWhatOthersDoToItsFile) {
         {"another one meanwhile", false, replace, u".*/f\" was changed by another program\\."_s},
         {"gone meanwhile", false, [](QFile& file) { file.remove(); }, u"The content cannot .*: No such .*"_s},
     };
-    for (const Meddling& c : cases) {
-        SCOPED_TRACE(c.what);
-        const Swarm swarm({.name = "f", .content = randomContent(800'000)});
+    for (const auto& [what, isStopped, act, end] : cases) {
+        SCOPED_TRACE(what);
+        const Swarm swarm({.name = "f", .content = testContent(800'000, 800'000)});
         const quint16 port = freePort();
         HelperRun seeder(swarm.seeder(port, u"400"_s));
         ASSERT_TRUE(isComplete(seeder, swarm.torrent));
@@ -219,21 +213,21 @@ TEST(TorrentSwarm, NoticesWhatOthersDoToItsFile) {
             .dataFolder = swarm.folder.path(u"d"_s)};
         std::optional<HelperRun> run(std::in_place, setup);
         ASSERT_TRUE(run->runUntil([&] { return run->last(u"completed"_s) > 100'000; }));
-        if (c.isStopped) {
+        if (isStopped) {
             run->send(SIGTERM);
             ASSERT_EQ(run->exitStatus(), 0);
         }
         QFile file(swarm.folder.path(u"out/f"_s));
         ASSERT_TRUE(file.exists());
-        c.act(file);
+        act(file);
         file.close();
         const bool isReplaced = swarm.downloaded() == others;
-        if (c.isStopped)
+        if (isStopped)
             run.emplace(setup);
-        const bool isDone = c.ending == u"done"_s;
+        const bool isDone = end == u"done"_s;
         EXPECT_EQ(run->exitStatus(), isDone ? 0 : 1);
         EXPECT_TRUE(
-            QRegularExpression(QRegularExpression::anchoredPattern(c.ending)).match(run->ending()).hasMatch())
+            QRegularExpression(QRegularExpression::anchoredPattern(end)).match(run->ending()).hasMatch())
             << run->ending().toStdString();
         EXPECT_EQ(swarm.downloaded() == swarm.torrent.content, isDone);
         EXPECT_EQ(swarm.downloaded() == others, isReplaced) << "somebody's file was written to";
