@@ -130,7 +130,9 @@ TEST_F(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
              {url, url + u'2', u"--sha256"_s, QString(64, u'0')},
              {url, url + u'2', u"-o"_s, u"one.bin"_s},
              {u"missing.torrent"_s},
+             {u"-i"_s, u"missing"_s},
              {u"-i"_s, u"/dev/null"_s},
+             {u"-i"_s, u"/dev/zero"_s},
              {url, u"-o"_s, u"new/"_s, u"--sha256"_s, u"12"_s},
              {url, u"-o"_s, u"/dev/null/f"_s},
          }) {

@@ -26,6 +26,7 @@ TEST(HostMessageTest, KeepsWhatItIsAskedToAndRefusesTheRest) {
         {R"({"url":"https:///f"})", {}},
         {R"({"url":"https://a.test/f","filename":"../.bashrc"})", {}},
         {R"({"url":"https://a.test/f","filename":"a\\b"})", {}},
+        {R"({"url":"https://a.test/f","filename":".."})", {}},
         {R"({"url":"https://a.test/)" + QByteArray(65'536, 'f') + R"("})", {}},
     };
     for (const auto& [message, expected] : cases) {

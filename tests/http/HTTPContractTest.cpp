@@ -4,13 +4,10 @@
 #include "http/HTTPFetch.h"
 #include "Recorder.h"
 #include "support/FileScript.h"
-#include "support/ProcessCounters.h"
 #include "support/Routes.h"
 #include "support/ScriptedServer.h"
 
 #include <list>
-#include <random>
-#include <thread>
 
 #include <fcntl.h>
 
@@ -76,25 +73,10 @@ TEST_F(HTTPContract, CancellingAtTheHeadReadsNoBody) {
     EXPECT_EQ(recorder.errorCode(), TransportError::cancelled);
 }
 
-TEST_F(HTTPContract, ReadsOverInterimAnswersAndTheEndOfChunkedBodies) {
-    const ServerFile file = ServerFile::ofSize(100'000);
-    ScriptedServer server(serve(file, {.informational = 5, .framing = Framing::Chunked}));
-    const Recorder& recorder = fetch({.url = server.url("/f")});
-    EXPECT_EQ(recorder.response()->status, 200);
-    EXPECT_EQ(recorder.response()->expectedLength, -1);
-    EXPECT_TRUE(recorder.body() == file.content);
-}
-
 TEST_F(HTTPContract, FollowsOnlyRealRedirectsWithinReason) {
     ScriptedServer server;
-    struct Row {
-        const char* name;
-        Handler start;
-        int error;
-        int status;
-    };
     const QByteArray root = server.url("/").toEncoded();
-    const Row rows[] = {
+    const std::tuple<const char*, Handler, int, int> rows[] = {
         {"301", redirect("/end", 301), 0, 200},
         {"302, relative", redirect("end", 302), 0, 200},
         {"303", redirect("/end", 303), 0, 200},
@@ -112,38 +94,20 @@ TEST_F(HTTPContract, FollowsOnlyRealRedirectsWithinReason) {
         {"to data", redirect("data:text/plain,hello", 302), TransportError::badURL, 0},
         {"nowhere", redirect("http://", 302), TransportError::badURL, 0},
     };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        server.setHandler(routes({{"/start", row.start},
+    for (const auto& [name, start, error, status] : rows) {
+        SCOPED_TRACE(name);
+        server.setHandler(routes({{"/start", start},
                                   {"/back", redirect("/start")},
                                   {"/hop*", redirectHops("/hop", "/end")},
                                   {"/end", serve(ServerFile::ofSize(10))}}));
         const Recorder& local = fetch({.url = server.url("/start")});
-        EXPECT_EQ(local.errorCode(), row.error) << local.errorText().toStdString();
-        ASSERT_EQ(local.response().has_value(), row.status != 0);
-        if (row.status == 0)
+        EXPECT_EQ(local.errorCode(), error) << local.errorText().toStdString();
+        ASSERT_EQ(local.response().has_value(), status != 0);
+        if (status == 0)
             continue;
-        EXPECT_EQ(local.response()->status, row.status);
-        EXPECT_EQ(local.response()->url.path(), row.status == 200 ? u"/end"_s : u"/start"_s);
+        EXPECT_EQ(local.response()->status, status);
+        EXPECT_EQ(local.response()->url.path(), status == 200 ? u"/end"_s : u"/start"_s);
     }
-}
-
-TEST_F(HTTPContract, SendsTheCredentialsOfAnAddressAsAHeaderToItsSiteOnly) {
-    ScriptedServer server(routes({{"/same", redirect("/end")}, {"/end", serve(ServerFile::ofSize(10))}}));
-    QUrl url = server.url("/same", "a.localhost");
-    url.setUserName(u"jo"_s);
-    url.setPassword(u"p@ss"_s);
-    const Recorder& recorder = fetch({.url = url});
-    EXPECT_EQ(recorder.errorCode(), 0);
-    for (const ServerRequest& request : server.log())
-        EXPECT_EQ(request.header("Authorization"), "Basic " + QByteArray("jo:p@ss").toBase64());
-    EXPECT_TRUE(recorder.response()->url.userName().isEmpty());
-
-    server.setHandler(routes(
-        {{"/away", redirect(server.url("/end", "b.localhost"))}, {"/end", serve(ServerFile::ofSize(10))}}));
-    url.setPath(u"/away"_s);
-    fetch({.url = url});
-    EXPECT_FALSE(server.log().back().header("Authorization").has_value());
 }
 
 TEST_F(HTTPContract, RefusesHeadersThatCouldSmuggleInOthers) {
@@ -304,31 +268,6 @@ TEST_F(HTTPContract, OpensNoDescriptorThatAChildWouldInherit) {
     session->invalidateAndCancel();
     for (Recorder& each : recorders)
         ASSERT_TRUE(each.waitForEnd());
-}
-
-TEST_F(HTTPContract, EndsWithTheDescriptorsAndThreadsItBeganWith) {
-    ScriptedServer server(serve(ServerFile::ofSize(300'000), {.latency = 5ms}));
-    std::mt19937 random(7);
-    const ProcessCounters before = ProcessCounters::now();
-    {
-        CurlClient local;
-        std::list<Recorder> recorders(400);
-        const auto session = local.makeSession({.maxConnectionsPerHost = 16});
-        std::vector<std::shared_ptr<HTTPTask>> tasks;
-        for (Recorder& each : recorders) {
-            tasks.push_back(session->dataTask({.url = server.url("/f")}, each));
-            tasks.back()->resume();
-            if (random() % 2 == 0)
-                tasks[random() % tasks.size()]->cancel();
-            if (random() % 8 == 0)
-                std::this_thread::sleep_for(std::chrono::microseconds(random() % 3'000));
-        }
-        for (Recorder& each : recorders)
-            ASSERT_TRUE(each.waitForEnd());
-    }
-    server.dropConnections();
-    EXPECT_TRUE(eventually(20s, [&] { return ProcessCounters::now().descriptors <= before.descriptors; }));
-    EXPECT_TRUE(eventually(20s, [&] { return ProcessCounters::now().threads <= before.threads; }));
 }
 
 TEST_F(HTTPContract, FetchReadsNoMoreThanItsBound) {

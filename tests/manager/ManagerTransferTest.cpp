@@ -102,19 +102,5 @@ TEST_F(ManagerTransferTest, AFileOfTheSameNameFromElsewhereLeavesAPausedOneItsBy
     EXPECT_LT(server.bodyBytesSent() - sent, file.content.size() + other.content.size() - held / 2);
 }
 
-TEST_F(ManagerTransferTest, ManySmallFilesAllArriveUnderNamesOfTheirOwn) {
-    const test::ServerFile small = test::ServerFile::ofSize(10'000);
-    server.setHandler(test::serve(small));
-    start().setMaxConcurrentDownloads(8);
-    for (int number = 0; number < 40; ++number)
-        manager().add({.url = server.url("/small.bin")});
-    ASSERT_TRUE(runUntil([&] { return !manager().isTransferring(); }));
-    EXPECT_EQ(folder.names().size(), 41);
-    for (const Item& item : manager().items()) {
-        ASSERT_EQ(item->errorMessage().value_or(QString()), QString());
-        EXPECT_TRUE(folder.read(item->filename()) == small.content);
-    }
-}
-
 } // namespace
 } // namespace fetra

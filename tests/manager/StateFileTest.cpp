@@ -84,6 +84,8 @@ TEST_F(StateFileTest, KeepsWhatItCannotReadBeforeReplacingIt) {
         {R"("connections":4,)", ""},
         {R"("receivedBytes":5)", R"("receivedBytes":5.5)"},
         {R"("addedAt":700000000.25)", R"("addedAt":1e300)"},
+        {R"("errorMessage":"why")", R"("errorMessage":null)"},
+        {R"("autoStart":true)", R"("autoStart":1)"},
         {R"({"items")", R"([{"items")"},
         {R"(true})", R"(true)"},
     };

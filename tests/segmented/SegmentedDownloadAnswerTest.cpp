@@ -126,10 +126,12 @@ TEST_F(SegmentedDownloadAnswerTest, ServersAreComparedWithWhatTheyThemselvesSaid
 TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {
     const std::tuple<AnswerCase, int, size_t> cases[] = {
         {{"not at the start", head(200, 1'000), Verdict::rangeNotHonored}, 2, 1},
+        {{"not at the start, though as long", head(200, 500), Verdict::rangeNotHonored}, 2, 1},
         {{"the whole beside others", head(200, 1'000), Verdict::rangeNotHonored}, 2, 0},
         {{"no length beside others", head(200, -1), Verdict::rangeNotHonored}, 2, 0},
         {{"just the segment", head(200, 500), Verdict::allowed}, 2, 0},
         {{"alone", head(200, 1'000), Verdict::allowed}, 1, 0},
+        {{"alone without a length", head(200, -1), Verdict::allowed}, 1, 0},
         {{"alone and too short", head(200, 999), Verdict::rangeNotHonored}, 1, 0},
         {{"alone and too long", head(200, 1'001), Verdict::rangeNotHonored}, 1, 0},
         {{"alone, the version", head(200, 1'000, {{"ETag", "\"v1\""}}), Verdict::allowed}, 1, 0},
@@ -147,6 +149,7 @@ TEST_F(SegmentedDownloadAnswerTest, AStreamTakesSuccessOfTheRightLength) {
     const AnswerCase cases[] = {
         {"the file", head(200, 1'000), Verdict::allowed},
         {"of unknown length", head(200, -1), Verdict::allowed},
+        {"another success", head(299, 1'000), Verdict::allowed},
         {"too short", head(200, 999), Verdict::sizeMismatch},
         {"too long", head(200, 1'001), Verdict::sizeMismatch},
         {"the file as a range", head(206, 1'000, {{"Content-Range", "bytes 0-999/1000"}}), Verdict::allowed},
@@ -159,6 +162,7 @@ TEST_F(SegmentedDownloadAnswerTest, AStreamTakesSuccessOfTheRightLength) {
         {"the whole of another file", head(206, 900, {{"Content-Range", "bytes 0-899/900"}}),
          Verdict::refused},
         {"no HTTP", head(0, -1), Verdict::refused},
+        {"informational", head(199, 1'000), Verdict::refused},
         {"redirection", head(300, 1'000), Verdict::refused},
     };
     for (const AnswerCase& each : cases) {

@@ -29,17 +29,11 @@ protected:
 };
 
 TEST_F(SegmentedDownloadRecordTest, IsSavedOnceASecondWhenThereIsNews) {
-    struct Step {
-        double at;
-        qint64 bytes;
-        bool saved;
-    };
-    struct Case {
-        const char* name;
-        SegmentedConfig config;
-        std::vector<Step> steps;
-    };
-    std::vector<Case> cases{
+    using Steps = std::vector<std::tuple<double, qint64, bool>>;
+    SegmentedConfig withoutResume = rangedConfig(1'000);
+    withoutResume.options.resume = false;
+    // At that time so many bytes have come, and then it is saved or not.
+    const std::tuple<const char*, SegmentedConfig, Steps> cases[] = {
         {"not within the first second", rangedConfig(1'000), {{0.25, 10, false}, {0.999, 10, false}}},
         {"then once", rangedConfig(1'000), {{1, 10, true}, {1.25, 10, false}, {1.999, 10, false}}},
         {"again a second later", rangedConfig(1'000), {{1.1, 10, true}, {2, 10, false}, {2.1, 10, true}}},
@@ -48,24 +42,21 @@ TEST_F(SegmentedDownloadRecordTest, IsSavedOnceASecondWhenThereIsNews) {
         {"even when nothing has arrived", rangedConfig(1'000), {{1, 0, true}}},
         {"not of a stream", unrangedConfig(1'000), {{1, 10, false}, {2, 10, false}}},
         {"not of an unknown size", rangedConfig(std::nullopt), {{1, 10, false}, {2, 10, false}}},
-        {"not against the options", rangedConfig(1'000), {{1, 10, false}, {2, 10, false}}},
+        {"not against the options", withoutResume, {{1, 10, false}, {2, 10, false}}},
     };
-    cases.back().config.options.resume = false;
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, config, steps] : cases) {
+        SCOPED_TRACE(name);
         const int before = faults.dataSyncCount();
         int saved = 0;
         qint64 held = 0;
         {
-            StartedRun run(*this, each.config);
-            for (const Step& step : each.steps) {
-                run.send(run.task(0), step.bytes);
-                held += step.bytes;
-                run.at(step.at);
-                saved += step.saved ? 1 : 0;
-                if (step.saved) {
-                    EXPECT_TRUE(run.saves({{0, 999, held}})) << step.at;
-                }
+            StartedRun run(*this, config);
+            for (const auto& [at, bytes, isSaved] : steps) {
+                run.send(run.task(0), bytes);
+                held += bytes;
+                run.at(at);
+                saved += isSaved ? 1 : 0;
+                EXPECT_TRUE(!isSaved || run.saves({{0, 999, held}})) << at;
             }
         }
         // The run has ended, and with it all that was queued.

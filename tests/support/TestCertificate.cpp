@@ -69,8 +69,6 @@ Certificate makeCertificate(const Draft& draft, EVP_PKEY* key, X509* authority, 
             X509V3_EXT_conf_nid(nullptr, &context, kind, value), X509_EXTENSION_free);
         require(extension && X509_add_ext(raw, extension.get(), -1) == 1);
     };
-    extend(NID_subject_key_identifier, "hash");
-    extend(NID_authority_key_identifier, "keyid");
     if (draft.names) {
         extend(NID_basic_constraints, "critical,CA:FALSE");
         extend(NID_subject_alt_name, draft.names);
@@ -109,16 +107,13 @@ struct Authority {
 
 Draft draftFor(TestCertificate::Kind kind) {
     switch (kind) {
-    case TestCertificate::Kind::Valid:
-        break;
     case TestCertificate::Kind::Expired:
         return {.commonName = "localhost", .names = kNames, .fromDay = -60, .toDay = -30};
     case TestCertificate::Kind::OtherName:
         return {.commonName = "elsewhere.example", .names = "DNS:elsewhere.example"};
-    case TestCertificate::Kind::SelfSigned:
-        return {.commonName = "localhost self-signed", .names = kNames};
+    default:
+        return {.commonName = "localhost", .names = kNames};
     }
-    return {.commonName = "localhost", .names = kNames};
 }
 
 } // namespace

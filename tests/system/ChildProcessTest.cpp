@@ -52,13 +52,8 @@ TEST(ChildProcess, ThatCannotStartSaysWhy) {
 }
 
 TEST(ChildProcess, TerminatedEndsByItselfOrIsKilledAfterTheGrace) {
-    struct Case {
-        const char* what;
-        QString script;
-        std::chrono::milliseconds grace;
-        std::chrono::milliseconds atLeast;
-    };
-    const Case cases[] = {
+    // The grace, and how long the end takes at least.
+    const std::tuple<const char*, QString, std::chrono::milliseconds, std::chrono::milliseconds> cases[] = {
         {"ends when asked", u"echo up; exec sleep 60"_s, 5s, 0ms},
         {"ignores it", u"trap '' TERM; echo up; while :; do sleep 0.05; done"_s, 300ms, 300ms},
         {"ignores it and never stops writing", u"trap '' TERM; echo up; exec yes"_s, 300ms, 300ms},
@@ -66,9 +61,9 @@ TEST(ChildProcess, TerminatedEndsByItselfOrIsKilledAfterTheGrace) {
          u"trap '' TERM; echo up; exec >&-; while :; do sleep 0.05; done"_s, 300ms, 300ms},
         {"leaves a grandchild with its output", u"trap '' TERM; echo up; sleep 8"_s, 300ms, 300ms},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        ChildProcess child(shell(c.script, c.grace));
+    for (const auto& [what, script, grace, atLeast] : cases) {
+        SCOPED_TRACE(what);
+        ChildProcess child(shell(script, grace));
         EXPECT_TRUE(child.read().startsWith("up\n"));
         const auto begun = Clock::now();
         std::thread other([&] { child.terminate(); });
@@ -77,7 +72,7 @@ TEST(ChildProcess, TerminatedEndsByItselfOrIsKilledAfterTheGrace) {
         child.wait();
         const auto took = Clock::now() - begun;
         other.join();
-        EXPECT_GE(took, c.atLeast);
+        EXPECT_GE(took, atLeast);
         EXPECT_LT(took, 4s);
         child.terminate(); // the number may be another process's by now
     }

@@ -108,6 +108,8 @@ TEST_F(TorrentHelper, RefusesWithASentence) {
          u"\".*/notes.txt\" exists and is not part of this torrent\\."_s},
         {{u"-o"_s, out}, u"A magnet link or a torrent file is missing\\."_s, 2},
         {{u"-o"_s, out, u"-upload-limit"_s, u"-1"_s, u"x"_s}, u"The option -upload-limit lacks .*\\."_s, 2},
+        {{u"x"_s}, u"The folder .*\\."_s, 2},
+        {{u"-o"_s, out, u"x"_s, u"y"_s}, u"One .*\\."_s, 2},
         {{u"-o"_s, out, u"-fast"_s, u"x"_s}, u"There is no option \"-fast\"\\."_s, 2},
     };
     for (const Case& c : cases) {

@@ -43,6 +43,8 @@ TEST(DestinationTest, FollowsTheTargetAndOverwritesNothing) {
     const std::tuple<const char*, QStringList, QString, QString> cases[] = {
         {"existing folder", {}, u""_s, u"a.zip"_s},
         {"name in use", {u"a.zip"_s}, u""_s, u"a (1).zip"_s},
+        {"two names in use", {u"a.zip"_s, u"a (1).zip"_s}, u""_s, u"a (2).zip"_s},
+        {"number with a partial file", {u"a.zip"_s, u"a (1).zip.part"_s}, u""_s, u"a (2).zip"_s},
         {"partial file", {u"a.zip.part"_s}, u""_s, u"a.zip"_s},
         {"partial file beside a finished one", {u"a.zip"_s, u"a.zip.part"_s}, u""_s, u"a.zip"_s},
         {"record", {u"a.zip.fetra"_s}, u""_s, u"a.zip"_s},
@@ -153,12 +155,7 @@ TEST_F(DestinationOfDownloads, KeepARunningTransferOfTheSameAddressUndisturbed) 
 }
 
 TEST_F(DestinationOfDownloads, MoveOnWhenSomethingAppearsUnderTheNameMeanwhile) {
-    struct Case {
-        const char* name;
-        std::function<void()> appear;
-        QString result;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, std::function<void()>, QString> cases[] = {
         {"a file", [&] { folder.write(u"f.bin"_s, "theirs"); }, u"f (1).bin"_s},
         {"two files",
          [&] {
@@ -168,22 +165,22 @@ TEST_F(DestinationOfDownloads, MoveOnWhenSomethingAppearsUnderTheNameMeanwhile) 
          u"f (2).bin"_s},
         {"a folder", [&] { folder.write(u"f.bin/inside"_s, "theirs"); }, u"f (1).bin"_s},
     };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
+    for (const auto& [name, appear, result] : cases) {
+        SCOPED_TRACE(name);
         DownloadRequest what = request();
-        what.onStart = [&](const QUrl& destination, const RemoteInfo&) {
+        what.onStart = [&, show = appear](const QUrl& destination, const RemoteInfo&) {
             EXPECT_EQ(destination.fileName(), u"f.bin"_s);
-            each.appear();
+            show();
         };
         const Ending ending = download(world, what, impatient(4));
-        EXPECT_EQ(ending.name(), each.result);
-        EXPECT_TRUE(folder.tryRead(each.result) == file.content);
-        EXPECT_EQ(folder.tryRead(u"f (1).bin"_s) == "theirs too", each.result == u"f (2).bin"_s);
+        EXPECT_EQ(ending.name(), result);
+        EXPECT_TRUE(folder.tryRead(result) == file.content);
+        EXPECT_EQ(folder.tryRead(u"f (1).bin"_s) == "theirs too", result == u"f (2).bin"_s);
         EXPECT_TRUE(QFileInfo(folder.path(u"f.bin"_s)).isDir() || folder.read(u"f.bin"_s) == "theirs");
-        for (const QString& name : folder.names()) {
-            EXPECT_FALSE(name.endsWith(u".part"_s) || name.endsWith(u".fetra"_s)) << name.toStdString();
-            QFile::remove(folder.path(name));
-            QDir(folder.path(name)).removeRecursively();
+        for (const QString& left : folder.names()) {
+            EXPECT_FALSE(left.endsWith(u".part"_s) || left.endsWith(u".fetra"_s)) << left.toStdString();
+            QFile::remove(folder.path(left));
+            QDir(folder.path(left)).removeRecursively();
         }
     }
 }

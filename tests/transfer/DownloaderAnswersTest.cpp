@@ -93,8 +93,6 @@ Rows redirects() {
     return {
         redirected("redirected_with_fragment", redirect("real/f.bin#top", 308)),
         redirected("redirected_to_a_long_address", redirect("/real/f.bin?token=" + QByteArray(8000, 'x'))),
-        redirected("redirected_in_a_circle", redirect("/f.bin"), "transport -1007"),
-        redirected("redirected_to_a_file", redirect("file:///etc/passwd"), "transport -1000"),
         redirected("redirected_to_a_missing_page", redirect("/none"), "badStatus 404"),
         Misbehaviour("redirected_to_another_host_each_time").by(toAnotherHostEachTime).alsoTLS(),
         Misbehaviour("address_expires_half_way").over({8}).by(expiringAddresses),

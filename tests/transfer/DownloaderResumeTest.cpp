@@ -149,12 +149,8 @@ TEST_F(DownloaderAdoption, ChecksTheDigestOfAFileItTakes) {
 }
 
 TEST_F(DownloaderAdoption, FetchesBesideAFileThatMayBeSomebodyElses) {
-    struct Case {
-        const char* name;
-        std::function<void()> prepare;
-    };
     const QByteArray theirs = testContent(fileSize, 7);
-    const std::vector<Case> cases{
+    const std::pair<const char*, std::function<void()>> cases[] = {
         {"newer than the record",
          [&] {
              leaveDelivered(theirs);
@@ -169,9 +165,9 @@ TEST_F(DownloaderAdoption, FetchesBesideAFileThatMayBeSomebodyElses) {
          }},
     };
     server.setHandler(serve(file));
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.name);
-        each.prepare();
+    for (const auto& [name, prepare] : cases) {
+        SCOPED_TRACE(name);
+        prepare();
         const QByteArray before = folder.read(u"f.bin"_s);
         const Ending ending = run();
         EXPECT_EQ(ending.words, u"complete"_s);

@@ -1,11 +1,7 @@
 // Cookies, authorisation and passwords reach the site they were given for and nobody else.
 
 #include "DownloadRun.h"
-#include "support/FileScript.h"
 #include "support/Routes.h"
-#include "support/ScriptedServer.h"
-
-#include <gtest/gtest.h>
 
 #include <set>
 
@@ -14,8 +10,11 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-class DownloaderSecrets : public ::testing::Test {
+class DownloaderSecrets : public DownloadTest {
 protected:
+    DownloaderSecrets()
+        : DownloadTest(600'000) {}
+
     /// What requests for a path carried, over the whole download.
     struct Seen {
         qint64 requests = 0;
@@ -23,13 +22,13 @@ protected:
         std::set<QByteArray> authorizations;
         std::set<QByteArray> others;
     };
-    static Seen seenAt(const ScriptedServer& server, const QByteArray& path) {
+    static Seen seenAt(const ScriptedServer& asked, const QByteArray& path) {
         Seen seen;
-        for (const ServerRequest& request : server.log(path)) {
+        for (const ServerRequest& each : asked.log(path)) {
             ++seen.requests;
-            seen.cookies.insert(request.header("Cookie").value_or("none"));
-            seen.authorizations.insert(request.header("Authorization").value_or("none"));
-            seen.others.insert(request.header("X-Other").value_or("none"));
+            seen.cookies.insert(each.header("Cookie").value_or("none"));
+            seen.authorizations.insert(each.header("Authorization").value_or("none"));
+            seen.others.insert(each.header("X-Other").value_or("none"));
         }
         return seen;
     }
@@ -42,10 +41,10 @@ protected:
     }
     /// Ends with the file, whose first data request fails so often that the original address is asked too.
     Ending run(const QUrl& url, const QList<QUrl>& mirrors, DownloadOptions options) {
-        const TempFolder folder;
+        const TempFolder fresh;
         options.headers.insert(u"X-Other"_s, u"yes"_s);
-        const Ending ending = download(world, toFolder(url, folder.path(), mirrors), options);
-        expectNothingWrongIsFinished(folder, file.content);
+        const Ending ending = download(world, toFolder(url, fresh.path(), mirrors), options);
+        expectNothingWrongIsFinished(fresh, file.content);
         return ending;
     }
     static DownloadOptions withSecrets() {
@@ -54,9 +53,13 @@ protected:
         return options;
     }
 
-    const ServerFile file = ServerFile::ofSize(600'000);
-    RealWorld world;
-    ScriptedServer plain;
+    static QUrl withPassword(QUrl url, const QString& user, const QString& password) {
+        url.setUserName(user);
+        url.setPassword(password);
+        return url;
+    }
+
+    ScriptedServer& plain = server;
     ScriptedServer secure{{}, {.certificate = TestCertificate()}};
 };
 
@@ -95,10 +98,8 @@ TEST_F(DownloaderSecrets, StayWithTheirSiteAcrossRedirectsAndInAllLaterRequests)
             from.setHandler(handler);
             to.setHandler(handler);
             QUrl url = from.url(start, row.from);
-            if (inAddress) {
-                url.setUserName(u"me"_s);
-                url.setPassword(u"p:w"_s);
-            }
+            if (inAddress)
+                url = withPassword(url, u"me"_s, u"p:w"_s);
             EXPECT_EQ(run(url, {}, inAddress ? impatient(4) : withSecrets()).words, u"complete"_s);
             const QByteArray basic = "Basic " + QByteArray("me:p:w").toBase64();
             const QByteArray cookie = inAddress ? "none" : "session=1";
@@ -111,12 +112,9 @@ TEST_F(DownloaderSecrets, StayWithTheirSiteAcrossRedirectsAndInAllLaterRequests)
 }
 
 TEST_F(DownloaderSecrets, AreShownToMirrorsOfTheSameSiteOnly) {
-    const Handler handler = serve(file, {.totalBytesPerSecond = 3e6}, {.what = When::What::Data});
-    plain.setHandler(handler);
-    secure.setHandler(handler);
-    QUrl own = plain.url("/own", "b.localhost");
-    own.setUserName(u"mirror"_s);
-    own.setPassword(u"pw"_s);
+    plain.setHandler(throttled(file, 3e6));
+    secure.setHandler(throttled(file, 3e6));
+    const QUrl own = withPassword(plain.url("/own", "b.localhost"), u"mirror"_s, u"pw"_s);
     const QList<QUrl> mirrors{plain.url("/sister", "y.a.localhost"), plain.url("/stranger", "b.localhost"),
                               secure.url("/secure", "a.localhost"), own};
     const Ending ending = run(plain.url("/primary", "x.a.localhost"), mirrors, withSecrets());
@@ -133,12 +131,8 @@ TEST_F(DownloaderSecrets, AreShownToMirrorsOfTheSameSiteOnly) {
 TEST_F(DownloaderSecrets, OfTheAddressReachNoMirrorOfAnotherSiteAndNoMessage) {
     plain.setHandler(routes(
         {{"/f.bin", serve(file)}, {"/stranger", serve(file)}, {"/other", serve(ServerFile::ofSize(5))}}));
-    QUrl url = plain.url("/f.bin", "a.localhost");
-    url.setUserName(u"me"_s);
-    url.setPassword(u"hidden"_s);
-    QUrl other = plain.url("/other", "a.localhost");
-    other.setUserName(u"me"_s);
-    other.setPassword(u"hidden"_s);
+    const QUrl url = withPassword(plain.url("/f.bin", "a.localhost"), u"me"_s, u"hidden"_s);
+    const QUrl other = withPassword(plain.url("/other", "a.localhost"), u"me"_s, u"hidden"_s);
     ::testing::internal::CaptureStderr();
     const Ending ending = run(url, {plain.url("/stranger", "b.localhost"), other}, impatient(4));
     const std::string log = ::testing::internal::GetCapturedStderr();

@@ -25,7 +25,11 @@ TEST(HTTPProbeTest, ReadsContentRanges) {
     const std::tuple<QString, std::optional<qint64>, std::optional<qint64>> cases[] = {
         {u"bytes 0-0/1234"_s, 0, 1234},
         {u" bytes 5-9/10\t\u00a0"_s, 5, 10},
+        {u"bytes 5-9/ +10 "_s, 5, 10},
         {u"bytes +5-9/10"_s, 5, 10},
+        {u"bytes 7"_s, 7, std::nullopt},
+        {u"bytes 0-0/1/2"_s, 0, 2},
+        {u"bytes 1 -9/1 0"_s, std::nullopt, std::nullopt},
         {u"bytes */0"_s, std::nullopt, 0},
         {u"bytes 0-0/*"_s, 0, std::nullopt},
         {u"bytes 0-0"_s, 0, std::nullopt},

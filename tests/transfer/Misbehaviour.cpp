@@ -63,32 +63,12 @@ const ServerFile& Misbehaviour::defaultFile() {
     return file;
 }
 
-LieRule every(Lies lies) {
-    return {.when = {}, .lies = std::move(lies)};
-}
-
-LieRule probe(Lies lies) {
-    return {.when = {.what = When::What::Probe}, .lies = std::move(lies)};
-}
-
-LieRule data(Lies lies, qint64 first, qint64 last) {
-    return {.when = {.what = When::What::Data, .first = first, .last = last}, .lies = std::move(lies)};
-}
-
-std::ostream& operator<<(std::ostream& out, const Misbehaviour& row) {
-    return out << row.name;
-}
-
-std::vector<Misbehaviour> thoseAlsoOverTLS(const std::vector<Misbehaviour>& rows) {
-    std::vector<Misbehaviour> marked;
-    std::ranges::copy_if(rows, std::back_inserter(marked), &Misbehaviour::alsoOverTLS);
-    return marked;
-}
-
-void runMisbehaviour(const Misbehaviour& row, bool tls) {
-    for (const qint64 lanes : row.lanes) {
-        SCOPED_TRACE(::testing::Message() << lanes << " lanes");
-        runOnce(row, tls, lanes);
+void runMisbehaviour(const Misbehaviour& row) {
+    for (const bool tls : row.alsoOverTLS ? std::vector{false, true} : std::vector{false}) {
+        for (const qint64 lanes : row.lanes) {
+            SCOPED_TRACE(::testing::Message() << lanes << (tls ? " lanes over TLS" : " lanes"));
+            runOnce(row, tls, lanes);
+        }
     }
 }
 

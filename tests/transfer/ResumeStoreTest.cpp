@@ -57,7 +57,9 @@ TEST(ResumeStoreTest, ReadsValidRecordsOnly) {
     const std::tuple<QByteArray, QByteArray, bool> changes[] = {
         {R"("current":1)", R"("current":1.0)", true},
         {R"("version":2)", R"("version":2,"etag":"e")", true},
+        {R"("version":2)", R"("version":3, "more":null)", true},
         {R"("version":2)", R"("version":2,"etag":5)", false},
+        {R"("version":2)", R"("version":2,"lastModified":[])", false},
         {R"("version":2)", R"("version":"2")", false},
         {R"(,"version":2)", "", false},
         {R"("url":"u")", R"("url":["u"])", false},
