@@ -140,7 +140,7 @@ TEST(TorrentDownloader, PassesOnEveryFigureOfALineAndForgetsThoseOfThePeers) {
 
 TEST(TorrentDownloader, HandsTheHelperItsArguments) {
     const QByteArray script =
-        R"(printf '%s\n' "$@" > "${0%helper}words"; cp "$5" "${0%helper}copy" 2>/dev/null; exit 0)";
+        R"(cd "${0%helper}"; printf '%s\n' "$@" > words; rm -f copy; cp "$5" copy 2>/dev/null; exit 0)";
     const Scripted helper(script);
     ScriptedServer server([](ServerExchange& exchange) {
         exchange.respond(exchange.request().path == "/there.torrent" ? 200 : 404, {}, "d4:info0:e");
@@ -176,6 +176,7 @@ TEST(TorrentDownloader, HandsTheHelperItsArguments) {
         QStringList expected = QStringList{u"-o"_s, helper.output()} + c.words;
         if (c.words.last() == u"*"_s) {
             EXPECT_EQ(helper.folder.read(u"copy"_s), "d4:info0:e");
+            EXPECT_EQ(helper.folder.mode(u"copy"_s), 0600U) << "it may hold a key";
             EXPECT_TRUE(words.last().startsWith(helper.folder.path(u"tmp/fetra-"_s)))
                 << words.last().toStdString();
             expected.last() = words.last();
