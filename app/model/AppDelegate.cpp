@@ -50,14 +50,22 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
     if (!model_)
         return TerminateReply::now;
     const qint64 activeCount = model_->manager().activeCount();
-    if (activeCount < 1 && model_->deleting().isEmpty())
-        return TerminateReply::now;
-    if (model_->isTerminating() || isAsking_)
-        return TerminateReply::later;
-    if (activeCount >= 1)
+    if (activeCount < 1 || model_->isTerminating())
+        return terminateUnasked();
+    if (!isAsking_)
         askWhetherToQuit(activeCount);
-    else
-        prepareForTermination();
+    return TerminateReply::later;
+}
+
+AppDelegate::TerminateReply AppDelegate::terminateUnasked() {
+    if (!model_)
+        return TerminateReply::now;
+    // Also when all has stopped: what has stopped is not stored as waiting before the wait is over.
+    if (model_->isTerminating())
+        return TerminateReply::later;
+    if (model_->manager().activeCount() < 1 && model_->deleting().isEmpty())
+        return TerminateReply::now;
+    prepareForTermination();
     return TerminateReply::later;
 }
 
@@ -72,9 +80,9 @@ void AppDelegate::askWhetherToQuit(qint64 activeCount) {
             if (!self)
                 return;
             self->isAsking_ = false;
-            if (button == 0 && self->model_)
+            if (button == 0 && self->model_ && !self->model_->isTerminating())
                 self->prepareForTermination();
-            else
+            else if (button != 0)
                 Q_EMIT self->terminationReplied(false);
         });
 }

@@ -18,7 +18,6 @@ class AppDelegate final : public QObject {
 public:
     enum class TerminateReply {
         now,
-        cancel,
         /// The answer comes with `terminationReplied`.
         later,
     };
@@ -35,6 +34,8 @@ public:
     void application(const QList<QUrl>& opened);
     /// Asks the user while downloads run.
     TerminateReply applicationShouldTerminate();
+    /// The same without asking, where nobody may be there to answer.
+    TerminateReply terminateUnasked();
     [[nodiscard]] bool applicationShouldTerminateAfterLastWindowClosed() const;
     /// The application goes, whether it was asked or not.
     void applicationWillTerminate();

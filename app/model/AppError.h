@@ -6,7 +6,6 @@ namespace fetra {
 
 /// What goes wrong in the application and crosses from one operation to another that shows it.
 struct AppError {
-    static constexpr const char* domain = "Fetra";
     enum class Code {
         /// The system's, or somebody's wish.
         other = 0,

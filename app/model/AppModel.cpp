@@ -255,9 +255,7 @@ void AppModel::resume(const Items& items) {
                 continue;
             if (!item->isActive())
                 limits.remove(item->id());
-            // The manager puts only what is paused or has failed into the queue.
-            if (isWaiting(*item))
-                item->setStatus(DownloadStatus::paused);
+            // What waits already is where it belongs.
             manager_.resume(item);
         }
         assign(torrentUploadLimits_, limits, Field::torrentUploadLimits);
@@ -268,15 +266,17 @@ void AppModel::resume(const Items& items) {
 void AppModel::toggle(const Items& items) {
     if (isTerminating_ || items.isEmpty())
         return;
-    const DownloadManager::Batch batch(manager_);
     Items resting;
-    for (const Item& item : items) {
-        if (deleting_.contains(item->id()))
-            continue;
-        if (item->isActive() || isWaiting(*item))
-            manager_.pause(item);
-        else if (isPausedOrFailed(*item))
-            resting.append(item);
+    {
+        const DownloadManager::Batch batch(manager_);
+        for (const Item& item : items) {
+            if (deleting_.contains(item->id()))
+                continue;
+            if (item->isActive() || isWaiting(*item))
+                manager_.pause(item);
+            else if (isPausedOrFailed(*item))
+                resting.append(item);
+        }
     }
     resume(resting);
 }

@@ -21,6 +21,7 @@
 #include <QSet>
 #include <QTimer>
 
+#include <atomic>
 #include <functional>
 #include <optional>
 
@@ -50,8 +51,8 @@ public:
     using Item = DownloadManager::Item;
     using Items = QList<Item>;
 
-    /// Web pages can make add links: neither long ones nor long lists are taken.
-    static constexpr qsizetype maxAddLinkLength = 1'048'576;
+    /// Web pages can make add links and magnet links: neither long ones nor long lists are taken.
+    static constexpr qsizetype maxAddLinkLength = 65'536;
     static constexpr qsizetype maxAddLinkCount = 1'000;
 
     /// All three outlive the model.
@@ -101,7 +102,8 @@ public:
     /// Stops all transfers so that each saves its resume data, waits until they and all removals have ended,
     /// and stores what was running as waiting. `done` is called later, with what went wrong if something did.
     void prepareForTermination(std::function<void(const std::optional<AppError>&)> done);
-    /// Ends all waiting at once, because the application goes without being asked.
+    /// Ends all waiting, because the application goes without being asked. Waits itself only for the file
+    /// that is being deleted.
     void interruptWaits();
 
     /// Opens the link grabber, with the links of the clipboard when no text is given.
@@ -159,8 +161,10 @@ private:
     [[nodiscard]] Items itemsWith(const QSet<QUuid>& ids) const;
 
     void wait(std::function<bool()> hasHappened, std::function<void(PatientWait::Outcome)> done);
-    void storeAsWaiting(const QSet<QUuid>& ids);
-    void deleteFiles(const RemovalRequest& request, const Items& items);
+    void setDeleting(const QSet<QUuid>& ids);
+    void deleteFiles(const RemovalRequest& request);
+    /// An outcome for each download whose turn came.
+    void filesDeleted(const RemovalRequest& request, const QHash<QUuid, std::optional<AppError>>& outcomes);
     [[nodiscard]] static std::optional<AppError> deleteUnshared(const DownloadFiles& files,
                                                                 DownloadFiles::Places& others);
     /// `gone` are those that leave the list.
@@ -189,6 +193,7 @@ private:
 
     QTimer ticks_;
     bool isStarted_ = false;
+    std::atomic<bool> isInterrupted_ = false;
     /// Large files take the file system a while. The queue ends before what it posts to.
     Mailbox deleted_{[](const Mailbox::Work& runAll) { runAll(); }};
     SerialQueue deletions_{"fetra.delete"};

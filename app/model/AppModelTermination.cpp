@@ -12,46 +12,38 @@ void AppModel::wait(std::function<bool()> hasHappened, std::function<void(Patien
 }
 
 void AppModel::interruptWaits() {
+    isInterrupted_ = true;
     for (PatientWait* wait : findChildren<PatientWait*>())
         wait->cancel();
+    // One file at most is still being deleted. What has gone must not be in the list of the next start.
+    deletions_.sync([] {});
+    deleted_.deliver();
 }
 
 // Quitting
 
 void AppModel::prepareForTermination(std::function<void(const std::optional<AppError>&)> done) {
     setTerminating(true);
-    QSet<QUuid> unfinished;
-    for (const Item& item : manager_.items())
-        if (item->isActive() || item->status() == DownloadStatus::queued)
-            unfinished.insert(item->id());
-    manager_.pauseAll();
+    manager_.suspend();
     wait([this] { return manager_.activeCount() == 0 && deleting_.isEmpty(); },
-         [this, unfinished, done = std::move(done)](PatientWait::Outcome outcome) {
+         [this, done = std::move(done)](PatientWait::Outcome outcome) {
              switch (outcome) {
              case PatientWait::Outcome::happened:
-                 storeAsWaiting(unfinished);
+                 // Moves nothing, but stores the list.
+                 manager_.move({}, 0);
                  done(std::nullopt);
                  break;
              case PatientWait::Outcome::timedOut:
+                 manager_.endSuspension();
                  done(AppError{AppError::Code::stillStopping,
                                tr("Downloads are still stopping. Fetra stayed open to protect their resume "
                                   "data. Try quitting again when they are paused.")});
                  break;
              case PatientWait::Outcome::cancelled:
-                 done(AppError{AppError::Code::other, tr("Quitting was interrupted.")});
+                 done(AppError{.description = tr("Quitting was interrupted.")});
                  break;
              }
          });
-}
-
-/// The next start goes on with them.
-void AppModel::storeAsWaiting(const QSet<QUuid>& ids) {
-    const DownloadManager::Batch batch(manager_);
-    for (const Item& item : itemsWith(ids))
-        if (item->status() == DownloadStatus::paused)
-            item->setStatus(DownloadStatus::queued);
-    // Moves nothing, but stores the list.
-    manager_.move({}, 0);
 }
 
 // Removing
@@ -62,22 +54,26 @@ void AppModel::requestRemoval(const QSet<QUuid>& ids, bool deleteFiles) {
     setRemoval(RemovalRequest{.ids = ids, .deleteFiles = deleteFiles});
 }
 
-void AppModel::performRemoval(const RemovalRequest& request) {
+void AppModel::performRemoval(const RemovalRequest& asked) {
+    RemovalRequest request = asked;
+    request.ids.subtract(deleting_);
+    if (request.ids.isEmpty())
+        return;
     const Items items = itemsWith(request.ids);
-    assign(deleting_, deleting_ | request.ids, Field::deleting);
+    setDeleting(deleting_ | request.ids);
     {
         const DownloadManager::Batch batch(manager_);
         for (const Item& item : items)
             manager_.pause(item);
     }
     wait([items] { return std::ranges::none_of(items, [](const Item& item) { return item->isActive(); }); },
-         [this, request, items](PatientWait::Outcome outcome) {
+         [this, request](PatientWait::Outcome outcome) {
              switch (outcome) {
              case PatientWait::Outcome::happened:
                  if (request.deleteFiles)
-                     deleteFiles(request, items);
+                     deleteFiles(request);
                  else
-                     endRemoval(request, items);
+                     endRemoval(request, itemsWith(request.ids));
                  return;
              case PatientWait::Outcome::timedOut:
                  setErrorMessage(tr("The selected downloads are still stopping. Try removing them again when "
@@ -91,33 +87,42 @@ void AppModel::performRemoval(const RemovalRequest& request) {
          });
 }
 
-void AppModel::deleteFiles(const RemovalRequest& request, const Items& items) {
-    std::vector<DownloadFiles> doomed;
-    for (const Item& item : items)
-        doomed.emplace_back(*item);
-    std::vector<DownloadFiles> others;
-    for (const Item& item : manager_.items())
-        if (!request.ids.contains(item->id()) && item->destination())
-            others.emplace_back(*item);
-    deletions_.async([this, request, items, doomed = std::move(doomed), others = std::move(others)] {
+void AppModel::deleteFiles(const RemovalRequest& request) {
+    // Values only: the downloads themselves stay on the main thread.
+    std::vector<std::pair<QUuid, DownloadFiles>> doomed;
+    QList<QUrl> others;
+    for (const Item& item : manager_.items()) {
+        if (request.ids.contains(item->id()))
+            doomed.emplace_back(item->id(), *item);
+        else if (item->destination())
+            others.append(*item->destination());
+    }
+    deletions_.async([this, request, doomed = std::move(doomed), others] {
         DownloadFiles::Places places;
-        for (const DownloadFiles& each : others)
+        for (const QUrl& each : others)
             places.insert(each);
-        std::vector<std::optional<AppError>> errors;
-        for (const DownloadFiles& each : doomed)
-            errors.push_back(deleteUnshared(each, places));
-        deleted_.post([this, request, items, errors = std::move(errors)] {
-            Items gone;
-            for (qsizetype index = 0; index < items.size(); ++index) {
-                if (const std::optional<AppError>& error = errors[static_cast<size_t>(index)])
-                    setErrorMessage(tr("Could not delete files for %1: %2")
-                                        .arg(items[index]->filename(), error->description));
-                else
-                    gone.append(items[index]);
-            }
-            endRemoval(request, gone);
-        });
+        QHash<QUuid, std::optional<AppError>> outcomes;
+        for (const auto& [id, files] : doomed)
+            if (!isInterrupted_)
+                outcomes.insert(id, deleteUnshared(files, places));
+        deleted_.post([this, request, outcomes] { filesDeleted(request, outcomes); });
     });
+}
+
+void AppModel::filesDeleted(const RemovalRequest& request,
+                            const QHash<QUuid, std::optional<AppError>>& outcomes) {
+    Items gone;
+    for (const Item& item : itemsWith(request.ids)) {
+        const auto outcome = outcomes.constFind(item->id());
+        if (outcome == outcomes.cend())
+            continue;
+        if (*outcome)
+            setErrorMessage(
+                tr("Could not delete files for %1: %2").arg(item->filename(), (*outcome)->description));
+        else
+            gone.append(item);
+    }
+    endRemoval(request, gone);
 }
 
 /// On the thread of the deletions.
@@ -132,12 +137,18 @@ std::optional<AppError> AppModel::deleteUnshared(const DownloadFiles& files, Dow
 }
 
 void AppModel::endRemoval(const RemovalRequest& request, const Items& gone) {
-    manager_.remove(gone, false);
     QSet<QUuid> selection = selection_;
     for (const Item& item : gone)
         selection.remove(item->id());
+    if (!gone.isEmpty())
+        manager_.remove(gone, false);
     setSelection(selection);
-    assign(deleting_, deleting_ - request.ids, Field::deleting);
+    setDeleting(deleting_ - request.ids);
+}
+
+void AppModel::setDeleting(const QSet<QUuid>& ids) {
+    manager_.setDeparting(ids);
+    assign(deleting_, ids, Field::deleting);
 }
 
 } // namespace fetra

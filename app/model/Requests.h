@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QObject>
+#include <QCoreApplication>
 #include <QSet>
 #include <QString>
 #include <QUuid>
@@ -17,6 +17,9 @@ struct LinkGrabberRequest {
 
 /// Asks the user whether downloads shall be removed.
 struct RemovalRequest {
+    Q_DECLARE_TR_FUNCTIONS(fetra::RemovalRequest)
+
+public:
     QUuid id = QUuid::createUuid();
     /// Of the downloads.
     QSet<QUuid> ids;

@@ -5,10 +5,13 @@
 #include "transfer/Reservation.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
+
+#include <sys/stat.h>
 
 namespace fetra {
 
@@ -36,28 +39,38 @@ DownloadFiles::DownloadFiles(const DownloadItem& item)
     : destination_(item.destination())
     , directory_(item.directory())
     , isTorrent_(item.isTorrent())
-    , isComplete_(item.status() == DownloadStatus::completed) {}
+    , identity_(item.status() == DownloadStatus::completed && destination_ ? identityAt(*destination_)
+                                                                           : std::nullopt) {}
 
-bool DownloadFiles::discardPartial(const QUrl& destination) {
+std::optional<DownloadFiles::Identity> DownloadFiles::identityAt(const QUrl& file) {
+    struct stat status {};
+    if (::lstat(QFile::encodeName(file.toLocalFile()).constData(), &status) != 0)
+        return std::nullopt;
+    return Identity{status.st_dev, status.st_ino};
+}
+
+std::optional<QString> DownloadFiles::removePartial(const QUrl& destination) {
     const Reservation place(destination);
-    // A partial file that another transfer has taken since, and its record, are that one's.
-    if (!FileSink::discard(place.partPath))
-        return false;
-    ResumeStore::remove(place.sidecarPath);
-    return true;
+    switch (FileSink::discard(place.partPath)) {
+    case FileSink::Discarded::gone:
+        ResumeStore::remove(place.sidecarPath);
+        // Says why it could not.
+        return unlinked(place.sidecarPath);
+    case FileSink::Discarded::taken:
+        // Then the record beside it is that transfer's, too.
+        return u"Another transfer has taken the partial file."_s;
+    case FileSink::Discarded::failed:
+        break;
+    }
+    return PosixError::last().description();
 }
 
 std::optional<QString> DownloadFiles::remove() const {
-    if (!destination_)
-        return std::nullopt;
-    if (!isTorrent_ && !discardPartial(*destination_)) {
-        const QString part = Reservation::partPathOf(*destination_);
-        if (FileSink::isInUse(part))
-            return u"Another transfer has taken the partial file."_s;
-        if (const auto reason = unlinked(part))
+    if (destination_ && !isTorrent_)
+        if (const std::optional<QString> reason = removePartial(*destination_))
             return reason;
-    }
-    return isComplete_ ? removeDestination() : std::nullopt;
+    // What has gone, or made room for another file, is not ours to delete.
+    return identity_ && identityAt(*destination_) == identity_ ? removeDestination() : std::nullopt;
 }
 
 std::optional<QString> DownloadFiles::removeDestination() const {
@@ -75,22 +88,27 @@ QStringList DownloadFiles::owned() const {
     QStringList paths;
     if (destination_ && !isTorrent_)
         paths = {Reservation::partPathOf(*destination_), Reservation(*destination_).sidecarPath};
-    if (destination_ && isComplete_)
+    if (identity_)
         paths.append(destination_->toLocalFile());
     return paths;
 }
 
-void DownloadFiles::Places::insert(const DownloadFiles& files) {
-    if (!files.destination_)
-        return;
-    const Reservation place(*files.destination_);
-    for (const QString& path : {files.destination_->toLocalFile(), place.partPath, place.sidecarPath})
+void DownloadFiles::Places::insert(const QUrl& destination) {
+    const Reservation place(destination);
+    for (const QString& path : {destination.toLocalFile(), place.partPath, place.sidecarPath})
         paths_.insert(resolved(path));
 }
 
 bool DownloadFiles::Places::touches(const DownloadFiles& files) {
-    return std::ranges::any_of(files.owned(),
-                               [this](const QString& path) { return paths_.contains(resolved(path)); });
+    const QStringList owned = files.owned();
+    if (std::ranges::any_of(owned, [this](const QString& path) { return paths_.contains(resolved(path)); }))
+        return true;
+    // The folder of a torrent goes with all that is in it.
+    return files.isTorrent_ && std::ranges::any_of(owned, [this](const QString& path) {
+               return std::ranges::any_of(paths_, [folder = resolved(path) + u'/'](const QString& inserted) {
+                   return inserted.startsWith(folder);
+               });
+           });
 }
 
 QString DownloadFiles::Places::resolved(const QString& path) {

@@ -17,24 +17,20 @@ class DownloadFiles {
 public:
     explicit DownloadFiles(const DownloadItem& item);
 
-    /// Whether there is anything that deleting would look at.
-    [[nodiscard]] bool isEmpty() const { return !destination_; }
-
     /// Deletes what the download owns: its partial file and resume record, unless another transfer has taken
-    /// them, and the file or folder itself when it is complete. Answers why not, in the system's words; some
-    /// of the files may be gone then.
+    /// them, and the file or folder itself when it is complete and still the one that was there when this was
+    /// made. Answers why not, in the system's words; some of the files may be gone then.
     [[nodiscard]] std::optional<QString> remove() const;
 
-    /// Deletes the partial file and the resume record of an HTTP download; false when another transfer has
-    /// taken them or the system refuses.
-    static bool discardPartial(const QUrl& destination);
+    /// Deletes the partial file and the resume record of an HTTP download. Answers why not.
+    static std::optional<QString> removePartial(const QUrl& destination);
 
     /// Compares places of many downloads, by whatever links they are named.
     class Places {
     public:
-        /// All places that the download has, or has claimed for later.
-        void insert(const DownloadFiles& files);
-        /// Whether `remove` of `files` would touch a place that was inserted.
+        /// All places that a download of this destination has, or has claimed for later.
+        void insert(const QUrl& destination);
+        /// Whether `remove` of `files` would touch a place that was inserted, or a folder that holds one.
         [[nodiscard]] bool touches(const DownloadFiles& files);
 
     private:
@@ -45,6 +41,14 @@ public:
     };
 
 private:
+    /// What tells a file from another one that has taken its name.
+    struct Identity {
+        quint64 device = 0;
+        quint64 inode = 0;
+        bool operator==(const Identity&) const = default;
+    };
+
+    [[nodiscard]] static std::optional<Identity> identityAt(const QUrl& file);
     /// What `remove` deletes.
     [[nodiscard]] QStringList owned() const;
     [[nodiscard]] std::optional<QString> removeDestination() const;
@@ -52,7 +56,8 @@ private:
     std::optional<QUrl> destination_;
     QUrl directory_;
     bool isTorrent_;
-    bool isComplete_;
+    /// Of what is complete.
+    std::optional<Identity> identity_;
 };
 
 } // namespace fetra

@@ -132,7 +132,7 @@ QString DownloadManager::nameFor(const QUrl& url, const std::optional<QString>& 
     if (const std::optional<QString> wanted = HTTPProbe::usableName(hint.value_or(QString())))
         return *wanted;
     if (TorrentDownloader::isTorrentSource(url))
-        return TorrentDownloader::displayName(url);
+        return HTTPProbe::sanitize(TorrentDownloader::displayName(url));
     if (const std::optional<QString> name = HTTPProbe::filenameFromURL(url))
         return HTTPProbe::sanitize(*name);
     return url.host().isEmpty() ? u"download"_s : url.host();
@@ -199,6 +199,26 @@ void DownloadManager::resume(const Item& item) {
     item->setStatus(DownloadStatus::queued);
     item->setErrorMessage(std::nullopt);
     persist();
+    schedule();
+}
+
+void DownloadManager::suspend() {
+    suspended_.emplace();
+    for (const Item& item : QList(items_)) {
+        if (!item->isActive() && item->status() != DownloadStatus::queued)
+            continue;
+        suspended_->insert(item->id());
+        if (item->isActive())
+            cancelRunner(*item);
+    }
+}
+
+void DownloadManager::endSuspension() {
+    const Batch batch(*this);
+    const QSet<QUuid> stopped = std::exchange(suspended_, std::nullopt).value_or(QSet<QUuid>());
+    for (const Item& item : QList(items_))
+        if (stopped.contains(item->id()))
+            pause(item);
     schedule();
 }
 
@@ -271,9 +291,9 @@ void DownloadManager::setItems(const QList<Item>& items) {
 // Looking
 
 bool DownloadManager::hasUnfinished(const QUrl& url) const {
-    return std::ranges::any_of(items_, [stored = asStored(url)](const Item& each) {
+    return std::ranges::any_of(items_, [this, stored = asStored(url)](const Item& each) {
         return each->url() == stored && each->status() != DownloadStatus::completed &&
-               each->status() != DownloadStatus::failed;
+               each->status() != DownloadStatus::failed && !departing_.contains(each->id());
     });
 }
 

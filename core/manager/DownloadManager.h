@@ -67,8 +67,8 @@ public:
         std::optional<QUrl> defaultDirectory{};
         /// The inbox folders to watch. Those of `inboxURLs()` for the application, none for a command line.
         QList<QUrl> inboxes{};
-        /// Nothing starts and nothing is saved before `release`, so that the list and the settings can be
-        /// brought to what they are to be.
+        /// One batch until `release`, so that the list and the settings can be brought to what they are to
+        /// be before anything starts or is saved.
         bool held = false;
     };
 
@@ -146,11 +146,19 @@ public:
     void clearCompleted();
     /// Takes in what lies in the inboxes now.
     void ingestInbox();
+
+    /// Stops everything because the application is about to end: each transfer saves its resume data, what
+    /// ran goes back to the queue, and nothing starts any more.
+    void suspend();
+    /// The application stays: what `suspend` has stopped is paused, and the rest goes on.
+    void endSuspension();
+    /// Downloads that somebody is about to remove: their addresses may be captured again.
+    void setDeparting(const QSet<QUuid>& ids) { departing_ = ids; }
     /// Moves the items at the given indices, in their order, before the one at `toOffset`.
     void move(const QSet<qsizetype>& fromOffsets, qsizetype toOffset);
 
     [[nodiscard]] Item item(const QUuid& id) const;
-    /// Whether an item of exactly this address has neither completed nor failed.
+    /// Whether an item of exactly this address has neither completed nor failed, and is not about to go.
     [[nodiscard]] bool hasUnfinished(const QUrl& url) const;
     [[nodiscard]] qint64 activeCount() const;
     /// Sums over the active items.
@@ -226,6 +234,9 @@ private:
     Runs<TorrentRunner> torrentRunners_;
     /// Cancelled by the manager, and not at their end yet.
     QSet<QUuid> pausing_;
+    /// What `suspend` has found unfinished; absent while nothing is suspended.
+    std::optional<QSet<QUuid>> suspended_;
+    QSet<QUuid> departing_;
     /// Removed with their files while their transfers ran; where the files are, once that is known.
     std::map<QUuid, std::optional<QUrl>> deletions_;
 

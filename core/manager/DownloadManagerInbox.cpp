@@ -80,14 +80,21 @@ void DownloadManager::watchInboxes() {
 
 void DownloadManager::ingestInbox() {
     Q_ASSERT(MainThread::isCurrent());
-    for (const QUrl& inbox : inboxes_) {
-        for (const QString& path : jobFiles(inbox.toLocalFile())) {
-            const std::optional<QByteArray> content = AtomicFile::read(path, CaptureJob::maxFileBytes);
-            if (const std::optional<CaptureJob> job = CaptureJob::parse(content.value_or(QByteArray())))
-                ingest(*job);
-            QFile::remove(path);
+    QStringList taken;
+    {
+        const Batch batch(*this);
+        for (const QUrl& inbox : inboxes_) {
+            for (const QString& path : jobFiles(inbox.toLocalFile())) {
+                const std::optional<QByteArray> content = AtomicFile::read(path, CaptureJob::maxFileBytes);
+                if (const std::optional<CaptureJob> job = CaptureJob::parse(content.value_or(QByteArray())))
+                    ingest(*job);
+                taken.append(path);
+            }
         }
     }
+    // Only now are the downloads in the list on disk.
+    for (const QString& path : taken)
+        QFile::remove(path);
 }
 
 void DownloadManager::ingest(const CaptureJob& job) {

@@ -53,7 +53,7 @@ void rest(DownloadItem& item) {
 } // namespace
 
 void DownloadManager::schedule() {
-    if (loading_ || isEnding_)
+    if (loading_ || isEnding_ || suspended_)
         return;
     if (batches_ > 0) {
         scheduleWanted_ = true;
@@ -193,7 +193,7 @@ bool DownloadManager::didEnd(const QUuid& id) {
     runners_.erase(id);
     torrentRunners_.erase(id);
     if (const auto deletion = deletions_.extract(id); deletion && deletion.mapped())
-        DownloadFiles::discardPartial(*deletion.mapped());
+        DownloadFiles::removePartial(*deletion.mapped());
     return pausing_.remove(id);
 }
 
@@ -224,7 +224,8 @@ void DownloadManager::didFail(const QUuid& id, const Failure& failure) {
     if (const Item item = this->item(id)) {
         rest(*item);
         if (wasCancelledHere || failure.isCancellation) {
-            item->setStatus(DownloadStatus::paused);
+            const bool goesOnNextTime = suspended_ && suspended_->contains(id);
+            item->setStatus(goesOnNextTime ? DownloadStatus::queued : DownloadStatus::paused);
         } else {
             item->setStatus(DownloadStatus::failed);
             item->setErrorMessage(failure.message);

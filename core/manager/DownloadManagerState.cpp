@@ -46,10 +46,10 @@ void DownloadManager::endBatch() {
         return;
     if (std::exchange(itemsChanged_, false))
         Q_EMIT changed(Field::items);
-    if (std::exchange(scheduleWanted_, false))
-        schedule();
     if (std::exchange(saveWanted_, false))
         persist();
+    if (std::exchange(scheduleWanted_, false))
+        schedule();
 }
 
 void DownloadManager::persist() {

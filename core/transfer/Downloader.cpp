@@ -140,7 +140,8 @@ SegmentedOutcome Downloader::transfer(const SegmentedConfig& config, Reservation
     ResumeStore::remove(reservation.sidecarPath);
     try {
         reservation.sink.reset();
-        reservation.sink = std::make_unique<FileSink>(reservation.partPath, config.total, false);
+        reservation.sink =
+            std::make_unique<FileSink>(reservation.partPath, config.total, FileSink::Existing::welcome);
     } catch (const PosixError& error) {
         throw DownloadError::io(error.description());
     }

@@ -134,13 +134,21 @@ Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) cons
     }
     requireSpace(place, info);
     bool fresh = !place.resumeSegments;
-    if (fresh && FileSink::discard(place.partPath))
+    if (fresh && FileSink::discard(place.partPath) == FileSink::Discarded::gone)
         ResumeStore::remove(place.sidecarPath);
     for (int attempt = 0; attempt < maxNames; ++attempt) {
         try {
-            place.sink = std::make_unique<FileSink>(place.partPath, info.totalSize, fresh);
+            place.sink = std::make_unique<FileSink>(place.partPath, info.totalSize,
+                                                    fresh ? FileSink::Existing::refused
+                                                          : FileSink::Existing::required);
             return place;
         } catch (const PosixError& error) {
+            if (!fresh && error.code() == ENOENT) {
+                // Deleted since the record was read. An empty file in its place would count as received.
+                place.resumeSegments.reset();
+                fresh = true;
+                continue;
+            }
             // Creating the partial file is what claims a name. Somebody else was quicker.
             const bool taken = (fresh && error.code() == EEXIST) || error.code() == EBUSY;
             if (!taken)

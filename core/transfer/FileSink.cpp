@@ -72,10 +72,12 @@ private:
     bool isInside_ = false;
 };
 
-FileSink::FileSink(const QString& path, std::optional<qint64> preallocate, bool exclusive)
+FileSink::FileSink(const QString& path, std::optional<qint64> preallocate, Existing existing)
     : path_(path) {
+    const bool isNew = existing == Existing::refused;
     // Non-blocking for the sake of pipes; regular files know no such thing.
-    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | (exclusive ? O_EXCL : 0);
+    const int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | (existing == Existing::required ? 0 : O_CREAT) |
+                      (isNew ? O_EXCL : 0);
     PosixFile::Descriptor file = PosixFile::open(path, flags, 0644);
     struct stat status {};
     if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
@@ -84,7 +86,7 @@ FileSink::FileSink(const QString& path, std::optional<qint64> preallocate, bool 
         throw PosixError(EINVAL);
     // A file that was replaced between opening and locking belongs to somebody else now.
     if (!lock(file.number()) || !isAt(path, status))
-        throw PosixError(exclusive ? EEXIST : EBUSY);
+        throw PosixError(isNew ? EEXIST : EBUSY);
     if (preallocate && *preallocate >= 1 && ::ftruncate(file.number(), *preallocate) != 0)
         throw PosixError::last();
     // Both numbers share the lock, which lasts until the last of them is closed.
@@ -129,18 +131,23 @@ void FileSink::close() {
         ::close(fd_);
 }
 
-bool FileSink::discard(const QString& path) {
+FileSink::Discarded FileSink::discard(const QString& path) {
+    const auto unlinked = [&path] { return PosixFile::unlink(path) ? Discarded::gone : Discarded::failed; };
     const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NONBLOCK | O_NOFOLLOW);
     if (!file.isOpen()) {
         // Nothing to delete; what appears there from now on is somebody else's. Links and pipes are no
         // sink's. Otherwise nobody knows whose it is.
-        const bool isNoFile = errno == ELOOP || errno == ENXIO;
-        return errno == ENOENT || (isNoFile && PosixFile::unlink(path));
+        if (errno == ENOENT)
+            return Discarded::gone;
+        return errno == ELOOP || errno == ENXIO ? unlinked() : Discarded::failed;
     }
-    // Under the lock: a sink that opens the file meanwhile sees that it has lost it.
     struct stat status {};
-    return lock(file.number()) && ::fstat(file.number(), &status) == 0 && isAt(path, status) &&
-           PosixFile::unlink(path);
+    if (::fstat(file.number(), &status) != 0)
+        return Discarded::failed;
+    // Under the lock: a sink that opens the file meanwhile sees that it has lost it.
+    if (!lock(file.number()) || !isAt(path, status))
+        return Discarded::taken;
+    return unlinked();
 }
 
 bool FileSink::isInUse(const QString& path) {

@@ -20,10 +20,13 @@ namespace fetra {
 /// work in progress until it has been checked and moved, also for other processes, and a crash ends it.
 class FileSink {
 public:
-    /// Opens `path` for writing, creates it with mode 0644 where it is missing, and never truncates it. With
-    /// `exclusive` an existing file is the error EEXIST. `preallocate`, when at least 1, becomes the file's
-    /// length. Throws `PosixError`; EEXIST (`exclusive`) or EBUSY when another sink has the file.
-    FileSink(const QString& path, std::optional<qint64> preallocate, bool exclusive);
+    /// What a file at the path means to who opens it.
+    enum class Existing { refused, required, welcome };
+
+    /// Opens `path` for writing, creates it with mode 0644 where it is missing unless it is required, and
+    /// never truncates it. `preallocate`, when at least 1, becomes the file's length. Throws `PosixError`;
+    /// EEXIST (refused) or EBUSY when another sink has the file.
+    FileSink(const QString& path, std::optional<qint64> preallocate, Existing existing);
     ~FileSink();
     FileSink(const FileSink&) = delete;
     FileSink& operator=(const FileSink&) = delete;
@@ -47,8 +50,14 @@ public:
     /// Whether some sink, in this process or another, has the file at `path`.
     [[nodiscard]] static bool isInUse(const QString& path);
 
-    /// Deletes the file at `path`, if there is one, unless some sink has it: then it answers false.
-    [[nodiscard]] static bool discard(const QString& path);
+    enum class Discarded {
+        gone,   ///< or never there
+        taken,  ///< left alone, because some sink has it
+        failed, ///< left alone, and `errno` says why
+    };
+
+    /// Deletes the file at `path`, unless some sink has it.
+    [[nodiscard]] static Discarded discard(const QString& path);
 
 private:
     class Visit;

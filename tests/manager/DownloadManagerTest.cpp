@@ -124,7 +124,7 @@ TEST_F(DownloadManagerTest, PausesAndResumesAllWithOneSave) {
     EXPECT_EQ(runners.transfers.size(), 1U) << "no queued one was started in its place";
     manager().resumeAll();
     EXPECT_EQ(list(), u"Abc"_s);
-    EXPECT_EQ(savedStatuses(), u"probing queued queued"_s);
+    EXPECT_EQ(savedStatuses(), u"queued queued queued"_s);
 }
 
 TEST_F(DownloadManagerTest, MovesItems) {
@@ -172,7 +172,7 @@ TEST_F(DownloadManagerTest, ARemovedTransferKeepsItsNameUntilItHasEnded) {
         const Item item = add(u"f"_s);
         test::ScriptedTransfer& transfer = *runners.transfers.back();
         transfer.staysDeaf = true;
-        auto sink = std::make_unique<FileSink>(folder.path(u"f.part"_s), 10, true);
+        auto sink = std::make_unique<FileSink>(folder.path(u"f.part"_s), 10, FileSink::Existing::refused);
         transfer.report(file(u"f"_s), 10);
         ASSERT_TRUE(!startIsKnown || becomes(item, DownloadStatus::downloading));
         manager().remove(item, true);

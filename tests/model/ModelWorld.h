@@ -17,6 +17,7 @@ protected:
         model_ = std::make_unique<AppModel>(start(), fake.desktop(), clock);
         return *model_;
     }
+    void stopModel() { model_.reset(); }
     AppModel& model() { return *model_; }
 
     Item addAt(const QString& address, DownloadStatus status = DownloadStatus::paused) {

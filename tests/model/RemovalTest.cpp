@@ -79,7 +79,7 @@ TEST_F(RemovalTest, StopsARunningDownloadFirstAndLeavesItToNobodyElse) {
     addAll(u"ab"_s);
     const Item running = item(0);
     remove({running, item(1)}, false);
-    EXPECT_TRUE(runUntil([&] { return transfer(0).isCancelled(); }));
+    EXPECT_TRUE(transfer(0).isCancelled());
     model().requestRemoval({running->id()}, true);
     EXPECT_FALSE(model().removal());
     model().resume({running});
@@ -145,6 +145,16 @@ TEST_F(RemovalTest, NeverDeletesWhatAnotherDownloadOfTheListUses) {
     }
 }
 
+TEST_F(RemovalTest, LeavesAFileThatHasTakenTheNameMeanwhile) {
+    const Item item = addComplete(u"f"_s);
+    const DownloadFiles files(*item);
+    folder.write(u"g"_s, "another");
+    ASSERT_EQ(::rename(folder.path(u"g"_s).toUtf8().constData(), folder.path(u"f"_s).toUtf8().constData()),
+              0);
+    EXPECT_EQ(files.remove(), std::nullopt);
+    EXPECT_EQ(folder.read(u"f"_s), "another");
+}
+
 TEST_F(RemovalTest, SaysWhyAFileCouldNotBeDeletedAndKeepsItsDownload) {
     const Item item = addComplete(u"f"_s);
     ASSERT_TRUE(QFile::remove(folder.path(u"f"_s)));
@@ -164,7 +174,16 @@ TEST_F(RemovalTest, DeletesTheFolderOfACompleteTorrentButNeverTheFolderItWasPutI
         item->setDestination(destination);
         return item;
     };
-    remove({torrent(file(u"Album"_s))}, true);
+    const Item inside = addAt(u"http://host.example/x"_s);
+    inside->setDestination(file(u"Album/x"_s));
+    const Item album = torrent(file(u"Album"_s));
+    remove({album}, true);
+    ASSERT_TRUE(ends());
+    EXPECT_TRUE(error().contains(u"Another download uses these files."_s)) << error().toStdString();
+    EXPECT_EQ(files(), u"Album keep.txt"_s);
+    manager().remove(inside, false);
+    model().setErrorMessage(std::nullopt);
+    remove({album}, true);
     ASSERT_TRUE(ends());
     EXPECT_EQ(files(), u"keep.txt"_s);
     EXPECT_EQ(error(), QString());

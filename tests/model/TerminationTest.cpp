@@ -73,10 +73,27 @@ TEST_F(TerminationTest, StoresWhatRanOrWaitedAsWaitingAndWhatWasPausedAsPaused) 
     EXPECT_EQ(replies(), u"quit"_s);
     EXPECT_EQ(savedStatuses(), u"queued queued paused"_s);
     EXPECT_EQ(manager().activeCount(), 0);
+    EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later) << "nobody leaves before the answer";
+    add(u"captured"_s);
+    EXPECT_EQ(list(), u"abccaptured"_s) << "nothing starts any more";
+    EXPECT_EQ(savedStatuses(), u"queued queued paused queued"_s);
+}
+
+TEST_F(TerminationTest, AnEndThatDoesNotWaitStillGoesOnAtTheNextStart) {
+    manager().setMaxConcurrentDownloads(1);
+    addAll(u"ab"_s);
+    EXPECT_EQ(delegate.terminateUnasked(), Reply::later);
+    EXPECT_TRUE(fake.alerts.shown.empty());
+    delegate.applicationWillTerminate();
+    delegate.setModel(nullptr);
+    stopModel();
+    stop();
+    EXPECT_EQ(savedStatuses(), u"queued queued"_s);
 }
 
 TEST_F(TerminationTest, StaysOpenWhenDownloadsDoNotStopInAMinute) {
-    addAll(u"a"_s);
+    manager().setMaxConcurrentDownloads(1);
+    addAll(u"ab"_s);
     ASSERT_TRUE(runUntil([&] { return transfer(0).onProgress != nullptr; }));
     transfer(0).staysDeaf = true;
     delegate.applicationShouldTerminate();
@@ -92,6 +109,9 @@ TEST_F(TerminationTest, StaysOpenWhenDownloadsDoNotStopInAMinute) {
     EXPECT_FALSE(model().isTerminating());
     transfer(0).fail(DownloadError::cancelled());
     ASSERT_TRUE(runUntil([&] { return item(0)->status() == DownloadStatus::paused; }));
+    EXPECT_EQ(item(1)->status(), DownloadStatus::paused);
+    model().resume({item(1)});
+    EXPECT_TRUE(item(1)->isActive()) << "the application goes on";
 }
 
 TEST_F(TerminationTest, WaitsWithoutAskingForARemovalThatIsUnderWay) {

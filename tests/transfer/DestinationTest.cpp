@@ -72,7 +72,7 @@ TEST(DestinationTest, LeavesAPartialFileToTheTransferThatHasIt) {
     const TempFolder folder;
     const RemoteInfo info{.suggestedFilename = u"a.zip"_s};
     folder.write(u"a.zip.fetra"_s, "x");
-    auto sink = std::make_unique<FileSink>(folder.path(u"a.zip.part"_s), 10, false);
+    auto sink = std::make_unique<FileSink>(folder.path(u"a.zip.part"_s), 10, FileSink::Existing::welcome);
     EXPECT_EQ(Downloader::resolveDestination(fileURL(folder.path() + u'/'), info),
               fileURL(folder.path(u"a (1).zip"_s)));
     sink.reset();

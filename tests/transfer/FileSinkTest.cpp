@@ -24,10 +24,11 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::SystemFaults;
 using test::TempFolder;
+using Existing = FileSink::Existing;
 
 /// The code that opening throws, 0 when it does not.
-int openError(const QString& path, std::optional<qint64> preallocate, bool exclusive) {
-    return test::posixCode([&] { const FileSink sink(path, preallocate, exclusive); });
+int openError(const QString& path, std::optional<qint64> preallocate, Existing existing) {
+    return test::posixCode([&] { const FileSink sink(path, preallocate, existing); });
 }
 
 int writeError(FileSink& sink, const std::string& data, qint64 offset) {
@@ -36,22 +37,24 @@ int writeError(FileSink& sink, const std::string& data, qint64 offset) {
 
 TEST(FileSinkTest, OpensWithoutTruncatingAndGivesTheFileItsSize) {
     using Content = std::optional<QByteArray>;
-    // What is there, the size asked for, exclusive, the error, and what is there then.
-    const std::tuple<const char*, Content, std::optional<qint64>, bool, int, Content> cases[] = {
-        {"made empty", std::nullopt, std::nullopt, true, 0, ""},
-        {"made empty for size 0", std::nullopt, 0, true, 0, ""},
-        {"made with zeros", std::nullopt, 3, true, 0, QByteArray(3, '\0')},
-        {"kept as it is", "abc", std::nullopt, false, 0, "abc"},
-        {"kept at its size", "abc", 3, false, 0, "abc"},
-        {"extended", "abc", 5, false, 0, QByteArray("abc\0\0", 5)},
-        {"not shared when exclusive", "abc", 5, true, EEXIST, "abc"},
+    // What is there, the size asked for, what is made of it, the error, and what is there then.
+    const std::tuple<const char*, Content, std::optional<qint64>, Existing, int, Content> cases[] = {
+        {"made empty", std::nullopt, std::nullopt, Existing::refused, 0, ""},
+        {"made empty for size 0", std::nullopt, 0, Existing::refused, 0, ""},
+        {"made with zeros", std::nullopt, 3, Existing::refused, 0, QByteArray(3, '\0')},
+        {"kept as it is", "abc", std::nullopt, Existing::welcome, 0, "abc"},
+        {"kept at its size", "abc", 3, Existing::welcome, 0, "abc"},
+        {"nowhere to go on", std::nullopt, 3, Existing::required, ENOENT, std::nullopt},
+        {"continued", "abc", 5, Existing::required, 0, QByteArray("abc\0\0", 5)},
+        {"extended", "abc", 5, Existing::welcome, 0, QByteArray("abc\0\0", 5)},
+        {"not taken from anybody", "abc", 5, Existing::refused, EEXIST, "abc"},
     };
-    for (const auto& [name, before, preallocate, exclusive, error, after] : cases) {
+    for (const auto& [name, before, preallocate, existing, error, after] : cases) {
         SCOPED_TRACE(name);
         const TempFolder folder;
         if (before)
             folder.write(u"f"_s, *before);
-        EXPECT_EQ(openError(folder.path(u"f"_s), preallocate, exclusive), error);
+        EXPECT_EQ(openError(folder.path(u"f"_s), preallocate, existing), error);
         EXPECT_EQ(folder.tryRead(u"f"_s), after);
     }
 }
@@ -63,11 +66,11 @@ TEST(FileSinkTest, RefusesWhatIsNoRegularFileOfItsOwn) {
     const QString pipe = folder.path(u"pipe"_s);
     ASSERT_TRUE(QFile::link(file, link));
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    EXPECT_EQ(openError(link, 10, false), ELOOP);
-    EXPECT_EQ(openError(pipe, 10, false), ENXIO);
-    EXPECT_EQ(openError(folder.path(), 10, false), EISDIR);
-    EXPECT_EQ(openError(u"/dev/null"_s, 10, false), EINVAL);
-    EXPECT_EQ(openError(folder.path(u"none/file"_s), 10, true), ENOENT);
+    EXPECT_EQ(openError(link, 10, Existing::welcome), ELOOP);
+    EXPECT_EQ(openError(pipe, 10, Existing::welcome), ENXIO);
+    EXPECT_EQ(openError(folder.path(), 10, Existing::welcome), EISDIR);
+    EXPECT_EQ(openError(u"/dev/null"_s, 10, Existing::welcome), EINVAL);
+    EXPECT_EQ(openError(folder.path(u"none/file"_s), 10, Existing::refused), ENOENT);
     EXPECT_EQ(folder.read(u"file"_s), "abc");
 }
 
@@ -78,7 +81,7 @@ TEST(FileSinkTest, ASizeThatTheSystemRefusesIsAnErrorAndFreesTheFile) {
     const auto previous = std::signal(SIGXFSZ, SIG_IGN);
     const rlimit small{.rlim_cur = 1024, .rlim_max = before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const int error = openError(folder.path(u"f"_s), 1025, true);
+    const int error = openError(folder.path(u"f"_s), 1025, Existing::refused);
     ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
     std::signal(SIGXFSZ, previous);
     EXPECT_EQ(error, EFBIG);
@@ -87,7 +90,7 @@ TEST(FileSinkTest, ASizeThatTheSystemRefusesIsAnErrorAndFreesTheFile) {
 
 TEST(FileSinkTest, WritesEveryByteWhereItBelongs) {
     const TempFolder folder;
-    FileSink sink(folder.path(u"f"_s), 10, true);
+    FileSink sink(folder.path(u"f"_s), 10, Existing::refused);
     SystemFaults faults;
     faults.limitWrites(2);
     faults.failWrite({EINTR, 0, EINTR, EINTR});
@@ -113,7 +116,7 @@ TEST(FileSinkTest, AFailedSyncIsNeverForgotten) {
     for (const auto& [name, syncs, full, expected] : cases) {
         SCOPED_TRACE(name);
         const TempFolder folder;
-        FileSink sink(folder.path(u"f"_s), 10, true);
+        FileSink sink(folder.path(u"f"_s), 10, Existing::refused);
         SystemFaults faults;
         faults.failSync(syncs);
         std::vector<bool> results;
@@ -125,7 +128,7 @@ TEST(FileSinkTest, AFailedSyncIsNeverForgotten) {
 
 TEST(FileSinkTest, AClosedSinkDropsWritesAndHasNothingToFlush) {
     const TempFolder folder;
-    FileSink sink(folder.path(u"f"_s), 3, true);
+    FileSink sink(folder.path(u"f"_s), 3, Existing::refused);
     EXPECT_FALSE(sink.isClosed());
     sink.close();
     sink.close();
@@ -139,7 +142,7 @@ TEST(FileSinkTest, LateWritesNeverReachTheNextFileWithTheSameDescriptor) {
     const TempFolder folder;
     const std::string chunk(4096, 'x');
     for (int round = 0; round < 100; ++round) {
-        FileSink sink(folder.path(QString::number(round)), std::nullopt, true);
+        FileSink sink(folder.path(QString::number(round)), std::nullopt, Existing::refused);
         std::vector<std::jthread> writers;
         for (int thread = 0; thread < 3; ++thread)
             writers.emplace_back([&, thread] {
@@ -148,7 +151,7 @@ TEST(FileSinkTest, LateWritesNeverReachTheNextFileWithTheSameDescriptor) {
             });
         std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
         sink.close();
-        FileSink next(folder.path(u"next"_s), std::nullopt, false);
+        FileSink next(folder.path(u"next"_s), std::nullopt, Existing::welcome);
         writers.clear();
         next.close();
         ASSERT_EQ(folder.read(u"next"_s).size(), 0);
@@ -160,18 +163,18 @@ TEST(FileSinkTest, ASinkOwnsItsFileForAsLongAsItLives) {
     const QString path = folder.path(u"f"_s);
     EXPECT_FALSE(FileSink::isInUse(path));
     {
-        FileSink sink(path, 10, true);
+        FileSink sink(path, 10, Existing::refused);
         EXPECT_TRUE(FileSink::isInUse(path));
-        EXPECT_EQ(openError(path, 10, false), EBUSY);
-        EXPECT_EQ(openError(path, 10, true), EEXIST);
-        EXPECT_FALSE(FileSink::discard(path));
+        EXPECT_EQ(openError(path, 10, Existing::welcome), EBUSY);
+        EXPECT_EQ(openError(path, 10, Existing::refused), EEXIST);
+        EXPECT_EQ(FileSink::discard(path), FileSink::Discarded::taken);
         sink.close();
         EXPECT_TRUE(FileSink::isInUse(path)) << "it has yet to be checked and moved";
-        EXPECT_FALSE(FileSink::discard(path));
+        EXPECT_EQ(FileSink::discard(path), FileSink::Discarded::taken);
     }
     EXPECT_FALSE(FileSink::isInUse(path));
-    EXPECT_EQ(openError(path, 10, false), 0);
-    EXPECT_TRUE(FileSink::discard(path));
+    EXPECT_EQ(openError(path, 10, Existing::welcome), 0);
+    EXPECT_EQ(FileSink::discard(path), FileSink::Discarded::gone);
     EXPECT_FALSE(QFile::exists(path));
 }
 
@@ -182,7 +185,7 @@ TEST(FileSinkTest, OwnershipHoldsAcrossProcessesAndEndsWithACrash) {
     ASSERT_EQ(::pipe(ready), 0);
     const pid_t child = ::fork();
     if (child == 0) {
-        const FileSink sink(path, 10, false);
+        const FileSink sink(path, 10, Existing::welcome);
         if (::write(ready[1], "x", 1) == 1)
             ::pause();
         ::_exit(1);
@@ -190,11 +193,11 @@ TEST(FileSinkTest, OwnershipHoldsAcrossProcessesAndEndsWithACrash) {
     char byte = 0;
     ASSERT_EQ(::read(ready[0], &byte, 1), 1);
     EXPECT_TRUE(FileSink::isInUse(path));
-    EXPECT_EQ(openError(path, 10, false), EBUSY);
+    EXPECT_EQ(openError(path, 10, Existing::welcome), EBUSY);
     ::kill(child, SIGKILL);
     ASSERT_EQ(::waitpid(child, nullptr, 0), child);
     EXPECT_FALSE(FileSink::isInUse(path));
-    EXPECT_EQ(openError(path, 10, false), 0);
+    EXPECT_EQ(openError(path, 10, Existing::welcome), 0);
     ::close(ready[0]);
     ::close(ready[1]);
 }
@@ -209,7 +212,7 @@ TEST(FileSinkTest, AskingWhetherAFileIsInUseDisturbsNobody) {
         }
     });
     for (int round = 0; round < 1000; ++round)
-        ASSERT_EQ(openError(path, std::nullopt, false), 0);
+        ASSERT_EQ(openError(path, std::nullopt, Existing::welcome), 0);
 }
 
 } // namespace
