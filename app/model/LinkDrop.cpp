@@ -5,10 +5,11 @@
 
 #include <QCoreApplication>
 #include <QMimeData>
+#include <QSet>
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <optional>
+#include <variant>
 
 namespace fetra::LinkDrop {
 
@@ -28,7 +29,7 @@ Type preferredType(const Item& item) {
 }
 
 /// What the item says, or why that cannot be read.
-std::variant<QString, AppError> textOf(const QVariant& value) {
+std::variant<QString, AppError> textOf(const QVariant& value, qsizetype longest) {
     QString text;
     bool isReadable = true;
     switch (value.typeId()) {
@@ -47,7 +48,7 @@ std::variant<QString, AppError> textOf(const QVariant& value) {
     default:
         isReadable = false;
     }
-    if (isReadable && text.size() <= maxTextLength)
+    if (isReadable && text.size() <= longest)
         return text;
     return AppError{AppError::Code::droppedContentUnreadable,
                     translated(QT_TRANSLATE_NOOP(
@@ -56,10 +57,12 @@ std::variant<QString, AppError> textOf(const QVariant& value) {
 
 void deliver(const QList<Item>& items, const Actions& actions) {
     QList<QUrl> files;
+    QSet<QUrl> known;
     QStringList texts;
+    qsizetype room = maxTextLength;
     for (const Item& item : items) {
         const Type type = preferredType(item);
-        const std::variant<QString, AppError> read = textOf(item.value(type));
+        const std::variant<QString, AppError> read = textOf(item.value(type), room);
         if (const AppError* error = std::get_if<AppError>(&read)) {
             actions.onError(error->description);
             continue;
@@ -70,12 +73,15 @@ void deliver(const QList<Item>& items, const Actions& actions) {
             if (!TorrentDownloader::isTorrentSource(url))
                 actions.onError(translated(
                     QT_TRANSLATE_NOOP("LinkDrop", "Only .torrent files can be opened as local downloads.")));
-            else if (!files.contains(url))
+            else if (!known.contains(url)) {
+                known.insert(url);
                 files.append(url);
+            }
         } else if (type == Type::fileURL) {
             actions.onError(
                 translated(QT_TRANSLATE_NOOP("LinkDrop", "The dropped file URL could not be read.")));
         } else {
+            room -= text.size();
             texts.append(text);
         }
     }

@@ -8,7 +8,6 @@
 #include <QVariant>
 
 #include <functional>
-#include <variant>
 
 class QMimeData;
 
@@ -22,7 +21,7 @@ namespace LinkDrop {
 enum class Type { fileURL, url, plainText };
 inline constexpr Type types[] = {Type::fileURL, Type::url, Type::plainText};
 
-/// Longer text is not read.
+/// Of all the text of one drop; what goes beyond is not read.
 inline constexpr qsizetype maxTextLength = 1'048'576;
 
 /// One thing dropped, in each form in which its source offers it: an address, text, or bytes of UTF-8.

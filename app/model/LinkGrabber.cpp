@@ -5,6 +5,7 @@
 #include "links/LinkParser.h"
 #include "system/AbsoluteURL.h"
 #include "torrent/TorrentDownloader.h"
+#include "transfer/HTTPProbe.h"
 
 #include <QFileInfo>
 #include <QPointer>
@@ -50,6 +51,8 @@ void LinkGrabber::setText(const QString& text) {
     if (text == text_)
         return;
     assign(text_, text, Field::text);
+    if (text.size() > maxTextLength)
+        setErrorMessage(tr("The text is too long: links beyond its first million characters are left out."));
     parse();
 }
 
@@ -85,7 +88,7 @@ void LinkGrabber::setErrorMessage(const std::optional<QString>& message) {
 /// New links are checked; a link that the user has unchecked stays so while it remains.
 void LinkGrabber::parse() {
     const QSet<QUrl> before(links_.begin(), links_.end());
-    QList<QUrl> links = LinkParser::extract(text_);
+    QList<QUrl> links = LinkParser::extract(text_.first(std::min(text_.size(), maxTextLength)));
     QSet<QUrl> found(links.begin(), links.end());
     for (const QUrl& file : torrentFiles_) {
         if (found.contains(file))
@@ -138,7 +141,7 @@ LinkGrabber::Row LinkGrabber::row(const QUrl& link) {
         row.title = TorrentDownloader::displayName(link);
         return row;
     }
-    const QString name = link.fileName();
+    const QString name = HTTPProbe::filenameFromURL(link).value_or(QString());
     row.kind = fileKind(name);
     row.title = !name.isEmpty() ? name : !link.host().isEmpty() ? link.host() : tr("download");
     return row;
@@ -171,6 +174,7 @@ void LinkGrabber::add(bool start) {
         return;
     }
     DownloadManager& manager = model_.manager();
+    const std::optional<QString> sha256 = wantedChecksum();
     AppModel::Items added;
     {
         const DownloadManager::Batch batch(manager);
@@ -181,7 +185,7 @@ void LinkGrabber::add(bool start) {
                                       .mirrors = urls,
                                       .directory = directory_,
                                       .connections = connections_,
-                                      .sha256 = wantedChecksum(),
+                                      .sha256 = sha256,
                                       .startImmediately = start}));
         } else {
             for (const QUrl& url : urls) {
@@ -190,7 +194,7 @@ void LinkGrabber::add(bool start) {
                     manager.add({.url = url,
                                  .directory = directory_,
                                  .connections = isTorrent ? std::nullopt : std::optional(connections_),
-                                 .sha256 = wantedChecksum(),
+                                 .sha256 = sha256,
                                  .startImmediately = start}));
             }
         }
@@ -223,9 +227,7 @@ bool LinkGrabber::drop(const QList<LinkDrop::Item>& items) {
 }
 
 void LinkGrabber::addTorrentFiles(const QList<QUrl>& files) {
-    for (const QUrl& file : files)
-        if (!torrentFiles_.contains(file))
-            torrentFiles_.append(file);
+    torrentFiles_.append(files);
     parse();
 }
 

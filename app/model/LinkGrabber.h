@@ -33,6 +33,8 @@ public:
 
     static constexpr qint64 minConnections = 1;
     static constexpr qint64 maxConnections = 64;
+    /// In characters; links beyond are not looked for.
+    static constexpr qsizetype maxTextLength = 1'048'576;
 
     /// One link as the sheet lists it.
     struct Row {
