@@ -56,13 +56,10 @@ void LinkGrabber::setText(const QString& text) {
     parse();
 }
 
-void LinkGrabber::setChecked(const QUrl& link, bool isChecked) {
-    QSet<QUrl> wanted = checked_;
-    if (isChecked && links_.contains(link))
-        wanted.insert(link);
-    else
-        wanted.remove(link);
-    assign(checked_, wanted, Field::checked);
+void LinkGrabber::setChecked(const QList<QUrl>& links, bool isChecked) {
+    const QSet<QUrl> named(links.begin(), links.end());
+    const QSet<QUrl> listed(links_.begin(), links_.end());
+    assign(checked_, isChecked ? checked_ | (named & listed) : checked_ - named, Field::checked);
 }
 
 void LinkGrabber::setDirectory(const QUrl& directory) {

@@ -61,7 +61,8 @@ public:
     [[nodiscard]] const std::optional<QString>& errorMessage() const { return errorMessage_; }
 
     void setText(const QString& text);
-    void setChecked(const QUrl& link, bool checked);
+    /// Links that are not listed are passed over.
+    void setChecked(const QList<QUrl>& links, bool checked);
     void setDirectory(const QUrl& directory);
     /// Clamped to what the stepper offers.
     void setConnections(qint64 count);

@@ -32,7 +32,7 @@ TEST_F(LinkGrabberTest, ChecksNewLinksAndRemembersWhatWasUnchecked) {
     LinkGrabber grabber(model(), link(u"a"_s) + u'\n' + link(u"b"_s));
     EXPECT_EQ(checkedNames(grabber), u"a b"_s);
     EXPECT_EQ(grabber.countText(), u"2 links detected"_s);
-    grabber.setChecked(QUrl(link(u"a"_s)), false);
+    grabber.setChecked({QUrl(link(u"a"_s))}, false);
     grabber.setText(grabber.text() + u' ' + link(u"c"_s));
     EXPECT_EQ(checkedNames(grabber), u"b c"_s);
     EXPECT_EQ(grabber.selectedText(), u"2 selected"_s);
@@ -40,7 +40,7 @@ TEST_F(LinkGrabberTest, ChecksNewLinksAndRemembersWhatWasUnchecked) {
     EXPECT_EQ(grabber.countText(), u"1 link detected"_s);
     grabber.setText(link(u"a"_s));
     EXPECT_EQ(checkedNames(grabber), u"a"_s);
-    grabber.setChecked(QUrl(link(u"stranger"_s)), true);
+    grabber.setChecked({QUrl(link(u"stranger"_s))}, true);
     EXPECT_EQ(checkedNames(grabber), u"a"_s);
 }
 
@@ -111,7 +111,7 @@ TEST_F(LinkGrabberTest, AddsWhatIsCheckedAsItWasAskedToAndCloses) {
     model().setSearch(u"hidden"_s);
     LinkGrabber grabber(model(), magnet + u' ' + link(u"a"_s) + u' ' + link(u"b"_s));
     grabber.setConnections(70);
-    grabber.setChecked(QUrl(link(u"b"_s)), false);
+    grabber.setChecked({QUrl(link(u"b"_s))}, false);
     EXPECT_EQ(grabber.connectionsText(), u"64 per HTTP download"_s);
     grabber.add(false);
     ASSERT_EQ(manager().items().size(), 2);
