@@ -1,0 +1,44 @@
+#include "app/views/ElidedLabel.h"
+
+#include <QHelpEvent>
+#include <QPainter>
+#include <QStyle>
+#include <QToolTip>
+
+namespace fetra {
+
+namespace {
+
+constexpr int fewestCharacters = 8;
+
+} // namespace
+
+ElidedLabel::ElidedLabel(QWidget* parent)
+    : QLabel(parent) {
+    setTextFormat(Qt::PlainText);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+QSize ElidedLabel::minimumSizeHint() const {
+    return {fontMetrics().averageCharWidth() * fewestCharacters, QLabel::minimumSizeHint().height()};
+}
+
+void ElidedLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
+    style()->drawItemText(&painter, contentsRect(),
+                          static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
+                          palette(), isEnabled(), shown, foregroundRole());
+}
+
+bool ElidedLabel::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip)
+        return QLabel::event(event);
+    if (fontMetrics().horizontalAdvance(text()) > contentsRect().width())
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), text(), this);
+    else
+        QToolTip::hideText();
+    return true;
+}
+
+} // namespace fetra

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QLabel>
+
+namespace fetra {
+
+/// A path or a name on one line: what does not fit is left out in the middle, and shown as the tool tip.
+class ElidedLabel final : public QLabel {
+    Q_OBJECT
+
+public:
+    explicit ElidedLabel(QWidget* parent = nullptr);
+
+    [[nodiscard]] QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    bool event(QEvent* event) override;
+};
+
+} // namespace fetra
