@@ -1,0 +1,59 @@
+#pragma once
+
+#include "app/views/DownloadTableModel.h"
+
+#include <QTreeView>
+
+class QMenu;
+
+namespace fetra {
+
+/// The list of downloads: one row each, bound to the model's selection. What the user selects here replaces
+/// the selection; downloads that are merely not shown stay selected until then.
+class DownloadTable final : public QTreeView {
+    Q_OBJECT
+
+public:
+    /// `model` outlives this.
+    explicit DownloadTable(AppModel& model, QWidget* parent = nullptr);
+    ~DownloadTable() override;
+
+    /// Widths and order of the columns, and what the rows are sorted by.
+    [[nodiscard]] QByteArray saveState() const;
+    /// False, and nothing changes, for anything that `saveState` did not make.
+    bool restoreState(const QByteArray& state);
+
+    void keyboardSearch(const QString& search) override;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
+    void drawRow(QPainter* painter, const QStyleOptionViewItem& option,
+                 const QModelIndex& index) const override;
+
+private:
+    void setUpColumns();
+    /// The names have the room that the other columns leave.
+    void fitNames();
+
+    [[nodiscard]] QSet<QUuid> shownSelection() const;
+    void showSelection();
+    /// Brings what has been selected elsewhere into view.
+    void followSelection();
+    void showMenu(const QSet<QUuid>& ids, const QPoint& position);
+
+    AppModel& model_;
+    DownloadTableModel rows_;
+    /// The selection of the view changes for other reasons than the user.
+    bool isShowingSelection_ = false;
+    bool isTakingSelection_ = false;
+    QUuid current_;
+};
+
+} // namespace fetra
