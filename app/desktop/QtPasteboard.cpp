@@ -1,8 +1,11 @@
 #include "app/desktop/QtPasteboard.h"
 
 #include <QClipboard>
+#include <QCryptographicHash>
 #include <QGuiApplication>
 #include <QMimeData>
+
+#include <utility>
 
 namespace fetra {
 
@@ -10,38 +13,49 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+const QString plainText = u"text/plain"_s;
+
+/// To the last space that leaves no more than fits: a link that lost its end would still look like one.
 QString cut(const QString& text) {
     qsizetype end = QtPasteboard::maxTextLength;
     if (text.size() <= end)
         return text;
-    // A link that lost its end would still look like one.
     while (end > 0 && !text.at(end).isSpace())
         --end;
-    if (end == 0)
-        end = QtPasteboard::maxTextLength - (text.at(QtPasteboard::maxTextLength).isLowSurrogate() ? 1 : 0);
     return text.first(end);
 }
 
 } // namespace
 
-QtPasteboard::Announcements QtPasteboard::announcements() {
-    return QGuiApplication::platformName().startsWith("wayland"_L1) ? Announcements::withFocus
-                                                                    : Announcements::copies;
+QtPasteboard::Counting QtPasteboard::counting() {
+    const QString platform = QGuiApplication::platformName();
+    const bool isWayland = platform.startsWith("wayland"_L1) ||
+                           (platform == "xcb"_L1 && !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
+    return isWayland ? Counting::content : Counting::announcements;
 }
 
-QtPasteboard::QtPasteboard(QClipboard& clipboard, Announcements kind)
+QtPasteboard::QtPasteboard(QClipboard& clipboard, Counting counting)
     : clipboard_(clipboard)
-    , kind_(kind) {
+    , counting_(counting) {
     connect(&clipboard_, &QClipboard::dataChanged, this, &QtPasteboard::dataChanged);
+}
+
+qint64 QtPasteboard::changeCount() const {
+    if (std::exchange(isAnnounced_, false)) {
+        // What cannot be read now is not known to be another.
+        if (auto found = digest(); found && std::exchange(seen_, found).value_or(*found) != *found)
+            ++count_;
+    }
+    return count_;
 }
 
 std::optional<QString> QtPasteboard::text() const {
     const QMimeData* content = clipboard_.mimeData();
     // Files count as text for QMimeData::hasText.
-    if (!content || !content->hasFormat(u"text/plain"_s))
+    if (!content || !content->hasFormat(plainText))
         return std::nullopt;
-    const QString text = content->text();
-    return text.isEmpty() ? std::nullopt : std::optional(cut(text));
+    const QString text = cut(content->text());
+    return text.isEmpty() ? std::nullopt : std::optional(text);
 }
 
 bool QtPasteboard::setText(const QString& text) {
@@ -50,16 +64,29 @@ bool QtPasteboard::setText(const QString& text) {
     return clipboard_.ownsClipboard() || clipboard_.text() == text;
 }
 
+/// A digest of the text, for clipboards hold passwords; empty for a content without text, nothing when that
+/// cannot be told.
+std::optional<QByteArray> QtPasteboard::digest() const {
+    const QMimeData* content = clipboard_.mimeData();
+    if (!content || content->formats().isEmpty())
+        return std::nullopt;
+    if (!content->hasFormat(plainText))
+        return QByteArray();
+    const QString text = content->text();
+    return text.isEmpty()
+               ? std::nullopt
+               : std::optional(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha256));
+}
+
 void QtPasteboard::dataChanged() {
-    using enum ClipboardCounter::Occasion;
-    if (kind_ == Announcements::copies) {
-        counter_.announce(copy, std::nullopt);
+    if (counting_ == Counting::announcements) {
+        ++count_;
         return;
     }
-    // The announcement that comes with the focus comes just before it. What we put there ourselves is
-    // announced twice: by us and by the session.
-    const bool isCopy = QGuiApplication::focusWindow() && !clipboard_.ownsClipboard();
-    counter_.announce(isCopy ? copy : sight, text());
+    // With the focus the clipboard goes too, and is announced as holding nothing.
+    const QMimeData* content = clipboard_.mimeData();
+    if (content && !content->formats().isEmpty())
+        isAnnounced_ = true;
 }
 
 } // namespace fetra

@@ -10,16 +10,16 @@
 namespace fetra {
 
 ClipboardWatcher::ClipboardWatcher(Pasteboard& pasteboard)
-    : pasteboard_(pasteboard)
-    , changeCount_(pasteboard.changeCount()) {}
+    : pasteboard_(pasteboard) {}
 
 void ClipboardWatcher::poll(const DownloadManager& manager, bool enabled) {
+    const bool wasEnabled = std::exchange(wasEnabled_, enabled);
+    // To ask for the count can mean to wait for another program, so nobody does unless it matters.
+    if (!enabled)
+        return clear();
     // Read before the text: what is copied meanwhile is found the next time.
     const qint64 changeCount = pasteboard_.changeCount();
     const bool isNew = std::exchange(changeCount_, changeCount) != changeCount;
-    const bool wasEnabled = std::exchange(wasEnabled_, enabled);
-    if (!enabled)
-        return clear();
     if (!wasEnabled || !isNew)
         return;
 

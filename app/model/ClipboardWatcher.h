@@ -36,8 +36,9 @@ Q_SIGNALS:
 private:
     Pasteboard& pasteboard_;
     QList<QUrl> links_;
-    qint64 changeCount_;
     bool wasEnabled_ = false;
+    /// Of the last look while it was enabled.
+    qint64 changeCount_ = 0;
 };
 
 } // namespace fetra

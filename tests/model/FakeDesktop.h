@@ -28,7 +28,10 @@ struct FakePasteboard final : Pasteboard {
         ++count;
     }
 
-    [[nodiscard]] qint64 changeCount() const override { return count; }
+    [[nodiscard]] qint64 changeCount() const override {
+        ++asked;
+        return count;
+    }
     [[nodiscard]] std::optional<QString> text() const override { return content; }
     [[nodiscard]] bool setText(const QString& text) override {
         if (!refuses)
@@ -38,6 +41,7 @@ struct FakePasteboard final : Pasteboard {
 
     std::optional<QString> content;
     qint64 count = 0;
+    mutable int asked = 0;
     bool refuses = false;
 };
 
