@@ -1,0 +1,54 @@
+#include "app/views/InspectorHeader.h"
+
+#include "app/model/FileKind.h"
+#include "app/model/InspectorFacts.h"
+#include "app/views/ElidedLabel.h"
+#include "app/views/StatusPill.h"
+#include "app/views/SymbolLabel.h"
+#include "app/views/Theme.h"
+#include "app/views/ValueText.h"
+
+#include <QHBoxLayout>
+
+namespace fetra {
+
+namespace {
+
+constexpr int symbolSide = 32;
+constexpr int mostNameLines = 4;
+
+} // namespace
+
+InspectorHeader::InspectorHeader(QWidget* parent)
+    : QWidget(parent)
+    , symbol_(new SymbolLabel(QString(), symbolSide, SymbolLabel::Color::accent, this))
+    , name_(new ValueText(mostNameLines, this))
+    , host_(new ElidedLabel(this))
+    , pill_(new StatusPill(true, this)) {
+    name_->setFont(Theme::bold(font()));
+    name_->setAccessibleName(tr("File name"));
+    host_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+
+    auto* const second = new QHBoxLayout;
+    second->setSpacing(Theme::gap);
+    second->addWidget(host_, 1);
+    second->addWidget(pill_);
+    auto* const lines = new QVBoxLayout;
+    lines->setSpacing(Theme::tight);
+    lines->addWidget(name_);
+    lines->addLayout(second);
+    auto* const layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(Theme::gap);
+    layout->addWidget(symbol_, 0, Qt::AlignTop);
+    layout->addLayout(lines, 1);
+}
+
+void InspectorHeader::refresh(const DownloadItem& item) {
+    symbol_->setName(fileKindSymbol(fileKind(item)));
+    name_->setValue(item.filename());
+    host_->setText(InspectorFacts::sourceHost(item));
+    pill_->setStatus(item.status());
+}
+
+} // namespace fetra
