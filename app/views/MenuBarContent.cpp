@@ -43,7 +43,6 @@ MenuBarContent::MenuBarContent(AppModel& model, DownloadCommands& commands, std:
     , rate_(new QLabel(this))
     , pace_(new RefreshPace(*this, [this] { refresh(); })) {
     setAccessibleName(u"Fetra"_s);
-    setFixedWidth(panelWidth);
     title_->setFont(Theme::bold(font()));
     count_->setWordWrap(false);
     nothing_->setContent({.symbol = u"arrow.down.circle"_s, .title = tr("No active downloads"), .text = {}});
@@ -87,6 +86,7 @@ void MenuBarContent::layOut(QPushButton* open, QPushButton* quit) {
     layout->setSpacing(Theme::gap);
     // The panel grows and shrinks with its list.
     layout->setSizeConstraint(QLayout::SetFixedSize);
+    layout->addStrut(panelWidth - 2 * Theme::wide);
     layout->addLayout(header);
     layout->addWidget(nothing_);
     layout->addWidget(list_);
@@ -94,6 +94,7 @@ void MenuBarContent::layOut(QPushButton* open, QPushButton* quit) {
     layout->addSpacing(Theme::tight);
     layout->addWidget(open);
     layout->addWidget(quit);
+    open->setFocus();
 }
 
 void MenuBarContent::follow() {

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace fetra {
 
@@ -51,7 +52,8 @@ void ThroughputChart::setSamples(const QList<ThroughputSample>& samples, bool sh
     if (samples == samples_ && showsUpload == showsUpload_)
         return;
     samples_ = samples;
-    showsUpload_ = showsUpload;
+    if (std::exchange(showsUpload_, showsUpload) != showsUpload)
+        updateGeometry(); // The legend comes or goes.
     double largest = 0;
     for (const Series& each : series())
         largest = std::max(largest, RateCurve::largest(samples_, each.rate));

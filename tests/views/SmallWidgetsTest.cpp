@@ -1,0 +1,140 @@
+#include "app/views/RefreshPace.h"
+#include "app/views/SegmentBar.h"
+#include "app/views/Sparkline.h"
+#include "app/views/ThroughputChart.h"
+#include "support/EventLoop.h"
+
+#include <gtest/gtest.h>
+#include <QAccessible>
+#include <QImage>
+#include <QTest>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::runUntil;
+
+const QDateTime start = QDateTime::fromMSecsSinceEpoch(1'700'000'000'000, Qt::UTC);
+
+/// One a second, as fast as its number in KB/s, and half that up.
+QList<ThroughputSample> rising(int count) {
+    QList<ThroughputSample> samples;
+    for (int second = 0; second < count; ++second)
+        samples.append({start.addSecs(second), second * 1024.0, second * 512.0});
+    return samples;
+}
+
+QString spoken(QWidget& widget, QAccessible::Text kind) {
+    return QAccessible::queryAccessibleInterface(&widget)->text(kind);
+}
+
+/// How many pixels are unlike the corner, which nothing is drawn on.
+qsizetype drawnPixels(QWidget& widget) {
+    const QImage image = widget.grab().toImage();
+    qsizetype count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixel(x, y) != image.pixel(0, 0) ? 1 : 0;
+    return count;
+}
+
+TEST(SparklineTest, DrawsItsSamplesAndSaysTheLatestRate) {
+    Sparkline line;
+    line.resize(line.sizeHint());
+    EXPECT_EQ(drawnPixels(line), 0);
+    EXPECT_EQ(spoken(line, QAccessible::Value), u"No samples"_s);
+    line.setSamples(rising(120));
+    EXPECT_GT(drawnPixels(line), line.width());
+    EXPECT_EQ(spoken(line, QAccessible::Value), u"119.00 KB/s"_s);
+    const qsizetype drawn = drawnPixels(line);
+    QList<ThroughputSample> faster = rising(120);
+    for (ThroughputSample& sample : faster)
+        sample.bytesPerSecond *= 1000;
+    line.setSamples(faster);
+    EXPECT_EQ(drawnPixels(line), drawn) << "the scale follows the largest rate";
+}
+
+TEST(SegmentBarTest, SaysHowFarTheDownloadIs) {
+    const auto item = std::make_shared<DownloadItem>(
+        DownloadRecord{.id = QUuid::createUuid(), .url = QUrl(u"http://host.example/a"_s)});
+    SegmentBar bar(SegmentBar::Size::large);
+    bar.setItem(item);
+    item->setTotalBytes(100);
+    item->setReceivedBytes(40);
+    EXPECT_EQ(spoken(bar, QAccessible::Name), u"Progress"_s);
+    EXPECT_EQ(spoken(bar, QAccessible::Value), u"40 percent"_s);
+    item->setStatus(DownloadStatus::downloading);
+    item->setActiveConnections(3);
+    item->setConnectionLimit(8);
+    EXPECT_EQ(spoken(bar, QAccessible::Value), u"40 percent, 3 of 8"_s);
+}
+
+class ThroughputChartTest : public ::testing::Test {
+protected:
+    ThroughputChartTest() {
+        chart.resize(400, chart.sizeHint().height());
+        chart.setSamples(rising(120), false);
+        chart.show();
+    }
+    /// To so many seconds before the newest sample.
+    void pointAt(double secondsAgo) {
+        const QRectF plot = chart.plotArea();
+        const double x = plot.right() - plot.width() * secondsAgo / 120;
+        QTest::mouseMove(&chart, QPointF(x, plot.center().y()).toPoint());
+    }
+
+    ThroughputChart chart;
+};
+
+TEST_F(ThroughputChartTest, TheHoverLineTellsTheRateAndTheTimeAtThePointer) {
+    EXPECT_EQ(chart.hoverText(), QString());
+    pointAt(60);
+    EXPECT_EQ(chart.hoverText(), u"60 s ago\n59.00 KB/s"_s);
+    pointAt(0);
+    EXPECT_EQ(chart.hoverText(), u"now\n119.00 KB/s"_s);
+    chart.setSamples(rising(120), true);
+    EXPECT_EQ(chart.hoverText(), u"now\nDownload 119.00 KB/s\nUpload 59.50 KB/s"_s);
+    QTest::mouseMove(&chart, QPoint(1, 1));
+    EXPECT_EQ(chart.hoverText(), QString()) << "on the scale";
+    chart.setSamples(rising(30), false);
+    pointAt(60);
+    EXPECT_EQ(chart.hoverText(), QString()) << "before the first sample";
+}
+
+TEST_F(ThroughputChartTest, TheArrowKeysReadTheCurve) {
+    EXPECT_EQ(spoken(chart, QAccessible::Value), u"now, 119.00 KB/s"_s);
+    chart.setFocus();
+    for (int presses = 0; presses < 3; ++presses)
+        QTest::keyClick(&chart, Qt::Key_Left);
+    EXPECT_EQ(spoken(chart, QAccessible::Value), u"2 s ago, 117.00 KB/s"_s);
+    QTest::keyClick(&chart, Qt::Key_Right);
+    EXPECT_EQ(chart.hoverText(), u"1 s ago\n118.00 KB/s"_s);
+}
+
+TEST(RefreshPaceTest, RefreshesSoonSeldomAndOnlyWhileTheWidgetIsVisible) {
+    QWidget widget;
+    int refreshed = 0;
+    RefreshPace& pace = *new RefreshPace(widget, [&] { ++refreshed; });
+    pace.request();
+    pace.hurry();
+    EXPECT_EQ(refreshed, 0) << "hidden";
+    widget.show();
+    EXPECT_EQ(refreshed, 1) << "what was missed";
+    QElapsedTimer since;
+    since.start();
+    while (since.elapsed() < 600) {
+        pace.request();
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    }
+    EXPECT_GE(refreshed, 2);
+    EXPECT_LE(refreshed, 1 + static_cast<int>(since.elapsed() / 250));
+    const int before = refreshed;
+    widget.hide();
+    pace.request();
+    widget.show();
+    EXPECT_EQ(refreshed, before + 1);
+}
+
+} // namespace
+} // namespace fetra
