@@ -27,10 +27,12 @@ void QtOpenPanels::show(const OpenPanel& panel, std::function<void(const QList<Q
     if (panel.start)
         dialog->setDirectoryUrl(*panel.start);
 
-    QObject::connect(dialog, &QFileDialog::urlsSelected, dialog,
-                     [chosen = std::move(chosen)](const QList<QUrl>& urls) {
-                         QList<QUrl> files = urls;
-                         files.removeIf([](const QUrl& url) { return !url.isLocalFile(); });
+    // The one signal that native panels and Qt's own send alike.
+    QObject::connect(dialog, &QFileDialog::filesSelected, dialog,
+                     [chosen = std::move(chosen)](const QStringList& paths) {
+                         QList<QUrl> files;
+                         for (const QString& path : paths)
+                             files.append(QUrl::fromLocalFile(path));
                          if (!files.isEmpty())
                              chosen(files);
                      });
