@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int symbolSide = 48;
-constexpr int widestText = 360;
+constexpr int widestText = 320;
 constexpr qreal titleScale = 1.35;
 
 } // namespace

@@ -29,7 +29,7 @@ constexpr QSize usualSize(640, 600);
 constexpr int headerSymbol = 32;
 constexpr int errorSymbol = 18;
 constexpr qreal titleScale = 1.35;
-constexpr int editorLines = 4;
+constexpr int fewestLines = 3;
 
 int heightOfLines(const QWidget& widget, int lines) {
     return widget.fontMetrics().lineSpacing() * lines + 2 * Theme::gap;
@@ -49,9 +49,9 @@ LinkGrabberSheet::LinkGrabberSheet(AppModel& model, QWidget* parent)
 
     auto* label = new QLabel(tr("Links"), this);
     label->setBuddy(editor_);
-    editor_->setMinimumHeight(heightOfLines(*editor_, editorLines));
+    editor_->setMinimumHeight(heightOfLines(*editor_, fewestLines));
     auto* list = new LinkListView(*new LinkListModel(grabber_, this), this);
-    list->setMinimumHeight(heightOfLines(*list, editorLines));
+    list->setMinimumHeight(heightOfLines(*list, fewestLines));
 
     auto* rows = new QVBoxLayout(this);
     rows->setContentsMargins(Theme::wide, Theme::wide, Theme::wide, Theme::wide);
@@ -65,7 +65,7 @@ LinkGrabberSheet::LinkGrabberSheet(AppModel& model, QWidget* parent)
     rows->addWidget(list, 3);
     rows->addSpacing(Theme::tight);
     rows->addLayout(makeOptions());
-    rows->addLayout(makeError());
+    rows->addWidget(makeError());
     rows->addSpacing(Theme::gap);
     rows->addLayout(makeButtons());
     setTabOrder(editor_, all_);
@@ -108,6 +108,7 @@ QLayout* LinkGrabberSheet::makeHeader() {
     font.setPointSizeF(font.pointSizeF() * titleScale);
     title->setFont(font);
     auto* subtitle = new ToneLabel(ToneLabel::Tone::secondary, this);
+    subtitle->setWordWrap(false);
     subtitle->setText(tr("Paste links or magnets, or drop files below. Review before downloading."));
 
     auto* texts = new QVBoxLayout;
@@ -159,6 +160,7 @@ QLayout* LinkGrabberSheet::makeOptions() {
     checksum_->setAccessibleName(u"SHA-256"_s);
     connect(checksum_, &QLineEdit::textChanged, &grabber_, &LinkGrabber::setChecksum);
     checksumNote_ = new ToneLabel(ToneLabel::Tone::secondary, this);
+    checksumNote_->setWordWrap(false);
     checksumNote_->setFont(Theme::smaller(font()));
 
     auto* grid = new QGridLayout;
@@ -185,7 +187,7 @@ QLayout* LinkGrabberSheet::makeOptions() {
     return grid;
 }
 
-QLayout* LinkGrabberSheet::makeError() {
+QWidget* LinkGrabberSheet::makeError() {
     error_ = new QWidget(this);
     errorText_ = new ToneLabel(ToneLabel::Tone::failed, error_);
     auto* line = new QHBoxLayout(error_);
@@ -194,9 +196,7 @@ QLayout* LinkGrabberSheet::makeError() {
     line->addWidget(
         new SymbolLabel(u"exclamationmark.circle"_s, errorSymbol, SymbolLabel::Color::failed, error_));
     line->addWidget(errorText_, 1);
-    auto* row = new QVBoxLayout;
-    row->addWidget(error_);
-    return row;
+    return error_;
 }
 
 QLayout* LinkGrabberSheet::makeButtons() {

@@ -36,7 +36,7 @@ private:
     [[nodiscard]] QLayout* makeHeader();
     [[nodiscard]] QLayout* makeCountLine();
     [[nodiscard]] QLayout* makeOptions();
-    [[nodiscard]] QLayout* makeError();
+    [[nodiscard]] QWidget* makeError();
     [[nodiscard]] QLayout* makeButtons();
     [[nodiscard]] bool isWanted() const;
     void refresh(LinkGrabber::Field field);

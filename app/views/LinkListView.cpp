@@ -34,11 +34,17 @@ public:
         QRect text = style->subElementRect(QStyle::SE_ItemViewItemText, &option, option.widget);
         const QString title = option.text;
         option.text.clear();
+        const bool hasFocus = option.state & QStyle::State_HasFocus;
+        option.state &= ~QStyle::State_HasFocus;
         style->drawControl(QStyle::CE_ItemViewItem, &option, painter, option.widget);
+        if (hasFocus)
+            drawFocus(*painter, *style, option);
 
         text.adjust(Theme::tight, 0, -Theme::gap, 0);
         const QString detail = index.data(LinkListModel::detailRole).toString();
-        const int detailWidth = std::min(option.fontMetrics.horizontalAdvance(detail), text.width() / 2);
+        // Characters may be a fraction of a pixel wider.
+        const int detailWidth =
+            std::min(option.fontMetrics.horizontalAdvance(detail) + Theme::tight, text.width() / 2);
         QRect titleRect = text;
         titleRect.setWidth(text.width() - detailWidth - (detail.isEmpty() ? 0 : Theme::wide));
         const bool isSelected = option.state & QStyle::State_Selected;
@@ -58,6 +64,16 @@ public:
     }
 
 private:
+    /// Around the whole row, as no style does for an item without text.
+    static void drawFocus(QPainter& painter, const QStyle& style, const QStyleOptionViewItem& option) {
+        QStyleOptionFocusRect focus;
+        focus.QStyleOption::operator=(option);
+        focus.state |= QStyle::State_KeyboardFocusChange | QStyle::State_HasFocus;
+        focus.backgroundColor = option.palette.color(
+            option.state & QStyle::State_Selected ? QPalette::Highlight : QPalette::Base);
+        style.drawPrimitive(QStyle::PE_FrameFocusRect, &focus, &painter, option.widget);
+    }
+
     static void drawLine(QPainter& painter, const QStyleOptionViewItem& option, const QRect& rect,
                          Qt::Alignment alignment, const QString& text) {
         painter.drawText(QStyle::visualRect(option.direction, option.rect, rect),

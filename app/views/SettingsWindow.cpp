@@ -44,7 +44,7 @@ QHBoxLayout* addRow(QVBoxLayout& rows) {
 
 void addHeading(QVBoxLayout& rows, const QString& title, QWidget* parent) {
     if (rows.count() > 0)
-        rows.addSpacing(Theme::wide);
+        rows.addSpacing(Theme::gap + Theme::tight);
     auto* heading = new QLabel(title, parent);
     heading->setFont(Theme::bold(heading->font()));
     rows.addWidget(heading);
@@ -71,7 +71,6 @@ SettingsWindow::SettingsWindow(AppModel& model, const QUrl& appBundle, QWidget* 
     auto* rows = new QVBoxLayout(this);
     rows->setContentsMargins(0, 0, 0, 0);
     rows->addWidget(tabs);
-    resize(usualSize);
 
     auto* close = new QShortcut(QKeySequence::Close, this);
     connect(close, &QShortcut::activated, this, &QWidget::close);
@@ -95,12 +94,15 @@ QWidget* SettingsWindow::makeGeneral() {
     auto* page = new QWidget(area);
     auto* rows = new QVBoxLayout(page);
     rows->setContentsMargins(Theme::wide, Theme::wide, Theme::wide, Theme::wide);
-    rows->setSpacing(Theme::gap);
+    rows->setSpacing(Theme::tight + Theme::tight / 2);
     addDownloads(*rows);
     addTorrents(*rows);
     addIntegration(*rows);
     rows->addStretch(1);
     area->setWidget(page);
+    // Scrolls where a screen is small, and not for a few lines.
+    const int height = page->heightForWidth(usualSize.width()) + fontMetrics().height() + 4 * Theme::gap;
+    resize(usualSize.expandedTo({0, height}));
     return area;
 }
 
