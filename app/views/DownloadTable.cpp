@@ -19,6 +19,7 @@ namespace fetra {
 
 namespace {
 
+constexpr qsizetype maxFollowedRows = 100;
 constexpr int nameSection = static_cast<int>(DownloadColumn::name);
 
 QColor mixed(const QColor& over, const QColor& under, float share) {
@@ -54,6 +55,9 @@ DownloadTable::DownloadTable(AppModel& model, QWidget* parent)
     connect(&rows_, &DownloadTableModel::willRearrange, this, [this] {
         isShowingSelection_ = true;
         current_ = currentIndex().isValid() ? rows_.row(currentIndex().row()).id : QUuid();
+        // It is shown anew afterwards; following each of many cells to its new place takes longer.
+        if (model_.selection().size() > maxFollowedRows)
+            selectionModel()->clearSelection();
     });
     connect(&rows_, &DownloadTableModel::didRearrange, this, [this] {
         isShowingSelection_ = false;

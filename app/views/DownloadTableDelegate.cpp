@@ -165,7 +165,9 @@ QSize DownloadTableDelegate::sizeHint(const QStyleOptionViewItem& option, const 
 }
 
 int DownloadTableDelegate::usualWidth(DownloadColumn column, const QFont& font) {
-    constexpr int margins = 2 * Theme::gap;
+    // Texts are seldom exactly as wide as the sum of their letters.
+    constexpr int margins = 2 * Theme::gap + Theme::tight;
+    static const QDateTime widestTime(QDate(2028, 11, 28), QTime(20, 58, 58));
     switch (column) {
     case DownloadColumn::name:
         return 24 * widthOf(u"x"_s, font) + symbolSize + Theme::gap + margins;
@@ -182,10 +184,7 @@ int DownloadTableDelegate::usualWidth(DownloadColumn column, const QFont& font) 
     case DownloadColumn::status:
         return ItemPainting::pillSize(Theme::smaller(font)).width() + margins;
     case DownloadColumn::added:
-        return widthOf(
-                   QLocale().toString(QDateTime(QDate(2000, 10, 30), QTime(20, 50)), QLocale::ShortFormat),
-                   font) +
-               margins;
+        return widthOf(QLocale().toString(widestTime, QLocale::ShortFormat), font) + margins;
     }
     return margins;
 }

@@ -1,5 +1,7 @@
 #include "app/views/DownloadTableModel.h"
 
+#include <QLocale>
+
 #include <algorithm>
 #include <array>
 
@@ -31,6 +33,12 @@ bool isNumber(DownloadColumn column) {
            column == DownloadColumn::connections;
 }
 
+/// Without a language there are no rules, and capitals would come before all small letters.
+QLocale sortingLocale() {
+    const QLocale locale = QLocale().collation();
+    return locale.language() == QLocale::C ? QLocale(QLocale::English) : locale;
+}
+
 /// Runs of the indices of `rows` that are not in `others`.
 template <typename Rows, typename Indices>
 std::vector<std::pair<int, int>> missing(const Rows& rows, const Indices& others) {
@@ -60,6 +68,7 @@ QHash<QUuid, int> indicesOf(const Rows& rows) {
 DownloadTableModel::DownloadTableModel(AppModel& model, QObject* parent)
     : QAbstractTableModel(parent)
     , model_(model)
+    , collator_(sortingLocale())
     , showing_(100ms, [this] { showChanges(); })
     , rearranging_(0ms, [this] { rearrange(); })
     , resorting_(1s, [this] { rearrange(); }) {

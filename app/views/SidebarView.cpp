@@ -47,7 +47,8 @@ private:
     static void paintHeading(QPainter& painter, const QStyleOptionViewItem& option,
                              const QModelIndex& index) {
         painter.setFont(Theme::bold(Theme::smaller(option.font)));
-        painter.setPen(Theme::secondaryText(option.palette));
+        // That of `option` is for what is disabled.
+        painter.setPen(Theme::secondaryText(option.widget->palette()));
         painter.drawText(option.rect.adjusted(Theme::wide, 0, -Theme::wide, -Theme::tight),
                          static_cast<int>(Qt::AlignLeft | Qt::AlignBottom),
                          index.data(Qt::DisplayRole).toString());

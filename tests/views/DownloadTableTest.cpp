@@ -1,0 +1,264 @@
+#include "app/views/DownloadTable.h"
+
+#include "model/ModelWorld.h"
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QMenu>
+#include <QtTest>
+
+namespace fetra {
+namespace {
+
+using namespace Qt::StringLiterals;
+using test::runUntil;
+using Column = DownloadColumn;
+using Status = DownloadStatus;
+
+class DownloadTableTest : public test::ModelWorld {
+protected:
+    void SetUp() override {
+        ModelWorld::SetUp();
+        table = std::make_unique<DownloadTable>(model());
+        new QAbstractItemModelTester(table->model(), QAbstractItemModelTester::FailureReportingMode::Fatal,
+                                     table.get());
+        table->resize(1200, 400);
+        table->show();
+        table->activateWindow();
+        table->setFocus();
+        ASSERT_TRUE(runUntil([this] { return table->hasFocus(); }));
+    }
+    void TearDown() override { table.reset(); }
+
+    [[nodiscard]] AppModel::Items addNamed(const QStringList& names) {
+        AppModel::Items items;
+        for (const QString& name : names)
+            items.append(add(name, false));
+        EXPECT_TRUE(runUntil([this] { return table->model()->rowCount() == manager().items().size(); }));
+        return items;
+    }
+    [[nodiscard]] QModelIndex cellOf(const QString& name) const {
+        return table->model()
+            ->match(table->model()->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly)
+            .value(0);
+    }
+    /// The names of the rows that are drawn as selected.
+    [[nodiscard]] QString marked() const {
+        QStringList names;
+        for (const QModelIndex& index : table->selectionModel()->selectedRows())
+            names.append(index.data().toString());
+        names.sort();
+        return names.join(u' ');
+    }
+    void click(const QString& name, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, modifiers,
+                          table->visualRect(cellOf(name)).center());
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyClick(table.get(), key, modifiers);
+    }
+    [[nodiscard]] QAction* choice(const QString& title) {
+        if (auto* menu = table->findChild<QMenu*>())
+            for (QAction* action : menu->actions())
+                if (action->text() == title)
+                    return action;
+        return nullptr;
+    }
+
+    std::unique_ptr<DownloadTable> table;
+};
+
+TEST_F(DownloadTableTest, TheSelectionFollowsItsDownloadsHoweverTheRowsMove) {
+    const AppModel::Items items = addNamed({u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s});
+    click(u"b"_s);
+    click(u"d"_s, Qt::ControlModifier);
+    const QSet<QUuid> chosen = ids({items[1], items[3]});
+    EXPECT_EQ(model().selection(), chosen);
+
+    table->sortByColumn(static_cast<int>(Column::name), Qt::AscendingOrder);
+    EXPECT_EQ(marked(), u"b d"_s);
+    EXPECT_EQ(cellOf(u"b"_s).row(), 1);
+    items[1]->setFilename(u"z"_s);
+    ASSERT_TRUE(runUntil([this] { return cellOf(u"z"_s).row() == 4; }));
+    EXPECT_EQ(marked(), u"d z"_s);
+    manager().remove(items[0], false);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 4; }));
+    EXPECT_EQ(marked(), u"d z"_s);
+    EXPECT_EQ(model().selection(), chosen);
+
+    // What is filtered out stays selected until the user selects something else.
+    items[3]->setStatus(Status::failed);
+    model().setFilter(DownloadFilter::paused);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 3; }));
+    EXPECT_EQ(marked(), u"z"_s);
+    EXPECT_EQ(model().selection(), chosen);
+    model().setFilter(DownloadFilter::all);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 4; }));
+    EXPECT_EQ(marked(), u"d z"_s);
+    model().setFilter(DownloadFilter::paused);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 3; }));
+    click(u"c"_s);
+    EXPECT_EQ(model().selection(), QSet{items[2]->id()});
+
+    manager().remove(items[2], false);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 2; }));
+    model().tick();
+    EXPECT_EQ(marked(), u""_s);
+    EXPECT_TRUE(model().selection().isEmpty());
+}
+
+TEST_F(DownloadTableTest, WhatTheModelSelectsIsShownEvenBeforeItHadARow) {
+    QStringList names;
+    for (int number = 0; number < 60; ++number)
+        names.append(u"f%1"_s.arg(number));
+    const AppModel::Items items = addNamed(names);
+    model().revealInList({items[2], items[3]});
+    EXPECT_EQ(marked(), u"f2 f3"_s);
+    EXPECT_TRUE(table->viewport()->rect().contains(table->visualRect(cellOf(u"f3"_s)).center()));
+    model().setFilter(DownloadFilter::completed);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 0; }));
+    model().revealInList({add(u"new"_s, false)});
+    EXPECT_EQ(marked(), u"new"_s);
+    EXPECT_TRUE(table->viewport()->rect().contains(table->visualRect(cellOf(u"new"_s)).center()));
+    // The rows are brought in while nobody sees them, too.
+    table->hide();
+    model().setSelection(ids({items[7]}));
+    table->show();
+    EXPECT_EQ(marked(), u"f7"_s);
+}
+
+TEST_F(DownloadTableTest, SpacePausesWhatRunsAndResumesWhatIsPaused) {
+    const Item running = add(u"a"_s);
+    const Item paused = add(u"b"_s, false);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 2; }));
+    press(Qt::Key_Space);
+    EXPECT_TRUE(running->isActive());
+    press(Qt::Key_A, Qt::ControlModifier);
+    EXPECT_EQ(model().selection(), ids({running, paused}));
+    press(Qt::Key_Space);
+    EXPECT_TRUE(runUntil([&] { return running->status() == Status::paused && paused->isActive(); }));
+}
+
+TEST_F(DownloadTableTest, KeysAndDoubleClicksActOnTheRows) {
+    const Item complete = addComplete(u"done.iso"_s);
+    AppModel::Items items = addNamed({u"alpha"_s, u"beta"_s, u"bravo"_s});
+    manager().setMaxConcurrentDownloads(0);
+    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, table->visualRect(cellOf(u"beta"_s)).center());
+    EXPECT_EQ(items[1]->status(), Status::queued);
+    EXPECT_EQ(items[0]->status(), Status::paused);
+
+    table->setCurrentIndex(cellOf(u"alpha"_s).siblingAtColumn(static_cast<int>(Column::status)));
+    QTest::keyClicks(table.get(), u"br"_s);
+    EXPECT_EQ(model().selection(), ids({items[2]}));
+    click(u"done.iso"_s);
+    press(Qt::Key_Return);
+    EXPECT_EQ(fake.workspace.opened, QList{*complete->destination()});
+
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    press(Qt::Key_Up, Qt::ShiftModifier);
+    press(Qt::Key_Down, Qt::ShiftModifier);
+    press(Qt::Key_Delete);
+    ASSERT_TRUE(model().removal());
+    EXPECT_EQ(model().removal()->ids, model().selection());
+    EXPECT_EQ(model().removal()->ids, ids({complete, items[0]}));
+    EXPECT_FALSE(model().removal()->deleteFiles);
+}
+
+TEST_F(DownloadTableTest, TheMenuActsOnTheClickedRowOrTheSelection) {
+    const AppModel::Items items = addNamed({u"a"_s, u"b"_s, u"c"_s});
+    const auto ask = [this](const QString& name, QContextMenuEvent::Reason reason) {
+        const QPoint where = table->visualRect(cellOf(name)).center();
+        QContextMenuEvent event(reason, where, table->viewport()->mapToGlobal(where));
+        QApplication::sendEvent(table->viewport(), &event);
+    };
+    const auto removed = [this] {
+        choice(u"Remove"_s)->trigger();
+        table->findChild<QMenu*>()->close();
+        EXPECT_TRUE(runUntil([this] { return !table->findChild<QMenu*>(); }));
+        return model().removal()->ids;
+    };
+    ask(u"a"_s, QContextMenuEvent::Keyboard);
+    EXPECT_EQ(table->findChild<QMenu*>(), nullptr);
+    model().setSelection(ids({items[0], items[1]}));
+    ask(u"c"_s, QContextMenuEvent::Mouse);
+    ASSERT_TRUE(choice(u"Remove"_s));
+    EXPECT_FALSE(choice(u"Pause"_s)->isEnabled());
+    EXPECT_TRUE(choice(u"Resume"_s)->isEnabled());
+    EXPECT_EQ(removed(), ids({items[2]}));
+    for (const auto reason : {QContextMenuEvent::Mouse, QContextMenuEvent::Keyboard}) {
+        model().setRemoval({});
+        ask(u"a"_s, reason);
+        ASSERT_TRUE(choice(u"Remove"_s));
+        EXPECT_EQ(removed(), ids({items[0], items[1]}));
+    }
+}
+
+TEST_F(DownloadTableTest, WidthsOrderAndSortingComeBack) {
+    static_cast<void>(addNamed({u"b"_s, u"a"_s}));
+    QHeaderView* header = table->header();
+    const QByteArray first = table->saveState();
+    header->resizeSection(static_cast<int>(Column::size), 217);
+    header->moveSection(header->visualIndex(static_cast<int>(Column::added)), 1);
+    table->sortByColumn(static_cast<int>(Column::name), Qt::AscendingOrder);
+    const QByteArray state = table->saveState();
+    ASSERT_TRUE(table->restoreState(first));
+    EXPECT_EQ(cellOf(u"a"_s).row(), 0);
+
+    DownloadTable other(model());
+    other.resize(1400, 300);
+    other.show();
+    EXPECT_FALSE(other.restoreState("rubbish"));
+    ASSERT_TRUE(other.restoreState(state));
+    EXPECT_EQ(other.header()->sectionSize(static_cast<int>(Column::size)), 217);
+    EXPECT_EQ(other.header()->visualIndex(static_cast<int>(Column::added)), 1);
+    EXPECT_EQ(other.model()->index(0, 0).data(), u"a"_s);
+    EXPECT_EQ(other.header()->length(), other.viewport()->width());
+}
+
+TEST_F(DownloadTableTest, NamesTakeTheRoomThatIsLeft) {
+    QHeaderView* header = table->header();
+    const auto width = [header](Column column) { return header->sectionSize(static_cast<int>(column)); };
+    const int before = width(Column::name);
+    EXPECT_EQ(header->length(), table->viewport()->width());
+    header->resizeSection(static_cast<int>(Column::status), width(Column::status) + 10);
+    EXPECT_EQ(width(Column::name), before - 10);
+    table->resize(1500, 400);
+    EXPECT_EQ(width(Column::name), before + 290);
+    table->resize(400, 400);
+    EXPECT_GT(width(Column::name), 100);
+}
+
+TEST_F(DownloadTableTest, AThousandSelectedRowsMoveInAMoment) {
+    AppModel::Items items;
+    {
+        const DownloadManager::Batch batch(manager());
+        for (int number = 0; number < 10'000; ++number)
+            items.append(add(u"f%1"_s.arg(number * 7919 % 10'000), false));
+    }
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 10'000; }));
+    QSet<QUuid> chosen;
+    for (qsizetype index = 0; index < items.size(); index += 10)
+        chosen.insert(items[index]->id());
+    QElapsedTimer timer;
+    timer.start();
+    model().setSelection(chosen);
+    const qint64 selecting = timer.restart();
+    table->sortByColumn(static_cast<int>(Column::name), Qt::AscendingOrder);
+    const qint64 sorting = timer.restart();
+    model().setFilter(DownloadFilter::paused);
+    model().setSearch(u"7"_s);
+    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() < 10'000; }));
+    const qint64 searching = timer.restart();
+    press(Qt::Key_A, Qt::ControlModifier);
+    const qint64 all = timer.restart();
+    std::printf("1,000 of 10,000 rows selected: %lld ms to select, %lld to sort, %lld to search; all: %lld\n",
+                static_cast<long long>(selecting), static_cast<long long>(sorting),
+                static_cast<long long>(searching), static_cast<long long>(all));
+    EXPECT_EQ(model().selection().size(), table->model()->rowCount());
+    EXPECT_LT(selecting + sorting + searching + all, 3'000);
+}
+
+} // namespace
+} // namespace fetra
