@@ -1,17 +1,20 @@
 #pragma once
 
 #include "app/desktop/PreferencesStore.h"
+#include "system/SerialQueue.h"
 
-#include <QSettings>
+#include <atomic>
 
 namespace fetra {
 
-/// Preferences in an ini file of the user's configuration folder, made for this user alone. Without a
-/// file to keep them in they last as long as this does. A stored value that cannot be of its default's type
-/// counts as not set.
+/// Preferences in a file of the user's configuration folder, closed to others. Values are booleans, numbers,
+/// texts, lists of texts and bytes. They are kept in memory and written behind the caller's back, the last of
+/// them when this ends; without a file to keep them in they last as long as this does. A stored value that is
+/// not of its default's type counts as not set. Main thread only; waits for the disk at the start and the
+/// end.
 class StoredPreferences final : public PreferencesStore {
 public:
-    /// Of this user: `Fetra/Fetra.ini` in the folder for settings.
+    /// Of this user: `Fetra/Preferences.json` in the folder for settings.
     StoredPreferences();
     explicit StoredPreferences(const QString& path);
 
@@ -20,8 +23,15 @@ public:
     void setValue(const QString& key, const QVariant& value) override;
 
 private:
-    QSettings settings_;
-    QHash<QString, QVariant> defaults_;
+    const QString path_;
+    QVariantHash values_;
+    /// What has been set since the start; the rest of the file may be another process's by now.
+    QVariantHash set_;
+    QVariantHash defaults_;
+    /// Of the last save that was asked for; the earlier ones need not be made.
+    std::atomic<quint64> newestSave_ = 0;
+    /// Ends first: what it does takes the others.
+    SerialQueue saves_{"fetra.prefs"};
 };
 
 } // namespace fetra
