@@ -13,8 +13,10 @@ namespace fetra {
 namespace {
 
 bool hasHungUp(qintptr socket) {
+    // A socket that is closed already has no number, and to poll none of them tells nothing.
     pollfd state{.fd = static_cast<int>(socket), .events = POLLRDHUP, .revents = 0};
-    return ::poll(&state, 1, 0) != 0;
+    return socket < 0 || ::poll(&state, 1, 0) < 0 ||
+           (state.revents & (POLLRDHUP | POLLHUP | POLLERR | POLLNVAL)) != 0;
 }
 
 } // namespace
@@ -66,10 +68,12 @@ void HandoverServer::read(Client* client) {
         return;
     }
     disconnect(client, &QLocalSocket::readyRead, this, nullptr);
+    // Who hears it may run events of its own, or end this server: not from within its socket.
+    QMetaObject::invokeMethod(
+        this, [this, heard = *handover] { Q_EMIT received(heard); }, Qt::QueuedConnection);
     client->write(taken);
     client->flush();
     client->disconnectFromServer();
-    Q_EMIT received(*handover);
 }
 
 void HandoverServer::drop(Client* client) {

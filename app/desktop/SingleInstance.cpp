@@ -8,11 +8,13 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocalSocket>
 #include <QStandardPaths>
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
@@ -38,23 +40,49 @@ void requirePrivate(const QString& folder) {
 
 /// Where instances meet, made when it is missing. Throws `PosixError`.
 QString meetingFolder(const QString& runtime) {
-    if (runtime.isEmpty())
+    // Some systems have a link there.
+    const QString real = QFileInfo(runtime).canonicalFilePath();
+    if (real.isEmpty())
         throw PosixError(ENOENT);
-    requirePrivate(runtime);
-    const QString folder = runtime + "/fetra"_L1;
+    requirePrivate(real);
+    const QString folder = real + "/fetra"_L1;
     if (::mkdir(QFile::encodeName(folder).constData(), 0700) != 0 && errno != EEXIST)
         throw PosixError::last();
     requirePrivate(folder);
     return folder;
 }
 
-/// False when somebody else holds it. Throws `PosixError`.
-bool tryLock(const PosixFile::Descriptor& file) {
-    if (::flock(file.number(), LOCK_EX | LOCK_NB) == 0)
-        return true;
-    if (errno != EWOULDBLOCK)
-        throw PosixError::last();
-    return false;
+/// Sticky, or what cleans the folder of files that nobody has touched for hours would take them away.
+constexpr mode_t lockMode = S_ISVTX | S_IRUSR | S_IWUSR;
+constexpr mode_t socketMode = S_ISVTX | S_IRWXU;
+
+/// Whether `path` still names the opened file.
+bool isAt(const QString& path, const PosixFile::Descriptor& file) {
+    struct stat opened {};
+    struct stat named {};
+    return ::fstat(file.number(), &opened) == 0 &&
+           ::lstat(QFile::encodeName(path).constData(), &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
+}
+
+/// Nothing when somebody else holds it. Throws `PosixError`.
+std::optional<PosixFile::Descriptor> tryLock(const QString& path) {
+    for (;;) {
+        PosixFile::Descriptor file = PosixFile::open(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (!file.isOpen())
+            throw PosixError::last();
+        if (::flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EWOULDBLOCK)
+                throw PosixError::last();
+            return std::nullopt;
+        }
+        // A file that has been replaced since we opened it keeps nobody out.
+        if (!isAt(path, file))
+            continue;
+        if (::fchmod(file.number(), lockMode) != 0)
+            throw PosixError::last();
+        return file;
+    }
 }
 
 int millisecondsTo(const QDeadlineTimer& deadline) {
@@ -99,11 +127,8 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
     try {
         const QString folder = meetingFolder(runtime_);
         const QString socket = folder + "/instance.socket"_L1;
-        PosixFile::Descriptor lock =
-            PosixFile::open(folder + "/instance.lock"_L1, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-        if (!lock.isOpen())
-            throw PosixError::last();
-        while (!tryLock(lock)) {
+        std::optional<PosixFile::Descriptor> lock;
+        while (!(lock = tryLock(folder + "/instance.lock"_L1))) {
             if (deadline.hasExpired() || !Handover::parse(message))
                 return Start::notTaken;
             if (handOver(socket, message, deadline))
@@ -111,7 +136,7 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
             // It may not listen yet, or no longer.
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
-        lock_ = std::move(lock);
+        lock_ = *std::move(lock);
         return listen(socket);
     } catch (const PosixError& error) {
         Log::warn([&] { return u"cannot look for another instance: %1"_s.arg(error.description()); });
@@ -124,7 +149,7 @@ SingleInstance::Start SingleInstance::listen(const QString& path) {
     PosixFile::unlink(path);
     server_ = std::make_unique<HandoverServer>(limits_.messageWithin, limits_.maxClients);
     connect(server_.get(), &HandoverServer::received, this, &SingleInstance::received);
-    if (server_->listen(path))
+    if (server_->listen(path) && ::chmod(QFile::encodeName(path).constData(), socketMode) == 0)
         return Start::first;
     Log::warn([&] { return u"cannot listen for other instances: %1"_s.arg(server_->errorString()); });
     server_.reset();

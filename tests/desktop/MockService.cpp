@@ -1,6 +1,7 @@
 #include "desktop/MockService.h"
 
 #include "support/Eventually.h"
+#include "support/StartChild.h"
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
@@ -50,11 +51,11 @@ MockService::~MockService() {
 }
 
 void MockService::freeze() {
-    ::kill(static_cast<pid_t>(process_.processId()), SIGSTOP);
+    sendSignal(process_, SIGSTOP);
 }
 
 void MockService::thaw() {
-    ::kill(static_cast<pid_t>(process_.processId()), SIGCONT);
+    sendSignal(process_, SIGCONT);
 }
 
 void MockService::stop() {

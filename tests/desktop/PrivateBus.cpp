@@ -1,21 +1,14 @@
 #include "desktop/PrivateBus.h"
 
+#include "support/StartChild.h"
+
 #include <QDBusError>
 
-#include <csignal>
 #include <stdexcept>
-#include <sys/prctl.h>
 
 namespace fetra::test {
 
 using namespace Qt::StringLiterals;
-
-void startChild(QProcess& process, const QString& program, const QStringList& arguments) {
-    process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    process.start(program, arguments, QIODevice::ReadOnly);
-    if (!process.waitForStarted())
-        throw std::runtime_error(program.toStdString() + ": " + process.errorString().toStdString());
-}
 
 PrivateBus::PrivateBus() {
     const QString configuration = folder_.write(u"bus.conf"_s, R"(<busconfig>

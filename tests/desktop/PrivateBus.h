@@ -8,10 +8,6 @@
 
 namespace fetra::test {
 
-/// Starts `process` so that it ends with this program, however that ends; throws std::runtime_error when it
-/// does not start.
-void startChild(QProcess& process, const QString& program, const QStringList& arguments);
-
 /// A message bus of its own that starts no services: what is on it, a test has put there.
 class PrivateBus {
 public:

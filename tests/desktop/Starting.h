@@ -1,10 +1,9 @@
 #pragma once
 
 #include "support/EventLoop.h"
+#include "support/StartChild.h"
 
 #include <QProcess>
-
-#include <csignal>
 
 namespace fetra::test {
 
@@ -15,6 +14,8 @@ public:
         QStringList arguments = {};
         QString workingFolder = {};
         QString token = {};
+        /// For the other instance to answer.
+        int answerWithin = 10'000;
     };
 
     explicit Starting(const QString& runtime)
@@ -25,8 +26,8 @@ public:
         process_.setProcessEnvironment(environment);
         process_.setWorkingDirectory(setup.workingFolder);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(QStringLiteral(FETRA_BIN_DIR "/start_instance"),
-                       QStringList(runtime) + setup.arguments);
+        startChild(process_, QStringLiteral(FETRA_BIN_DIR "/start_instance"),
+                   QStringList{runtime, QString::number(setup.answerWithin)} + setup.arguments);
     }
     ~Starting() {
         process_.kill();
@@ -39,7 +40,7 @@ public:
             runUntil([&] { return process_.canReadLine() || process_.state() == QProcess::NotRunning; });
         return isThere ? process_.readLine().trimmed() : QByteArray();
     }
-    void send(int signal) { ::kill(static_cast<pid_t>(process_.processId()), signal); }
+    void send(int signal) { sendSignal(process_, signal); }
 
 private:
     QProcess process_;

@@ -1,4 +1,5 @@
-// One start of the application as far as other instances go: start_instance FOLDER ARGUMENT...
+// One start of the application as far as other instances go: start_instance FOLDER MILLISECONDS ARGUMENT...
+// The milliseconds are for another instance to answer.
 // Says how the start went, and as the first one then what it hears, one compact JSON line each.
 
 #include "app/desktop/SingleInstance.h"
@@ -7,6 +8,7 @@
 #include <QDir>
 
 #include <cstdio>
+#include <cstdlib>
 
 using namespace fetra;
 
@@ -21,12 +23,12 @@ void say(const QByteArray& line) {
 
 int main(int argc, char** argv) {
     QStringList arguments;
-    for (int i = 2; i < argc; ++i)
+    for (int i = 3; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Handover handover = Handover::ofThisStart(arguments, QDir::currentPath());
     const QCoreApplication application(argc, argv);
     SingleInstance instance(QString::fromLocal8Bit(argv[1]),
-                            {.answerWithin = std::chrono::milliseconds(1500)});
+                            {.answerWithin = std::chrono::milliseconds(std::atoi(argv[2]))});
     QObject::connect(&instance, &SingleInstance::received, &instance,
                      [](const Handover& heard) { say(heard.encoded()); });
     switch (instance.start(handover)) {
