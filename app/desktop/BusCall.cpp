@@ -3,6 +3,7 @@
 #include <QDBusError>
 #include <QDBusPendingCall>
 #include <QObject>
+#include <QStringList>
 
 #include <utility>
 
@@ -24,6 +25,25 @@ void callAsync(const QDBusConnection& bus, const QDBusMessage& call, QObject& re
                          finished->deleteLater();
                          answered(finished->reply());
                      });
+}
+
+bool saysNoService(const QDBusMessage& answer) {
+    static const QStringList names{
+        QDBusError::errorString(QDBusError::ServiceUnknown),
+        QDBusError::errorString(QDBusError::Disconnected),
+        u"org.freedesktop.DBus.Error.NameHasNoOwner"_s,
+    };
+    return names.contains(answer.errorName()) ||
+           answer.errorName().startsWith("org.freedesktop.DBus.Error.Spawn."_L1);
+}
+
+bool saysNoReply(const QDBusMessage& answer) {
+    static const QStringList names{
+        QDBusError::errorString(QDBusError::NoReply),
+        QDBusError::errorString(QDBusError::Timeout),
+        QDBusError::errorString(QDBusError::TimedOut),
+    };
+    return names.contains(answer.errorName());
 }
 
 } // namespace fetra

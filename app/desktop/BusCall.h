@@ -15,4 +15,9 @@ namespace fetra {
 void callAsync(const QDBusConnection& bus, const QDBusMessage& call, QObject& receiver,
                std::function<void(const QDBusMessage& answer)> answered);
 
+/// Whether nobody is there to answer such a call, nor can be started.
+[[nodiscard]] bool saysNoService(const QDBusMessage& answer);
+/// Whether somebody is, and said nothing in time: the call may still be carried out.
+[[nodiscard]] bool saysNoReply(const QDBusMessage& answer);
+
 } // namespace fetra

@@ -2,8 +2,6 @@
 
 #include "app/desktop/BusCall.h"
 
-#include <QDBusError>
-
 #include <algorithm>
 #include <utility>
 
@@ -15,11 +13,11 @@ namespace {
 
 constexpr auto serviceName = "org.freedesktop.Notifications"_L1;
 constexpr auto objectPath = "/org/freedesktop/Notifications"_L1;
-constexpr auto activationVariable = "XDG_ACTIVATION_TOKEN";
 
 constexpr qsizetype longestText = 1000;
 /// Some servers never tell that a notification is gone.
 constexpr std::size_t mostShown = 200;
+constexpr std::size_t mostWaiting = 100;
 
 QDBusMessage methodCall(QLatin1StringView method) {
     return QDBusMessage::createMethodCall(serviceName, objectPath, serviceName, method);
@@ -67,17 +65,6 @@ QString presentable(const QString& text) {
     return result;
 }
 
-/// Whether nobody is there to show notifications, nor can be started.
-bool saysNoService(const QDBusMessage& error) {
-    static const QStringList names{
-        QDBusError::errorString(QDBusError::ServiceUnknown),
-        QDBusError::errorString(QDBusError::Disconnected),
-        u"org.freedesktop.DBus.Error.NameHasNoOwner"_s,
-    };
-    return names.contains(error.errorName()) ||
-           error.errorName().startsWith("org.freedesktop.DBus.Error.Spawn."_L1);
-}
-
 std::optional<QString> errorIn(const QDBusMessage& answer) {
     if (answer.type() != QDBusMessage::ErrorMessage || saysNoService(answer))
         return std::nullopt;
@@ -101,17 +88,26 @@ DBusNotifications::DBusNotifications(QDBusConnection bus)
 }
 
 void DBusNotifications::requestAuthorization(Completion completion) {
+    completeLater(std::move(completion), std::nullopt);
+}
+
+void DBusNotifications::completeLater(Completion completion, const std::optional<QString>& error) {
     QMetaObject::invokeMethod(
-        this, [completion = std::move(completion)] { completion(std::nullopt); }, Qt::QueuedConnection);
+        this, [completion = std::move(completion), error] { completion(error); }, Qt::QueuedConnection);
 }
 
 void DBusNotifications::add(const Notification& notification, Completion completion) {
+    if (waiting_.size() == mostWaiting) {
+        completeLater(std::move(waiting_.front().completion), tr("Too many notifications wait."));
+        waiting_.pop_front();
+    }
     waiting_.push_back({notification, std::move(completion)});
-    sendNext();
+    sendWaiting();
 }
 
 void DBusNotifications::forgetServer(const QString& newOwner) {
     owner_ = newOwner;
+    ++ownerChanges_;
     capabilities_.reset();
     shown_.clear();
     token_.reset();
@@ -124,27 +120,45 @@ bool DBusNotifications::isFromServer(const QDBusMessage& reply) {
     return owner_ == reply.service();
 }
 
-void DBusNotifications::sendNext() {
-    if (isSending_ || waiting_.empty())
+void DBusNotifications::sendWaiting() {
+    if (waiting_.empty() || isAsking_)
         return;
-    isSending_ = true;
-    if (capabilities_)
-        return send(*capabilities_);
-    callAsync(bus_, methodCall("GetCapabilities"_L1), *this, [this](const QDBusMessage& answer) {
-        QStringList capabilities;
-        if (answer.type() == QDBusMessage::ReplyMessage) {
-            capabilities = answer.arguments().value(0).toStringList();
-            if (isFromServer(answer))
-                capabilities_ = capabilities;
+    if (!capabilities_)
+        return askForCapabilities();
+    std::set<QString> busy = beingSent_;
+    for (auto next = waiting_.begin(); next != waiting_.end();) {
+        if (!busy.insert(next->notification.identifier).second) {
+            ++next;
+            continue;
         }
-        send(capabilities);
-    });
+        send(std::move(*next));
+        next = waiting_.erase(next);
+    }
 }
 
-void DBusNotifications::send(const QStringList& capabilities) {
-    Waiting sending = std::move(waiting_.front());
-    waiting_.pop_front();
+void DBusNotifications::askForCapabilities() {
+    isAsking_ = true;
+    callAsync(bus_, methodCall("GetCapabilities"_L1), *this,
+              [this, before = ownerChanges_](const QDBusMessage& answer) {
+                  isAsking_ = false;
+                  const bool isReply = answer.type() == QDBusMessage::ReplyMessage;
+                  if (isReply ? isFromServer(answer) : before == ownerChanges_)
+                      // A server that does not tell is taken for the plainest, and not asked again.
+                      capabilities_ = isReply ? answer.arguments().value(0).toStringList() : QStringList();
+                  if (saysNoReply(answer))
+                      dropWaiting(errorIn(answer));
+                  sendWaiting();
+              });
+}
 
+/// What waits for a server that hangs would all come late, and at once.
+void DBusNotifications::dropWaiting(const std::optional<QString>& error) {
+    for (Waiting& dropped : std::exchange(waiting_, {}))
+        completeLater(std::move(dropped.completion), error);
+}
+
+void DBusNotifications::send(Waiting sending) {
+    const QStringList& capabilities = *capabilities_;
     const Notification& notification = sending.notification;
     QString body = presentable(notification.body);
     if (capabilities.contains("body-markup"_L1))
@@ -160,6 +174,7 @@ void DBusNotifications::send(const QStringList& capabilities) {
     QDBusMessage call = methodCall("Notify"_L1);
     call.setArguments({u"Fetra"_s, idOf(notification.identifier), u"fetra"_s, presentable(notification.title),
                        body, actions, hints, serversOwnTime});
+    beingSent_.insert(notification.identifier);
     callAsync(bus_, call, *this,
               [this, sending = std::move(sending)](const QDBusMessage& answer) { sent(sending, answer); });
 }
@@ -169,8 +184,10 @@ void DBusNotifications::sent(const Waiting& sending, const QDBusMessage& answer)
         if (const quint32 id = answer.arguments().value(0).toUInt(); id != 0)
             remember({sending.notification.identifier, id, sending.notification.userInfo});
     }
-    isSending_ = false;
-    sendNext();
+    beingSent_.erase(sending.notification.identifier);
+    if (saysNoReply(answer))
+        dropWaiting(errorIn(answer));
+    sendWaiting();
     sending.completion(errorIn(answer));
 }
 
@@ -194,12 +211,13 @@ void DBusNotifications::actionInvoked(uint id, const QString& action, const QDBu
     const auto found = std::ranges::find(shown_, id, &Shown::id);
     if (found == shown_.end() || !handler_)
         return;
+    QMap<QString, QString> userInfo = found->userInfo;
     const std::optional<Token> token = std::exchange(token_, std::nullopt);
     if (token && token->id == id)
-        qputenv(activationVariable, token->token.toUtf8());
-    handler_(QMap(found->userInfo));
-    // It is good for this one activation, and no business of the programs started later.
-    qunsetenv(activationVariable);
+        userInfo.insert(QLatin1StringView(NotificationCenter::activationToken), token->token);
+    // A copy, for what it does may set another.
+    const Activation handler = handler_;
+    handler(userInfo);
 }
 
 void DBusNotifications::activationToken(uint id, const QString& token, const QDBusMessage& message) {

@@ -10,6 +10,7 @@
 
 #include <deque>
 #include <optional>
+#include <set>
 #include <vector>
 
 namespace fetra {
@@ -23,12 +24,10 @@ public:
 
     /// Whether there is a bus. A service may come, and go, at any time.
     [[nodiscard]] bool isUsable() const override { return bus_.isConnected(); }
-    /// The environment's XDG_ACTIVATION_TOKEN holds, while the handler runs, what lets a window come to the
-    /// front, where the desktop gives such a thing.
     void setActivationHandler(Activation handler) override { handler_ = std::move(handler); }
     /// Nobody needs to be asked here.
     void requestAuthorization(Completion completion) override;
-    /// On a desktop without notifications it is dropped, without an error.
+    /// On a desktop without notifications it is dropped, without an error; with one when the service hangs.
     void add(const Notification& notification, Completion completion) override;
 
 private Q_SLOTS:
@@ -53,8 +52,11 @@ private:
 
     void forgetServer(const QString& newOwner);
     [[nodiscard]] bool isFromServer(const QDBusMessage& reply);
-    void sendNext();
-    void send(const QStringList& capabilities);
+    void completeLater(Completion completion, const std::optional<QString>& error);
+    void sendWaiting();
+    void askForCapabilities();
+    void dropWaiting(const std::optional<QString>& error);
+    void send(Waiting sending);
     void sent(const Waiting& sending, const QDBusMessage& answer);
     void remember(Shown shown);
     [[nodiscard]] quint32 idOf(const QString& identifier) const;
@@ -62,12 +64,15 @@ private:
     QDBusConnection bus_;
     QDBusServiceWatcher watcher_;
     Activation handler_;
-    /// One is on its way at a time, so that the next of the same identifier knows what to replace.
+    /// For the server's capabilities, or for an earlier one of the same identifier, which they are to
+    /// replace.
     std::deque<Waiting> waiting_;
-    bool isSending_ = false;
+    std::set<QString> beingSent_; ///< identifiers
+    bool isAsking_ = false;
 
     // What the server with the bus name `owner_` has told; nothing of it holds for another.
     QString owner_;
+    quint64 ownerChanges_ = 0;
     std::optional<QStringList> capabilities_;
     std::vector<Shown> shown_; ///< oldest first
     std::optional<Token> token_;

@@ -17,7 +17,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr auto fileManager = "org.freedesktop.FileManager1"_L1;
-constexpr auto activationVariable = "XDG_ACTIVATION_TOKEN";
 
 } // namespace
 
@@ -32,7 +31,7 @@ bool DesktopWorkspace::open(const QUrl& file) {
     return isLocalPath(file) && QFileInfo::exists(file.toLocalFile()) && opener_(file);
 }
 
-void DesktopWorkspace::reveal(const QList<QUrl>& files) {
+void DesktopWorkspace::reveal(const QList<QUrl>& files, const QString& activationToken) {
     QStringList uris;
     QString first;
     for (const QUrl& file : files) {
@@ -45,14 +44,11 @@ void DesktopWorkspace::reveal(const QList<QUrl>& files) {
     if (uris.isEmpty())
         return;
 
-    // A token lets one window come to the front: here the file manager's.
-    const QString token = qEnvironmentVariable(activationVariable);
-    qunsetenv(activationVariable);
     auto call = QDBusMessage::createMethodCall(fileManager, u"/org/freedesktop/FileManager1"_s, fileManager,
                                                u"ShowItems"_s);
-    call.setArguments({uris, token});
+    call.setArguments({uris, activationToken});
     callAsync(bus_, call, receiver_, [this, first](const QDBusMessage& answer) {
-        if (answer.type() == QDBusMessage::ErrorMessage)
+        if (answer.type() == QDBusMessage::ErrorMessage && !saysNoReply(answer))
             openFolder(first);
     });
 }

@@ -21,8 +21,8 @@ public:
 
     [[nodiscard]] bool open(const QUrl& file) override;
     /// Where no file manager can select items, opens the folder that holds the first, or the first itself
-    /// when it is a folder.
-    void reveal(const QList<QUrl>& files) override;
+    /// when it is a folder. One that is only slow gets no second window.
+    void reveal(const QList<QUrl>& files, const QString& activationToken = {}) override;
 
 private:
     void openFolder(const QString& path) const;

@@ -25,12 +25,13 @@ QString objectPath() {
 
 LauncherBadge::LauncherBadge(QDBusConnection bus)
     : bus_(std::move(bus))
-    , docks_(u"com.canonical.Unity"_s, bus_, QDBusServiceWatcher::WatchForRegistration) {
-    // A dock that starts now has heard none of the earlier signals.
-    QObject::connect(&docks_, &QDBusServiceWatcher::serviceRegistered, &docks_, [this] {
-        if (count_ > 0)
-            send();
-    });
+    , docks_(u"com.canonical.Unity"_s, bus_, QDBusServiceWatcher::WatchForOwnerChange) {
+    // A dock that starts now, or takes over from another, has heard none of the earlier signals.
+    QObject::connect(&docks_, &QDBusServiceWatcher::serviceOwnerChanged, &docks_,
+                     [this](const QString&, const QString&, const QString& owner) {
+                         if (count_ > 0 && !owner.isEmpty())
+                             send();
+                     });
 }
 
 void LauncherBadge::show(qint64 count) {

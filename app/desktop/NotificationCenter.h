@@ -27,6 +27,10 @@ public:
     using Completion = std::function<void(const std::optional<QString>& error)>;
     using Activation = std::function<void(const QMap<QString, QString>& userInfo)>;
 
+    /// In the `userInfo` of an activation: what lets one window come to the front for it, where the desktop
+    /// gives such a thing.
+    static constexpr const char* activationToken = "activationToken";
+
     /// False where this session has no such service; nothing else is called then.
     [[nodiscard]] virtual bool isUsable() const = 0;
     /// Who hears that the user has activated a notification itself.

@@ -40,12 +40,13 @@ StatusTray::StatusTray(QDBusConnection bus, std::function<bool()> olderTray)
 }
 
 bool StatusTray::isAvailable() const {
-    // Qt settles on one kind of tray when it is first asked, so the older kind has its turn second.
-    return hasHost_ || (isKnown_ && olderTray_());
+    // Qt settles on one kind of tray when it is first asked: not while the newer one may still come up.
+    return hasHost_ || (isKnown_ && !hasWatcher_ && olderTray_());
 }
 
 void StatusTray::watcherChanged(bool exists) {
     ++questions_;
+    hasWatcher_ = exists;
     // Also when one watcher takes over from another: the icons were registered with the first.
     if (hasHost_ || !exists)
         answered(false);
@@ -59,9 +60,11 @@ void StatusTray::askForHost() {
     call.setArguments({watcherName, u"IsStatusNotifierHostRegistered"_s});
     call.setAutoStartService(false);
     callAsync(bus_, call, *this, [this, question = ++questions_](const QDBusMessage& answer) {
-        if (question == questions_)
-            answered(answer.type() == QDBusMessage::ReplyMessage &&
-                     answer.arguments().value(0).value<QDBusVariant>().variant().toBool());
+        if (question != questions_)
+            return;
+        hasWatcher_ = !saysNoService(answer);
+        answered(answer.type() == QDBusMessage::ReplyMessage &&
+                 answer.arguments().value(0).value<QDBusVariant>().variant().toBool());
     });
 }
 

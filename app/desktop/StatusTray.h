@@ -18,7 +18,8 @@ class StatusTray final : public QObject, public Tray {
 
 public:
     explicit StatusTray(QDBusConnection bus = QDBusConnection::sessionBus());
-    /// `olderTray` says whether a tray of the other kind is there now.
+    /// `olderTray` says whether a tray of the other kind is there now. Asked only where nobody watches over
+    /// the newer kind.
     StatusTray(QDBusConnection bus, std::function<bool()> olderTray);
 
     [[nodiscard]] bool isAvailable() const override;
@@ -38,6 +39,7 @@ private:
     QDBusServiceWatcher watcher_;
     std::function<bool()> olderTray_;
     bool isKnown_ = false;
+    bool hasWatcher_ = false;
     bool hasHost_ = false;
     /// Tells the answer to the last question from those to earlier ones.
     quint64 questions_ = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QString>
 #include <QUrl>
 
 namespace fetra {
@@ -12,8 +13,9 @@ public:
 
     /// Opens a file with its default application; false when it is not there or nobody could be asked.
     [[nodiscard]] virtual bool open(const QUrl& file) = 0;
-    /// Shows files and folders, selected, in the file manager.
-    virtual void reveal(const QList<QUrl>& files) = 0;
+    /// Shows files and folders, selected, in the file manager, whose window `activationToken` lets come to
+    /// the front.
+    virtual void reveal(const QList<QUrl>& files, const QString& activationToken = {}) = 0;
 };
 
 } // namespace fetra

@@ -30,7 +30,8 @@ void Notifier::becomeDelegate() {
         const QString path = userInfo.value(pathKey);
         // Asked for a file that has gone, file managers show its folder or complain.
         if (self && path.startsWith(u'/') && QFileInfo::exists(path))
-            self->workspace_.reveal({QUrl::fromLocalFile(path)});
+            self->workspace_.reveal({QUrl::fromLocalFile(path)},
+                                    userInfo.value(QLatin1StringView(NotificationCenter::activationToken)));
     });
 }
 

@@ -66,7 +66,7 @@ TEST_F(LauncherBadgeTest, SendsChangesOnlyAndHidesAtZero) {
     EXPECT_EQ(recorder.received.at(0).path(), u"/com/canonical/unity/launcherentry/3783559979"_s);
 }
 
-TEST_F(LauncherBadgeTest, TellsADockThatStartsLater) {
+TEST_F(LauncherBadgeTest, TellsADockThatStartsLaterOrTakesOver) {
     const auto restartDock = [&] {
         EXPECT_TRUE(dock.registerService(u"com.canonical.Unity"_s));
         EXPECT_TRUE(dock.unregisterService(u"com.canonical.Unity"_s));
@@ -77,6 +77,14 @@ TEST_F(LauncherBadgeTest, TellsADockThatStartsLater) {
     ASSERT_EQ(shown(1), (std::vector<Shown>{{7, true}}));
     restartDock();
     EXPECT_EQ(shown(2), (std::vector<Shown>{{7, true}, {7, true}}));
+    // One dock takes over from another, and the name is never free.
+    for (const QDBusConnection& next : {dock, bus.connect()})
+        ASSERT_TRUE(next.interface()
+                        ->registerService(u"com.canonical.Unity"_s,
+                                          QDBusConnectionInterface::ReplaceExistingService,
+                                          QDBusConnectionInterface::AllowReplacement)
+                        .isValid());
+    EXPECT_EQ(shown(4), std::vector<Shown>(4, {7, true}));
 }
 
 } // namespace

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <mutex>
+
 namespace fetra {
 
 using namespace Qt::StringLiterals;
@@ -13,14 +15,18 @@ using namespace test;
 
 namespace {
 
-QStringList printed;
+std::mutex mutex; ///< the bus has threads of its own
+QStringList warnings;
 
 class NoBusTest : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
-        printed.clear();
-        previous_ = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext&, const QString& text) { printed.append(text); });
+        warnings.clear();
+        previous_ = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
+            const std::lock_guard lock(mutex);
+            if (text.contains("dbus"_L1, Qt::CaseInsensitive))
+                warnings.append(text);
+        });
     }
     void TearDown() override { qInstallMessageHandler(previous_); }
 
@@ -45,6 +51,7 @@ TEST_P(NoBusTest, TheDesktopIsQuietlyPoor) {
     EXPECT_FALSE(center.isUsable());
     center.add({u"a"_s, u"Finished"_s, u"file.iso"_s}, complete);
     center.requestAuthorization(complete);
+    EXPECT_EQ(completed, 0) << "later, whatever the answer";
     LauncherBadge badge(connection());
     badge.show(3);
     QList<QUrl> opened;
@@ -58,7 +65,8 @@ TEST_P(NoBusTest, TheDesktopIsQuietlyPoor) {
     EXPECT_TRUE(runUntil([&] { return completed == 2 && !opened.isEmpty(); }));
     EXPECT_EQ(opened, QList{QUrl(u"file:///etc"_s)});
     EXPECT_FALSE(tray.isAvailable());
-    EXPECT_EQ(printed, QStringList());
+    const std::lock_guard lock(mutex);
+    EXPECT_EQ(warnings, QStringList());
 }
 
 INSTANTIATE_TEST_SUITE_P(Connections, NoBusTest, ::testing::Values("", "unix:path=/nonexistent/bus"));

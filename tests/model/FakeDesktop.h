@@ -86,12 +86,17 @@ struct FakeWorkspace final : Workspace {
         opened.append(file);
         return !refuses;
     }
-    void reveal(const QList<QUrl>& files) override { revealed.append(files); }
+    void reveal(const QList<QUrl>& files, const QString& activationToken = {}) override {
+        revealed.append(files);
+        token = activationToken;
+    }
 
     bool refuses = false;
     QList<QUrl> opened;
     /// A list a call.
     QList<QList<QUrl>> revealed;
+    /// Of the last of them.
+    QString token;
 };
 
 struct FakePanels final : OpenPanels {

@@ -116,8 +116,9 @@ TEST_F(NotifierTest, ShowsTheFileOfAnActivatedNotification) {
     center.activate({});
     EXPECT_EQ(workspace.revealed.size(), 0);
 
-    center.activate({{u"path"_s, file}});
+    center.activate({{u"path"_s, file}, {u"activationToken"_s, u"front"_s}});
     EXPECT_EQ(workspace.revealed, QList<QList<QUrl>>{{QUrl::fromLocalFile(file)}});
+    EXPECT_EQ(workspace.token, u"front"_s);
 
     notifier.reset();
     center.activate({{u"path"_s, file}});
