@@ -135,7 +135,6 @@ std::vector<DownloadContextMenu::Entry> entriesFor(const Chosen& chosen) {
          .perform = [chosen] { chosen.remove(false); }},
         {.title = text(QT_TRANSLATE_NOOP("fetra::DownloadContextMenu", "Remove and Delete Files...")),
          .symbol = {},
-         .isDestructive = true,
          .isEnabled = removable,
          .perform = [chosen] { chosen.remove(true); }},
     };

@@ -22,8 +22,6 @@ public:
         QString symbol;
         /// A line stands above it.
         bool beginsGroup = false;
-        /// It cannot be undone.
-        bool isDestructive = false;
         bool isEnabled = false;
         /// Acts on those of the downloads that it suits when it is called.
         std::function<void()> perform;

@@ -192,20 +192,20 @@ void DownloadTable::followSelection() {
 
 void DownloadTable::keyPressEvent(QKeyEvent* event) {
     const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
-    if (!isPlain || event->isAutoRepeat()) {
-        QTreeView::keyPressEvent(event);
-        return;
-    }
-    switch (event->key()) {
+    const auto once = [event](const auto& act) {
+        if (!event->isAutoRepeat())
+            act();
+    };
+    switch (isPlain ? event->key() : Qt::Key_unknown) {
     case Qt::Key_Space:
-        model_.toggle(model_.selectedItems());
+        once([this] { model_.toggle(model_.selectedItems()); });
         break;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        model_.primaryAction(model_.selection());
+        once([this] { model_.primaryAction(model_.selection()); });
         break;
     case Qt::Key_Delete:
-        model_.requestRemoval(model_.selection(), false);
+        once([this] { model_.requestRemoval(model_.selection(), false); });
         break;
     default:
         QTreeView::keyPressEvent(event);

@@ -167,7 +167,7 @@ QSize DownloadTableDelegate::sizeHint(const QStyleOptionViewItem& option, const 
 int DownloadTableDelegate::usualWidth(DownloadColumn column, const QFont& font) {
     // Texts are seldom exactly as wide as the sum of their letters.
     constexpr int margins = 2 * Theme::gap + Theme::tight;
-    static const QDateTime widestTime(QDate(2028, 11, 28), QTime(20, 58, 58));
+    static const QDateTime widestTime(QDate(2028, 11, 28), QTime(22, 58, 58));
     switch (column) {
     case DownloadColumn::name:
         return 24 * widthOf(u"x"_s, font) + symbolSize + Theme::gap + margins;

@@ -41,6 +41,8 @@ StatusBarView::StatusBarView(AppModel& model, QWidget* parent)
         label->setFont(Theme::smaller(font()));
         label->setTextFormat(Qt::PlainText);
     }
+    for (QLabel* label : {down_, up_})
+        label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     reserveWidths();
 
     connect(&model_.manager(), &DownloadManager::changed, this, [this](DownloadManager::Field field) {
