@@ -18,12 +18,6 @@ struct Texts {
     Q_DECLARE_TR_FUNCTIONS(Inspector)
 };
 
-/// Rounded down, so that only what is whole says 100.
-QString percentText(double fraction) {
-    constexpr double roundingError = 1e-9;
-    return Texts::tr("%1%").arg(static_cast<int>(fraction * 100 + roundingError));
-}
-
 QString dateText(const QDateTime& date) {
     return QLocale().toString(date.toLocalTime(), QLocale::ShortFormat);
 }
@@ -42,6 +36,11 @@ SegmentState stateOf(const DownloadItem& item, const SegmentSnapshot& segment) {
 }
 
 } // namespace
+
+QString percentText(double fraction) {
+    constexpr double roundingError = 1e-9;
+    return Texts::tr("%1%").arg(static_cast<int>(fraction * 100 + roundingError));
+}
 
 QString sourceHost(const DownloadItem& item) {
     return item.isTorrent() ? u"magnet"_s : item.url().host();

@@ -29,6 +29,8 @@ struct SegmentFacts {
     SegmentState state = SegmentState::waiting;
 };
 
+/// Rounded down, so that only what is whole says "100%". `fraction` from 0 to 1.
+[[nodiscard]] QString percentText(double fraction);
 /// Where it comes from, in a word: "magnet", or the host of its address.
 [[nodiscard]] QString sourceHost(const DownloadItem& item);
 /// The present rate, or that there is none.

@@ -1,5 +1,6 @@
 #include "app/views/ActiveDownloadsModel.h"
 
+#include "app/model/InspectorFacts.h"
 #include "transfer/ByteFormat.h"
 
 namespace fetra {
@@ -10,7 +11,7 @@ void ActiveDownloadsModel::refresh(const DownloadManager& manager) {
         if (item->isActive())
             active.append({.name = item->filename(),
                            .fraction = item->fraction(),
-                           .percent = tr("%1%").arg(static_cast<int>(item->fraction() * 100)),
+                           .percent = InspectorFacts::percentText(item->fraction()),
                            .rate = ByteFormat::rate(item->bytesPerSecond()),
                            .peers = item->isTorrent() ? tr("%1 peers").arg(item->peers()) : QString()});
     show(active);

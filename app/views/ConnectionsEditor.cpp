@@ -6,6 +6,7 @@
 
 #include <QSignalBlocker>
 #include <QVBoxLayout>
+#include <QWheelEvent>
 
 #include <algorithm>
 
@@ -26,6 +27,13 @@ QValidator::State ConnectionsEditor::Stepper::validate(QString& input, int& posi
     return isNumber && number > maximum() ? QValidator::Intermediate : state;
 }
 
+void ConnectionsEditor::Stepper::wheelEvent(QWheelEvent* event) {
+    if (hasFocus())
+        QSpinBox::wheelEvent(event);
+    else
+        event->ignore();
+}
+
 ConnectionsEditor::ConnectionsEditor(AppModel& model, QWidget* parent)
     : QWidget(parent)
     , model_(model)
@@ -36,7 +44,7 @@ ConnectionsEditor::ConnectionsEditor(AppModel& model, QWidget* parent)
     stepper_->setAccessibleName(tr("Connections"));
     // A number that is still being typed is not meant yet.
     stepper_->setKeyboardTracking(false);
-    // Scrolling the pane over it changes nothing.
+    // Without the wheel, that is.
     stepper_->setFocusPolicy(Qt::StrongFocus);
     note_->setText(tr("Pause to edit. Changes apply on the next start."));
     note_->setFont(Theme::smaller(note_->font()));

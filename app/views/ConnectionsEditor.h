@@ -19,12 +19,16 @@ public:
     void refresh(const AppModel::Item& item);
 
 private:
-    /// Takes a number that is too large while it is typed, and the largest one instead when it is done.
+    /// Takes a number that is too large while it is typed, and the largest one instead when it is done. Turns
+    /// with the wheel only where the user works with it, not whenever the pane scrolls by.
     class Stepper final : public QSpinBox {
     public:
         using QSpinBox::QSpinBox;
         void fixup(QString& input) const override;
         QValidator::State validate(QString& input, int& position) const override;
+
+    protected:
+        void wheelEvent(QWheelEvent* event) override;
     };
 
     AppModel& model_;

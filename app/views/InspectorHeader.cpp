@@ -27,7 +27,6 @@ InspectorHeader::InspectorHeader(QWidget* parent)
     , pill_(new StatusPill(true, this)) {
     name_->setFont(Theme::bold(font()));
     name_->setAccessibleName(tr("File name"));
-    host_->setTextInteractionFlags(Qt::TextSelectableByMouse);
 
     auto* const second = new QHBoxLayout;
     second->setSpacing(Theme::gap);

@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int mostLines = 6;
+constexpr int mostLines = 12;
 
 QString addressText(const QUrl& url) {
     return url.toString(QUrl::FullyEncoded);

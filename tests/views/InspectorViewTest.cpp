@@ -15,6 +15,7 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QToolButton>
+#include <QWheelEvent>
 
 namespace fetra {
 namespace {
@@ -107,6 +108,11 @@ TEST_F(InspectorViewTest, ConnectionsAreEditedOnlyWhileTheDownloadRests) {
     QTest::keyClick(&stepper(), Qt::Key_Down);
     EXPECT_EQ(item->connections(), 63);
     EXPECT_EQ(stepper().text(), u"63 connections"_s);
+    stepper().clearFocus();
+    QWheelEvent wheel({5, 5}, stepper().mapToGlobal(QPointF(5, 5)), {}, {0, 120}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(&stepper(), &wheel);
+    EXPECT_EQ(item->connections(), 63) << "the pane scrolled by";
 }
 
 TEST_F(InspectorViewTest, ANumberBeingTypedNeverReachesAnotherDownloadOrOneThatRuns) {
