@@ -1,5 +1,6 @@
 #include "app/desktop/Handover.h"
 
+#include "support/Environment.h"
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +45,6 @@ TEST(HandoverTest, TakesNothingMalformedOrBeyondTheLimits) {
         {"keys of a later version", messageWith("{", R"({"later":[1],)"), true},
         {"no version", messageWith("version", "other"), false},
         {"another version", messageWith("1", "2"), false},
-        {"version as a text", messageWith("1", R"("1")"), false},
         {"nothing opened", messageWith(opened, "[]"), true},
         {"no list", messageWith(opened, R"("https://a.example/x")"), false},
         {"no texts in the list", messageWith(opened, "[1]"), false},
@@ -58,12 +58,10 @@ TEST(HandoverTest, TakesNothingMalformedOrBeyondTheLimits) {
         {"address too long once encoded", messageWith("https://a.example/x", longest.chopped(1) + "\xc3\xbc"),
          false},
         {"no token", messageWith(R"("t")", R"("")"), true},
-        {"token of another kind", messageWith(R"("t")", "{}"), false},
         {"longest token", messageWith(R"("t")", '"' + longestToken + '"'), true},
         {"token too long", messageWith(R"("t")", '"' + longestToken + "t\""), false},
         {"token with a line feed", messageWith(R"("t")", R"("t\nu")"), false},
         {"two values", messageWith("}", "}{}"), false},
-        {"cut short", messageWith("}", ""), false},
         {"a list", "[]", false},
         {"nothing", "", false},
         {"too long a message", messageWith("{", "{" + QByteArray(Handover::maxMessageBytes, ' ')), false},
@@ -101,12 +99,10 @@ TEST(HandoverTest, TakesTheTokenThatTheDesktopGave) {
         {"\x1b[", "", u""_s},     {"\xc3\xbc", "", u""_s},
     };
     for (const auto& [activation, startup, token] : cases) {
-        qputenv("XDG_ACTIVATION_TOKEN", activation);
-        qputenv("DESKTOP_STARTUP_ID", startup);
+        const Environment newer("XDG_ACTIVATION_TOKEN", activation);
+        const Environment older("DESKTOP_STARTUP_ID", startup);
         EXPECT_EQ(Handover::ofThisStart({}, u"/"_s).activationToken, token);
     }
-    qunsetenv("XDG_ACTIVATION_TOKEN");
-    qunsetenv("DESKTOP_STARTUP_ID");
 }
 
 } // namespace

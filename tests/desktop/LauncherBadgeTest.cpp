@@ -1,11 +1,11 @@
 #include "app/desktop/LauncherBadge.h"
 
 #include "desktop/PrivateBus.h"
-#include "desktop/SignalRecorder.h"
 #include "support/EventLoop.h"
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
+#include <QDBusMessage>
 
 #include <gtest/gtest.h>
 
@@ -16,31 +16,23 @@ using namespace test;
 
 namespace {
 
-struct Shown {
-    qint64 count;
-    bool isVisible;
-    bool operator==(const Shown&) const = default;
-};
+using Shown = std::pair<qint64, bool>; ///< the count, and whether it is visible
 
-class LauncherBadgeTest : public ::testing::Test {
+class LauncherBadgeTest : public QObject, public ::testing::Test {
+    Q_OBJECT
+
 protected:
     void SetUp() override {
-        ASSERT_TRUE(dock.connect({}, {}, u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s, &recorder,
+        ASSERT_TRUE(dock.connect({}, {}, u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s, this,
                                  SLOT(record(QDBusMessage))));
-        hearBus(dock);
-    }
-
-    /// Comes back when the bus has done, and the connection has heard, all of before.
-    static void hearBus(const QDBusConnection& connection) {
-        EXPECT_TRUE(connection.interface()->serviceOwner(u"org.freedesktop.DBus"_s).isValid());
-        QCoreApplication::processEvents();
+        PrivateBus::settle(dock);
     }
 
     /// What was shown until and with `count` updates.
     [[nodiscard]] std::vector<Shown> shown(qsizetype count) {
-        EXPECT_TRUE(runUntil([&] { return recorder.received.size() >= count; }));
+        EXPECT_TRUE(runUntil([&] { return received.size() >= count; }));
         std::vector<Shown> result;
-        for (const QDBusMessage& message : recorder.received) {
+        for (const QDBusMessage& message : received) {
             EXPECT_EQ(message.signature(), u"sa{sv}"_s);
             EXPECT_EQ(message.arguments().at(0), u"application://fetra.desktop"_s);
             const auto properties = qdbus_cast<QVariantMap>(message.arguments().at(1));
@@ -53,9 +45,12 @@ protected:
 
     PrivateBus bus;
     QDBusConnection dock = bus.connect();
-    SignalRecorder recorder;
+    QList<QDBusMessage> received;
     QDBusConnection application = bus.connect();
     LauncherBadge badge{application};
+
+private Q_SLOTS:
+    void record(const QDBusMessage& message) { received.append(message); }
 };
 
 TEST_F(LauncherBadgeTest, SendsChangesOnlyAndHidesAtZero) {
@@ -63,14 +58,14 @@ TEST_F(LauncherBadgeTest, SendsChangesOnlyAndHidesAtZero) {
         badge.show(count);
     ASSERT_EQ(shown(4), (std::vector<Shown>{{2, true}, {3, true}, {0, false}, {1, true}}));
     // The djb2 hash of the address above, computed elsewhere.
-    EXPECT_EQ(recorder.received.at(0).path(), u"/com/canonical/unity/launcherentry/3783559979"_s);
+    EXPECT_EQ(received.at(0).path(), u"/com/canonical/unity/launcherentry/3783559979"_s);
 }
 
 TEST_F(LauncherBadgeTest, TellsADockThatStartsLaterOrTakesOver) {
     const auto restartDock = [&] {
         EXPECT_TRUE(dock.registerService(u"com.canonical.Unity"_s));
         EXPECT_TRUE(dock.unregisterService(u"com.canonical.Unity"_s));
-        hearBus(application);
+        PrivateBus::settle(application);
     };
     restartDock(); // hears nothing: nothing is shown
     badge.show(7);
@@ -89,3 +84,5 @@ TEST_F(LauncherBadgeTest, TellsADockThatStartsLaterOrTakesOver) {
 
 } // namespace
 } // namespace fetra
+
+#include "LauncherBadgeTest.moc"

@@ -1,14 +1,12 @@
 #include "desktop/MockService.h"
 
 #include "support/Eventually.h"
-#include "support/StartChild.h"
 
 #include <QDBusArgument>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusVariant>
 
-#include <csignal>
 #include <stdexcept>
 
 namespace fetra::test {
@@ -50,14 +48,6 @@ MockService::~MockService() {
     process_.waitForFinished();
 }
 
-void MockService::freeze() {
-    sendSignal(process_, SIGSTOP);
-}
-
-void MockService::thaw() {
-    sendSignal(process_, SIGCONT);
-}
-
 void MockService::stop() {
     process_.kill();
     process_.waitForFinished();
@@ -72,11 +62,10 @@ void MockService::addMethod(const QString& method, const QString& in, const QStr
     control(u"AddMethod"_s, {place_.interface, method, in, out, code});
 }
 
-void MockService::addProperty(const QString& property, const QVariant& value) {
-    control(u"AddProperty"_s, {place_.interface, property, QVariant::fromValue(QDBusVariant(value))});
-}
-
 void MockService::setProperty(const QString& property, const QVariant& value) {
+    if (!properties_.contains(property))
+        control(u"AddProperty"_s, {place_.interface, property, QVariant::fromValue(QDBusVariant(value))});
+    properties_.insert(property);
     control(u"UpdateProperties"_s, {place_.interface, QVariantMap{{property, value}}});
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "desktop/PrivateBus.h"
+#include "support/StartChild.h"
 
 #include <QDBusConnection>
 #include <QList>
 #include <QProcess>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -32,14 +34,12 @@ public:
     MockService(const MockService&) = delete;
     MockService& operator=(const MockService&) = delete;
 
-    /// On the bus, and silent until `thaw`.
-    void freeze();
-    void thaw();
+    /// SIGSTOP leaves it on the bus, and silent until SIGCONT.
+    void send(int signal) { sendSignal(process_, signal); }
     /// Off the bus when it returns.
     void stop();
     /// Also replaces one. `code` is Python that may set `ret` or raise.
     void addMethod(const QString& method, const QString& in, const QString& out, const QString& code);
-    void addProperty(const QString& property, const QVariant& value);
     void setProperty(const QString& property, const QVariant& value);
     void emitSignal(const QString& signal, const QString& signature, const QVariantList& arguments = {});
     /// The arguments of each call of `method` so far.
@@ -52,6 +52,7 @@ private:
     const Place place_;
     QDBusConnection connection_;
     QProcess process_;
+    QSet<QString> properties_;
 };
 
 } // namespace fetra::test

@@ -2,7 +2,9 @@
 
 #include "support/StartChild.h"
 
+#include <QCoreApplication>
 #include <QDBusError>
+#include <QDBusMessage>
 
 #include <stdexcept>
 
@@ -46,6 +48,17 @@ QDBusConnection PrivateBus::connect() const {
         throw std::runtime_error("no connection to the bus: " +
                                  connection.lastError().message().toStdString());
     return connection;
+}
+
+void PrivateBus::settle(const QDBusConnection& connection, const QString& service) {
+    // What is heard first may make somebody ask.
+    for (int round = 0; round < 2; ++round) {
+        const auto ping =
+            QDBusMessage::createMethodCall(service, u"/"_s, u"org.freedesktop.DBus.Peer"_s, u"Ping"_s);
+        if (connection.call(ping).type() != QDBusMessage::ReplyMessage)
+            throw std::runtime_error("no answer from " + service.toStdString());
+        QCoreApplication::processEvents();
+    }
 }
 
 void PrivateBus::stop() {

@@ -19,6 +19,9 @@ public:
     [[nodiscard]] const QString& address() const { return address_; }
     /// A new connection, as another program would have it. Closed with the bus.
     [[nodiscard]] QDBusConnection connect() const;
+    /// Comes back when the bus, or the service, has done all of before and `connection` has heard of it.
+    static void settle(const QDBusConnection& connection,
+                       const QString& service = QStringLiteral("org.freedesktop.DBus"));
     /// As when the session ends.
     void stop();
 

@@ -4,7 +4,6 @@
 
 #include <QFile>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -17,9 +16,7 @@ namespace fetra::test {
 [[nodiscard]] inline sockaddr_un addressOf(const QString& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const QByteArray name = QFile::encodeName(path);
-    std::memcpy(address.sun_path, name.constData(),
-                std::min<size_t>(static_cast<size_t>(name.size()), sizeof address.sun_path - 1));
+    std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
     return address;
 }
 
