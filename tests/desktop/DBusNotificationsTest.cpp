@@ -195,26 +195,16 @@ TEST_F(DBusNotificationsTest, AServerThatFailsIsReportedAndAskedNoMoreThanNeeded
 
     results.clear();
     server->send(SIGSTOP);
-    for (int number = 0; number < 102; ++number)
-        add(u"a"_s);
-    EXPECT_TRUE(runUntil([&] { return results.size() == 1 && results.at(0); })) << "100 may wait";
-    server->send(SIGCONT);
-    EXPECT_TRUE(completed(102));
-    EXPECT_EQ(results.count(std::nullopt), 101);
-}
-
-TEST_F(DBusNotificationsTest, AServerThatHangsHoldsNobodyUp) {
-    serve();
-    server->send(SIGSTOP);
     QElapsedTimer timer;
     timer.start();
     const DBusNotifications another{bus.connect()};
-    add(u"a"_s);
-    QCoreApplication::processEvents();
-    EXPECT_LT(timer.elapsed(), 10000) << "less than the time that calls are given";
-    EXPECT_THAT(results, IsEmpty());
+    for (int number = 0; number < 102; ++number)
+        add(u"a"_s);
+    EXPECT_TRUE(runUntil([&] { return results.size() == 1 && results.at(0); })) << "100 may wait";
+    EXPECT_LT(timer.elapsed(), 10000) << "nobody has waited for it as long as calls are given";
     server->send(SIGCONT);
-    EXPECT_TRUE(completed(1));
+    EXPECT_TRUE(completed(102));
+    EXPECT_EQ(results.count(std::nullopt), 101);
 }
 
 TEST_F(DBusNotificationsTest, AServiceAndASessionThatAreNotThereAreNoError) {

@@ -1,24 +1,25 @@
 #include "app/desktop/SingleInstance.h"
 
-#include "desktop/RawClient.h"
 #include "desktop/Starting.h"
 #include "support/Environment.h"
 #include "support/EventLoop.h"
 #include "support/TempFolder.h"
-#include "system/PosixError.h"
 
 #include <gtest/gtest.h>
 #include <QElapsedTimer>
+#include <QLocalServer>
+#include <QLocalSocket>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <list>
 #include <map>
 #include <set>
 #include <span>
 
 #include <fcntl.h>
-#include <poll.h>
+#include <stdexcept>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -34,6 +35,21 @@ using namespace std::chrono_literals;
 using Start = SingleInstance::Start;
 
 constexpr uid_t stranger = 65534;
+
+/// Sends what the test says, while events run.
+class Client : public QLocalSocket {
+public:
+    explicit Client(const QString& path, const QByteArray& content = {}) {
+        connectToServer(path);
+        if (!content.isEmpty())
+            write(content);
+    }
+    [[nodiscard]] bool isConnected() const { return state() == ConnectedState; }
+    /// Whether the other side hangs up.
+    [[nodiscard]] bool ends() {
+        return runUntil([&] { return !isConnected(); });
+    }
+};
 
 class SingleInstanceTest : public ::testing::Test {
 protected:
@@ -78,22 +94,14 @@ TEST_F(SingleInstanceTest, TheFirstHearsExactlyWhatALaterStartWasAsked) {
 
 TEST_F(SingleInstanceTest, SendsAWholeLargeMessageAndRefusesAnEvenLargerOne) {
     ASSERT_NO_FATAL_FAILURE(beFirst({}));
-    Handover large;
-    large.opened.resize(1000, QUrl(u"https://a.example/"_s + QString(1000, u'x')));
-    Handover tooLarge;
-    tooLarge.opened.resize(Handover::maxOpened + 1, QUrl(u"https://a.example/"_s));
-    for (const auto& [handover, answer] :
-         {std::pair(large, Start::handedOver), std::pair(tooLarge, Start::notTaken)}) {
-        std::optional<SingleInstance::Start> start;
-        std::jthread second([&, sent = handover] {
-            SingleInstance instance(runtime());
-            const auto result = instance.start(sent);
-            QMetaObject::invokeMethod(QCoreApplication::instance(), [&start, result] { start = result; });
-        });
-        ASSERT_TRUE(runUntil([&] { return start.has_value(); }));
-        EXPECT_EQ(start, answer);
+    for (const auto& [count, answer] :
+         {std::pair(1000, "handedOver"), {Handover::maxOpened + 1, "notTaken"}}) {
+        Starting second(runtime(),
+                        {.arguments = QStringList(count, u"a:"_s + QString(1'000'000 / count, u'x'))});
+        EXPECT_EQ(second.line(), answer);
     }
-    EXPECT_EQ(heard_, QList{large});
+    ASSERT_EQ(heard_.size(), 1);
+    EXPECT_EQ(heard_[0].opened, QList<QUrl>(1000, QUrl(u"a:"_s + QString(1000, u'x'))));
 }
 
 TEST_F(SingleInstanceTest, FoldersThatOthersMayTouchAreNotUsed) {
@@ -137,7 +145,7 @@ TEST_F(SingleInstanceTest, FoldersThatOthersMayTouchAreNotUsed) {
         EXPECT_EQ(folder.names(u"run/fetra"_s), QStringList{u"instance.lock"_s});
     }
     const Environment session("XDG_RUNTIME_DIR", ".");
-    EXPECT_EQ(SingleInstance().start({}), Start::unguarded) << "a relative name";
+    EXPECT_EQ(SingleInstance::runtimeFolder(), QString()) << "a relative name is none";
 }
 
 TEST_F(SingleInstanceTest, OfManyStartsAtOnceExactlyOneIsFirst) {
@@ -175,11 +183,10 @@ TEST_F(SingleInstanceTest, AHangingFirstCostsABoundedWait) {
     EXPECT_EQ(second.line(), "notTaken");
     EXPECT_GE(clock.elapsed(), 500);
 
-    std::vector<std::unique_ptr<RawClient>> others;
-    do
-        others.push_back(std::make_unique<RawClient>(socket()));
-    while (others.back()->isConnected() && others.size() < 5000);
-    ASSERT_FALSE(others.back()->isConnected()) << "no more are let wait";
+    std::list<Client> others;
+    while (others.emplace_back(socket()).isConnected() && others.size() < 5000) {
+    }
+    ASSERT_FALSE(others.back().isConnected()) << "no more are let wait";
     Starting third(runtime(), {.answerWithin = 500});
     EXPECT_EQ(third.line(), "notTaken");
     others.clear();
@@ -196,20 +203,18 @@ struct Holder {
     explicit Holder(const TempFolder& runtime) {
         ::mkdir(QFile::encodeName(runtime.path(u"fetra"_s)), 0700);
         lock = PosixFile::open(runtime.path(u"fetra/instance.lock"_s), O_RDWR | O_CREAT, 0600);
-        const sockaddr_un address = addressOf(runtime.path(u"fetra/instance.socket"_s));
-        if (::flock(lock.number(), LOCK_EX) != 0 ||
-            ::bind(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            throw PosixError::last();
+        if (::flock(lock.number(), LOCK_EX) != 0 || !server->listen(runtime.path(u"fetra/instance.socket"_s)))
+            throw std::runtime_error("cannot be first");
     }
-    /// Comes back when somebody has asked, and hangs up; false when nobody has.
-    [[nodiscard]] bool refusesOne() const {
-        return ::listen(socket.number(), 8) == 0 && runUntil([&] {
-                   return PosixFile::Descriptor(::accept(socket.number(), nullptr, nullptr)).isOpen();
-               });
+    /// Whether somebody asks; hangs up.
+    [[nodiscard]] bool refusesOne() {
+        const bool hasAsked = runUntil([&] { return server->hasPendingConnections(); });
+        delete server->nextPendingConnection();
+        return hasAsked;
     }
 
     PosixFile::Descriptor lock;
-    PosixFile::Descriptor socket{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)};
+    std::unique_ptr<QLocalServer> server = std::make_unique<QLocalServer>();
 };
 
 TEST_F(SingleInstanceTest, WhoWaitsTakesThePlaceOfOneThatEndsAndNotOfOneThatLostTheLocksName) {
@@ -220,6 +225,7 @@ TEST_F(SingleInstanceTest, WhoWaitsTakesThePlaceOfOneThatEndsAndNotOfOneThatLost
         ASSERT_TRUE(ending.refusesOne());
         ASSERT_TRUE(ending.refusesOne()) << "it asks again";
         next.send(SIGSTOP);
+        ending.server.reset();
         std::optional<Starting> other;
         if (isReplaced) {
             ASSERT_TRUE(PosixFile::unlink(folder.path(u"fetra/instance.lock"_s)));
@@ -227,7 +233,6 @@ TEST_F(SingleInstanceTest, WhoWaitsTakesThePlaceOfOneThatEndsAndNotOfOneThatLost
             ASSERT_EQ(other->line(), "first");
         }
         ending.lock = PosixFile::Descriptor();
-        ending.socket = PosixFile::Descriptor();
         next.send(SIGCONT);
         EXPECT_EQ(next.line(), isReplaced ? "handedOver" : "first");
     }
@@ -248,30 +253,28 @@ TEST_F(SingleInstanceTest, ClientsThatSendNoMessageAreDroppedWithoutAnAnswer) {
         instance_.reset();
         ASSERT_NO_FATAL_FAILURE(beFirst({.messageWithin = messageWithin}));
         for (const QByteArray& content : contents) {
-            RawClient client(socket(), content);
-            ASSERT_TRUE(runUntil([&] { return client.hasEnded(); })) << content.left(9).toStdString();
-            EXPECT_EQ(client.answer(), "");
+            Client client(socket(), content);
+            ASSERT_TRUE(client.ends()) << content.left(9).toStdString();
+            EXPECT_EQ(client.readAll(), "");
         }
     }
     {
-        RawClient leaves(socket(), good.first(20));
-        ASSERT_TRUE(runUntil([&] { return leaves.hasSent(); }));
+        Client leaves(socket(), good.first(20));
+        ASSERT_TRUE(leaves.waitForBytesWritten());
     }
     EXPECT_TRUE(heard_.isEmpty());
-    RawClient honest(socket(), good + '\n');
-    ASSERT_TRUE(runUntil([&] { return honest.hasEnded(); }));
-    EXPECT_EQ(honest.answer(), "taken\n");
+    Client honest(socket(), good + '\n');
+    ASSERT_TRUE(honest.ends());
+    EXPECT_EQ(honest.readAll(), "taken\n");
     EXPECT_EQ(heard_.size(), 1);
 }
 
 TEST_F(SingleInstanceTest, AnyNumberOfSilentClientsKeepsNobodyOut) {
     ASSERT_NO_FATAL_FAILURE(beFirst({.messageWithin = 1h, .maxClients = 4}));
-    std::vector<std::unique_ptr<RawClient>> silent;
-    const auto openClients = [&] {
-        return std::ranges::count_if(silent, [](auto& client) { return !client->hasEnded(); });
-    };
+    std::list<Client> silent;
+    const auto openClients = [&] { return std::ranges::count_if(silent, &Client::isConnected); };
     for (int i = 0; i < 40; ++i) {
-        silent.push_back(std::make_unique<RawClient>(socket()));
+        silent.emplace_back(socket());
         QCoreApplication::processEvents();
     }
     EXPECT_TRUE(runUntil([&] { return openClients() == 4; }));
@@ -297,30 +300,28 @@ TEST_F(SingleInstanceTest, StrangersAreNeitherHeardNorToldAnything) {
         int status = -1;
         return runUntil([&] { return ::waitpid(child, &status, WNOHANG) == child; }) && status == 0;
     };
-    const auto hears = [](int connection) {
-        char byte = 0;
-        return ::recv(connection, &byte, 1, 0) > 0;
-    };
+    const auto hears = [](QLocalSocket& connection) { return connection.waitForReadyRead(5000); };
     {
-        const Holder held(folder_);
+        Holder held(folder_);
         const pid_t child = asStranger([&] {
-            pollfd asked{.fd = held.socket.number(), .events = POLLIN, .revents = 0};
-            return ::listen(asked.fd, 1) == 0 && ::poll(&asked, 1, -1) == 1 &&
-                   !hears(::accept(asked.fd, nullptr, nullptr));
+            // From now on its credentials are those of the socket.
+            return ::listen(static_cast<int>(held.server->socketDescriptor()), 1) == 0 &&
+                   ::raise(SIGSTOP) == 0 && held.server->waitForNewConnection(10'000) &&
+                   !hears(*held.server->nextPendingConnection());
         });
+        ASSERT_EQ(::waitpid(child, nullptr, WUNTRACED), child);
+        ::kill(child, SIGCONT);
         SingleInstance second(runtime(), {.answerWithin = 300ms});
         EXPECT_EQ(second.start({}), Start::notTaken);
+        held.server->close();
         EXPECT_TRUE(endsWell(child)) << "it was sent something";
     }
     ASSERT_NO_FATAL_FAILURE(beFirst({}));
     for (const QString& path : {runtime(), runtime() + u"/fetra"_s, socket()})
         ASSERT_EQ(::chmod(QFile::encodeName(path), 0777), 0);
     EXPECT_TRUE(endsWell(asStranger([&] {
-        const QByteArray message = Handover{}.encoded() + '\n';
-        const int number = connectTo(socket());
-        static_cast<void>(
-            !::send(number, message.constData(), static_cast<size_t>(message.size()), MSG_NOSIGNAL));
-        return number >= 0 && !hears(number);
+        Client client(socket(), Handover{}.encoded() + '\n');
+        return client.isConnected() && !hears(client);
     }))) << "even when all doors are open";
     EXPECT_TRUE(heard_.isEmpty());
 }
