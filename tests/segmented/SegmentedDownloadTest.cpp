@@ -92,7 +92,7 @@ EngineRun::EngineRun(SegmentedDownloadTest& test, SegmentedConfig config)
     }())
     , path_(makePartial(test.folder, config_))
     , content_(fileBytes(config_.total.value_or(sizeOfUnknown) + surplus))
-    , sink_(path_, std::nullopt, false)
+    , sink_(path_, std::nullopt, FileSink::Existing::welcome)
     , startedAt_(test.clock.seconds()) {
     HostLimits::forget(config_.sources.front().host());
     const auto keep = [this](const DownloadProgress& progress) {
