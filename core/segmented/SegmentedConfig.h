@@ -2,6 +2,7 @@
 
 #include "transfer/DownloadOptions.h"
 #include "transfer/ResumeStore.h"
+#include "transfer/Validators.h"
 
 #include <QList>
 #include <QString>
@@ -18,6 +19,8 @@ struct SegmentedConfig {
     QList<QUrl> sources;
     /// For each entry of `sources` the same server's address as it was requested, before redirects.
     QList<QUrl> originals;
+    /// For each entry of `sources` what that server named when it was asked about the file.
+    QList<Validators> validators;
     /// Size of the file in bytes, when known.
     std::optional<qint64> total;
     /// The server honours byte ranges.
@@ -26,8 +29,6 @@ struct SegmentedConfig {
     QString sidecarPath;
     /// What resume records say about the file.
     QString recordURL;
-    std::optional<QString> etag;
-    std::optional<QString> lastModified;
     /// From a validated record, to continue from.
     std::optional<QList<ResumeRecord::Seg>> resumeSegments;
 };

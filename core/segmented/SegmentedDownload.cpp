@@ -32,7 +32,7 @@ SegmentedDownload::SegmentedDownload(SegmentedConfig config, FileSink& sink, Pro
     , progress_(std::move(progress))
     , services_(services)
     , laneLimit_(cfg_.ranged ? cfg_.options.connections : 1)
-    , validators_(cfg_.sources.size(), cfg_.etag, cfg_.lastModified)
+    , validators_(cfg_.validators)
     , total_(cfg_.total)
     , meter_(SpeedMeter::engineAlpha, 0, services_.clock.now())
     , lastSave_(services_.clock.now()) {}

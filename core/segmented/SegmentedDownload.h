@@ -4,12 +4,12 @@
 #include "segmented/EngineServices.h"
 #include "segmented/Segment.h"
 #include "segmented/SegmentedConfig.h"
-#include "segmented/SourceValidators.h"
 #include "segmented/SpeedMeter.h"
 #include "system/SerialQueue.h"
 #include "transfer/DownloadError.h"
 #include "transfer/DownloadProgress.h"
 #include "transfer/FileSink.h"
+#include "transfer/Validators.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -35,7 +35,7 @@ public:
     using ProgressHandler = std::function<void(const DownloadProgress&)>;
 
     /// Neither opens sessions nor sends anything. `sink` is open; the engine closes it. `config` has at least
-    /// one source, as many originals, and options within their ranges.
+    /// one source, as many originals and validators, and options within their ranges.
     SegmentedDownload(SegmentedConfig config, FileSink& sink, ProgressHandler progress,
                       const EngineServices& services);
     ~SegmentedDownload() override;
@@ -85,6 +85,7 @@ private:
     [[nodiscard]] HTTPDisposition judgePartialLocked(Segment& segment, const HTTPResponse& response);
     [[nodiscard]] HTTPDisposition judgeFullBodyLocked(Segment& segment, const HTTPResponse& response);
     [[nodiscard]] HTTPDisposition judgeUnrangedLocked(Segment& segment, const HTTPResponse& response);
+    [[nodiscard]] bool isSameVersionLocked(const Segment& segment, const HTTPResponse& response);
     [[nodiscard]] HTTPDisposition refuseLocked(Segment& segment, const HTTPResponse& response);
     [[nodiscard]] HTTPDisposition endLocked(const DownloadError& error);
     void rewindLocked(Segment& segment);
@@ -122,7 +123,8 @@ private:
     std::unordered_map<quint64, Segment*> byTask_;
     qint64 nextId_ = 0;
     qsizetype sourceCursor_ = 0;
-    SourceValidators validators_;
+    /// For each source; answers must agree with them.
+    QList<Validators> validators_;
 
     std::optional<qint64> total_;
     /// Bytes held in the file, those in it when the run began included: the sum of what the segments have

@@ -59,11 +59,11 @@ HTTPDisposition SegmentedDownload::judgeRangedLocked(Segment& segment, const HTT
 HTTPDisposition SegmentedDownload::judgePartialLocked(Segment& segment, const HTTPResponse& response) {
     if (!isRangeFrom(response.headers.value("Content-Range"), segment.current, total_))
         return refuseLocked(segment, response);
-    if (validators_.agree(segment.source, response))
+    if (isSameVersionLocked(segment, response))
         return HTTPDisposition::allow;
     // A server that names every answer differently can still be read in one stream, as long as nothing is
-    // lost by it.
-    if (received_ == 0)
+    // lost by it. A mirror is done without.
+    if (received_ == 0 && segment.source == 0)
         return endLocked(DownloadError::rangeNotHonored());
     return refuseLocked(segment, response);
 }
@@ -72,7 +72,7 @@ HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const H
     const qint64 length = response.expectedLength;
     const bool fits = segment.isOpen() || length == segment.end - segment.start + 1;
     const bool alone = segments_.size() == 1 && (fits || length < 0);
-    if (segment.start != 0 || !((alone || fits) && validators_.agree(segment.source, response)))
+    if (segment.start != 0 || !((alone || fits) && isSameVersionLocked(segment, response)))
         return endLocked(DownloadError::rangeNotHonored());
     rewindLocked(segment);
     segment.fullBody = true;
@@ -81,6 +81,10 @@ HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const H
 
 HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const HTTPResponse& response) {
     if (response.status < 200 || response.status > 299)
+        return refuseLocked(segment, response);
+    // What the primary serves now is the file, whatever it named before. A mirror has shown only one version
+    // to be the same.
+    if (segment.source != 0 && !isSameVersionLocked(segment, response))
         return refuseLocked(segment, response);
     const qint64 length = response.expectedLength;
     // A range that nobody asked for is taken only when it is the whole file.
@@ -100,6 +104,10 @@ HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const H
         return endLocked(DownloadError::sizeMismatch(segment.end - segment.start + 1, length));
     }
     return HTTPDisposition::allow;
+}
+
+bool SegmentedDownload::isSameVersionLocked(const Segment& segment, const HTTPResponse& response) {
+    return validators_[segment.source].agree(Validators::of(response));
 }
 
 HTTPDisposition SegmentedDownload::refuseLocked(Segment& segment, const HTTPResponse& response) {

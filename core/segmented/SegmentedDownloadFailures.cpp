@@ -195,8 +195,8 @@ std::optional<ResumeRecord> SegmentedDownload::recordLocked() const {
     ResumeRecord record;
     record.url = cfg_.recordURL;
     record.totalSize = *total_;
-    record.etag = cfg_.etag;
-    record.lastModified = cfg_.lastModified;
+    record.etag = cfg_.validators.front().etag;
+    record.lastModified = cfg_.validators.front().lastModified;
     record.segments.reserve(static_cast<qsizetype>(segments_.size()));
     for (const std::unique_ptr<Segment>& segment : segments_) {
         record.segments.append({.start = segment->start,

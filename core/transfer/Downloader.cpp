@@ -72,10 +72,12 @@ DownloadResult Downloader::run(const DownloadRequest& request) {
     SegmentedConfig config;
     config.sources = {info.finalURL};
     config.originals = {request.url};
+    config.validators = {{.etag = info.etag, .lastModified = info.lastModified}};
     if (info.acceptsRanges && info.totalSize.value_or(0) >= 1 && !request.mirrors.isEmpty()) {
         for (const Mirrors::Admitted& mirror : Mirrors::admit(request.mirrors, info, *session, options_)) {
             config.sources.append(mirror.resolved);
             config.originals.append(mirror.original);
+            config.validators.append(mirror.validators);
         }
     }
 
@@ -90,8 +92,6 @@ DownloadResult Downloader::run(const DownloadRequest& request) {
         config.options = options_;
         config.sidecarPath = reservation.sidecarPath;
         config.recordURL = absoluteString(request.url);
-        config.etag = info.etag;
-        config.lastModified = info.lastModified;
         config.resumeSegments = reservation.resumeSegments;
         outcome = transfer(config, reservation, request.progress);
     } else {

@@ -102,8 +102,8 @@ QList<ByteRange> sampleRanges(qint64 total) {
             {.first = total - sampleSize, .last = total - 1}};
 }
 
-QByteArray fingerprint(const QUrl& url, qint64 total, HTTPSession& session, const DownloadOptions& options) {
-    QByteArray sampled;
+Fingerprint fingerprint(const QUrl& url, qint64 total, HTTPSession& session, const DownloadOptions& options) {
+    Fingerprint sampled;
     for (const ByteRange& range : sampleRanges(total)) {
         const qint64 length = range.last - range.first + 1;
         HTTPRequest question = request(url, options);
@@ -115,7 +115,8 @@ QByteArray fingerprint(const QUrl& url, qint64 total, HTTPSession& session, cons
         if (answer.response.status != 206 || !value || contentRangeStart(*value) != range.first ||
             answer.body.size() != length)
             throw DownloadError::badStatus(answer.response.status);
-        sampled += answer.body;
+        sampled.bytes += answer.body;
+        sampled.named.push_back(Validators::of(answer.response));
     }
     return sampled;
 }

@@ -3,11 +3,13 @@
 #include "http/HTTPSession.h"
 #include "transfer/DownloadOptions.h"
 #include "transfer/RemoteInfo.h"
+#include "transfer/Validators.h"
 
 #include <QByteArray>
 #include <QList>
 
 #include <optional>
+#include <vector>
 
 namespace fetra {
 
@@ -33,9 +35,16 @@ struct ByteRange {
 
 /// The ranges that stand for a file of `total` bytes: first, middle and last 16 KiB, or all of a small file.
 [[nodiscard]] QList<ByteRange> sampleRanges(qint64 total);
-/// The bytes of the sample ranges, at most 48 KiB. Throws `badStatus` when a range is not answered exactly.
-[[nodiscard]] QByteArray fingerprint(const QUrl& url, qint64 total, HTTPSession& session,
-                                     const DownloadOptions& options);
+struct Fingerprint {
+    /// The bytes of the sample ranges, at most 48 KiB.
+    QByteArray bytes;
+    /// What each answer named, in their order.
+    std::vector<Validators> named;
+};
+
+/// Asks for the sample ranges one after another. Throws `badStatus` when a range is not answered exactly.
+[[nodiscard]] Fingerprint fingerprint(const QUrl& url, qint64 total, HTTPSession& session,
+                                      const DownloadOptions& options);
 
 /// The parts of a "Content-Range" value, such as "bytes 0-99/1234"; nothing for what is absent or does not
 /// parse.

@@ -6,6 +6,7 @@
 #include "transfer/DownloadError.h"
 #include "transfer/HTTPProbe.h"
 
+#include <algorithm>
 #include <future>
 #include <optional>
 #include <vector>
@@ -19,7 +20,11 @@ namespace {
 struct Check {
     /// Present when the mirror has ranges and the right size.
     std::optional<QUrl> resolved;
-    std::optional<QByteArray> fingerprint;
+    /// Present when the samples were answered.
+    std::optional<QByteArray> sampled;
+    Validators validators;
+    /// No answer spoke of another version than those before it.
+    bool steady = true;
 };
 
 /// What `question` answers, or nothing when the server fails it.
@@ -47,12 +52,18 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
         Check result;
         if (answer && answer->acceptsRanges && answer->totalSize == info.totalSize) {
             result.resolved = answer->finalURL;
-            result.fingerprint = fingerprintOf(answer->finalURL);
+            result.validators = {.etag = answer->etag, .lastModified = answer->lastModified};
+            if (const auto fingerprint = fingerprintOf(answer->finalURL)) {
+                result.sampled = fingerprint->bytes;
+                result.steady = std::ranges::all_of(fingerprint->named, [&](const Validators& named) {
+                    return result.validators.agree(named);
+                });
+            }
         }
         return result;
     };
 
-    const std::optional<QByteArray> primary = fingerprintOf(info.finalURL);
+    const auto primary = fingerprintOf(info.finalURL);
     std::vector<std::future<Check>> checks;
     for (const QUrl& mirror : mirrors)
         checks.push_back(std::async(std::launch::async, check, mirror));
@@ -65,13 +76,18 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
             Log::warn([&] {
                 return u"mirror skipped, size or range support differs: "_s + presentableString(mirror);
             });
-        } else if (!primary || result.fingerprint != primary) {
+        } else if (!primary || result.sampled != primary->bytes) {
             Log::warn([&] {
                 return u"mirror skipped, sampled bytes differ from the primary: "_s +
                        presentableString(mirror);
             });
+        } else if (!result.steady) {
+            Log::warn([&] {
+                return u"mirror skipped, it changed while it was sampled: "_s + presentableString(mirror);
+            });
         } else {
-            admitted.append({.original = mirror, .resolved = *result.resolved});
+            admitted.append(
+                {.original = mirror, .resolved = *result.resolved, .validators = result.validators});
         }
     }
     return admitted;

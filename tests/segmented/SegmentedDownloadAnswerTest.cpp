@@ -46,8 +46,7 @@ protected:
 
     static SegmentedConfig twoSegments() {
         SegmentedConfig config = rangedConfig(1'000, 2);
-        config.etag = u"\"v1\""_s;
-        config.lastModified = u"Monday"_s;
+        config.validators = {{.etag = u"\"v1\""_s, .lastModified = u"Monday"_s}};
         return config;
     }
 };
@@ -121,6 +120,36 @@ TEST_F(SegmentedDownloadAnswerTest, ServersAreComparedWithWhatTheyThemselvesSaid
     EXPECT_EQ(answer(1, "\"mirror\""), HTTPDisposition::allow);
     EXPECT_EQ(answer(2, "\"mirror\""), HTTPDisposition::cancel);
     EXPECT_EQ(answer(3, "\"v1\""), HTTPDisposition::cancel);
+}
+
+TEST_F(SegmentedDownloadAnswerTest, AMirrorThatTurnsToAnotherVersionIsDoneWithout) {
+    for (const bool ranged : {true, false}) {
+        SCOPED_TRACE(ranged ? "ranged" : "stream");
+        SegmentedConfig config = twoSegments();
+        setSources(config, 2);
+        config.ranged = ranged;
+        config.validators.back().etag = u"\"mirror\""_s;
+        StartedRun run(*this, config);
+        if (!ranged) {
+            ASSERT_EQ(run.task(0).respond(head(500, 0)), HTTPDisposition::cancel);
+            run.http.pump();
+            run.at(10);
+        }
+        ASSERT_EQ(run.lastTask().request().url.host(), u"s1.test"_s);
+        HTTPResponse changed = run.honestHead(run.lastTask());
+        changed.headers.set("ETag", "\"changed\"");
+        // Nothing is held yet: that would be the end of the run if the primary answered so.
+        EXPECT_EQ(run.lastTask().respond(changed), HTTPDisposition::cancel);
+        run.http.pump();
+        run.at(20);
+        EXPECT_EQ(run.lastTask().request().url.host(), u"s0.test"_s);
+        if (!ranged) {
+            EXPECT_EQ(run.lastTask().respond(changed), HTTPDisposition::allow);
+        }
+        run.serveAll();
+        EXPECT_TRUE(run.outcome());
+        EXPECT_EQ(run.file(), fileBytes(1'000));
+    }
 }
 
 TEST_F(SegmentedDownloadAnswerTest, TheWholeFileIsTakenOnlyWhereItFits) {

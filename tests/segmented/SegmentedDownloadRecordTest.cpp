@@ -68,8 +68,7 @@ TEST_F(SegmentedDownloadRecordTest, SaysAllThatALaterRunNeeds) {
     SegmentedConfig config = rangedConfig(1'000, 3);
     config.options.dynamicSplit = true;
     config.resumeSegments = Segments{{0, 399, 0}, {400, 979, 500}, {980, 999, 980}};
-    config.etag = u"W/\"tag\""_s;
-    config.lastModified = u"Monday"_s;
+    config.validators = {{.etag = u"W/\"tag\""_s, .lastModified = u"Monday"_s}};
     StartedRun run(*this, config);
     run.serve(run.task(2));
     run.send(run.task(1), 20);

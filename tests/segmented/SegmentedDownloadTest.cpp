@@ -70,6 +70,7 @@ SegmentedConfig unrangedConfig(std::optional<qint64> total) {
 void setSources(SegmentedConfig& config, int count) {
     config.sources.clear();
     config.originals.clear();
+    config.validators.resize(count);
     for (int i = 0; i < count; ++i) {
         config.sources.append(QUrl(u"http://s%1.test/file"_s.arg(i)));
         config.originals.append(QUrl(u"http://o%1.test/file"_s.arg(i)));

@@ -155,11 +155,12 @@ TEST_F(HTTPProbeServerTest, AProbeDoesNotReadTheBody) {
 TEST_F(HTTPProbeServerTest, TheFingerprintIsTheSampledBytes) {
     const QByteArray content = testContent(100'000);
     server.setHandler(serve(ServerFile{.content = content}));
-    const QByteArray bytes =
+    const HTTPProbe::Fingerprint fingerprint =
         HTTPProbe::fingerprint(server.url(), content.size(), *session, DownloadOptions());
-    EXPECT_EQ(bytes, content.first(sample) + content.sliced(50'000, sample) + content.last(sample));
+    EXPECT_EQ(fingerprint.bytes,
+              content.first(sample) + content.sliced(50'000, sample) + content.last(sample));
     EXPECT_EQ(server.maxSimultaneousExchanges(), 1);
-    EXPECT_EQ(HTTPProbe::fingerprint(server.url(), 0, *session, DownloadOptions()), QByteArray());
+    EXPECT_EQ(HTTPProbe::fingerprint(server.url(), 0, *session, DownloadOptions()).bytes, QByteArray());
     EXPECT_EQ(server.requests(), 3);
 }
 

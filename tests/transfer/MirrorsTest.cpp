@@ -34,6 +34,10 @@ protected:
         return u"[WRN] mirror skipped, sampled bytes differ from the primary: "_s +
                url.toString(QUrl::FullyEncoded) + u'\n';
     }
+    static QString changedMeanwhile(const QUrl& url) {
+        return u"[WRN] mirror skipped, it changed while it was sampled: "_s +
+               url.toString(QUrl::FullyEncoded) + u'\n';
+    }
 
     ScriptedServer& primary = server;
     ScriptedServer mirror;
@@ -58,14 +62,26 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
         damaged.content = withDamage(file.content, offset, 1);
         return damaged;
     };
-    enum class Verdict { Admitted, Differs, SampledBytesDiffer };
+    enum class Verdict { Admitted, Differs, SampledBytesDiffer, Changed };
     ServerFile otherTags = file.withETag("\"mirror\"");
     otherTags.lastModified.clear();
     const auto samples = [this](const Lies& lies) { return serve(file, lies, {.what = What::Data}); };
+    const auto turnsTo = [this](const ServerFile& other, qint64 honestSamples) {
+        return FileScript{
+            .file = other,
+            .rules = {{.when = {.what = What::Probe}, .lies = {.file = file}},
+                      {.when = {.what = What::Data, .last = honestSamples}, .lies = {.file = file}}}}
+            .handler();
+    };
     using enum Verdict;
     const std::tuple<const char*, Handler, Verdict> rows[] = {
         {"honest", serve(file), Admitted},
         {"other validators", serve(otherTags), Admitted},
+        {"no validators", serve(file.withoutValidators()), Admitted},
+        {"another tag in every answer", serve(file, {.freshETag = true}), Admitted},
+        {"the same without a date", serve(otherTags, {.freshETag = true}), Changed},
+        {"other validators from the first sample on", turnsTo(otherTags, 0), Changed},
+        {"other validators in the last sample", turnsTo(otherTags, 2), Changed},
         {"slow to answer", serve(file, {.latency = 300ms}), Admitted},
         {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Differs},
         {"no ranges", serve(file, {.ignoreRange = true}), Differs},
@@ -93,6 +109,7 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
         EXPECT_EQ(bytesAskedOf(mirror) > asked, verdict == Admitted);
         EXPECT_EQ(log, verdict == Admitted  ? QString()
                        : verdict == Differs ? differs(url)
+                       : verdict == Changed ? changedMeanwhile(url)
                                             : sampledBytesDiffer(url));
         ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
     }
@@ -160,20 +177,27 @@ TEST_F(MirrorsTest, GoesOnWithTheOthersWhenOneFails) {
         {"changes", {.file = changed}},
         {"compresses", {.contentEncoding = "gzip"}},
     };
+    // So late that the mirror's first answer comes before any data.
+    const Lies slow{.latency = 50ms, .totalBytesPerSecond = 1e7};
+    DownloadOptions options = impatient(4);
+    options.minSegmentSize = fileSize / 8;
     for (const auto& [name, lies] : rows) {
-        SCOPED_TRACE(name);
-        // Three samples and one stretch of data are honest, but for its end.
-        mirror.setHandler(FileScript{
-            .file = file,
-            .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
-                      {.when = {.what = What::Data, .last = 4}, .lies = {.cut = Cut{.at = 100'000}}},
-                      {.when = {.what = What::Data}, .lies = lies}}}
-                              .handler());
-        primary.setHandler(throttled(file));
-        const Ending ending = run({mirror.url("/f.bin")}, impatient(4));
-        ASSERT_EQ(ending.words, u"complete"_s);
-        EXPECT_EQ(ending.result->mirrorsUsed, 2);
-        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+        // Three samples are honest, and then perhaps one stretch of data, but for its end.
+        for (const qint64 honest : {3, 4}) {
+            SCOPED_TRACE(::testing::Message() << name << " after " << honest);
+            mirror.setHandler(FileScript{
+                .file = file,
+                .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
+                          {.when = {.what = What::Data, .last = honest}, .lies = {.cut = Cut{.at = 100'000}}},
+                          {.when = {.what = What::Data}, .lies = lies}}}
+                                  .handler());
+            primary.setHandler(serve(file, slow, {.what = What::Data}));
+            const Ending ending = run({mirror.url("/f.bin")}, options);
+            ASSERT_EQ(ending.words, u"complete"_s);
+            EXPECT_EQ(ending.result->mirrorsUsed, 2);
+            EXPECT_EQ(log, QString());
+            ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+        }
     }
 }
 

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "http/HTTPMessage.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace fetra {
+
+/// The "ETag" and "Last-Modified" that one server puts on a file, verbatim, so that bytes of two versions are
+/// never mixed. Servers are compared with themselves only: mirrors name the same bytes differently. A plain
+/// value.
+struct Validators {
+    std::optional<QString> etag = {};
+    std::optional<QString> lastModified = {};
+
+    [[nodiscard]] static Validators of(const HTTPResponse& response);
+
+    /// Whether `seen`, of a later answer, speaks of the same version. Equal tags settle it. Different ones
+    /// need an equal date to be believed, since the machines behind one name often disagree on tags. Where
+    /// nothing was named before, `seen` is believed and becomes what later answers are compared with.
+    [[nodiscard]] bool agree(const Validators& seen);
+
+    bool operator==(const Validators&) const = default;
+};
+
+} // namespace fetra
