@@ -10,6 +10,11 @@
 
 #include <cmath>
 
+/// A library's resources are not there by themselves. Outside any namespace, as the macro wants it.
+static void initSymbols() {
+    Q_INIT_RESOURCE(symbols);
+}
+
 namespace fetra::Symbol {
 
 using namespace Qt::StringLiterals;
@@ -51,6 +56,7 @@ private:
 };
 
 QByteArray drawing(const QString& name, const QColor& color) {
+    initSymbols();
     QFile file(u":/symbols/%1.svg"_s.arg(name));
     if (!file.open(QIODevice::ReadOnly))
         return {};

@@ -1,0 +1,78 @@
+#include "app/Application.h"
+
+#include "app/desktop/Handover.h"
+
+#include <QGuiApplication>
+
+namespace fetra {
+
+namespace {
+
+/// `quit` would ask the windows once more whether they may close.
+void end() {
+    QCoreApplication::exit();
+}
+
+} // namespace
+
+Application::Application(const Setup& setup, RunnerFactory& runners, const Clock& clock)
+    : pasteboard_(*QGuiApplication::clipboard())
+    , manager_(setup.manager, runners)
+    , model_(manager_,
+             {pasteboard_, preferences_, notifications_, badge_, workspace_, panels_, alerts_, *this, tray_},
+             clock)
+    , delegate_(setup.appBundle)
+    , commands_(model_)
+    , window_({.model = model_,
+               .commands = commands_,
+               .preferences = preferences_,
+               .appBundle = setup.appBundle,
+               .quit = [this] { quit(); }})
+    , extra_(model_, commands_, tray_, [this] { quit(); }) {
+    delegate_.setModel(&model_);
+    connect(&delegate_, &AppDelegate::terminationReplied, this, [](bool mayTerminate) {
+        if (mayTerminate)
+            end();
+    });
+    connect(qGuiApp, &QCoreApplication::aboutToQuit, this, [this] { delegate_.applicationWillTerminate(); });
+    connect(&tray_, &StatusTray::changed, &extra_, &MenuBarExtra::renew);
+    window_.setCloseHandler([this] {
+        const bool ends = delegate_.applicationShouldTerminateAfterLastWindowClosed();
+        if (ends)
+            quit();
+        return !ends;
+    });
+}
+
+Application::~Application() {
+    delegate_.setModel(nullptr);
+}
+
+void Application::launch() {
+    delegate_.applicationWillFinishLaunching();
+    openMain();
+    delegate_.applicationDidFinishLaunching();
+}
+
+void Application::open(const Handover& handover) {
+    openMain();
+    delegate_.application(handover.opened);
+}
+
+void Application::quit() {
+    if (delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now)
+        end();
+}
+
+void Application::quitUnasked() {
+    // Whoever asks twice does not want to wait.
+    const bool isAskedAgain = model_.isTerminating();
+    if (isAskedAgain || delegate_.terminateUnasked() == AppDelegate::TerminateReply::now)
+        end();
+}
+
+void Application::openMain() {
+    window_.present();
+}
+
+} // namespace fetra
