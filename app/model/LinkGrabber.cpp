@@ -64,6 +64,7 @@ void LinkGrabber::setChecked(const QList<QUrl>& links, bool isChecked) {
 
 void LinkGrabber::setDirectory(const QUrl& directory) {
     assign(directory_, directory, Field::directory);
+    setErrorMessage(std::nullopt);
 }
 
 void LinkGrabber::setConnections(qint64 count) {

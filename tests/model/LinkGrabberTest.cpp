@@ -153,10 +153,14 @@ TEST_F(LinkGrabberTest, AddsOnlyToAFolderItCanWriteTo) {
         EXPECT_TRUE(model().grabber());
     }
     LinkGrabber grabber(model(), link(u"a"_s));
+    grabber.setDirectory(file(u"missing"_s));
+    grabber.add(true);
+    ASSERT_TRUE(grabber.errorMessage());
     grabber.chooseDirectory();
     EXPECT_EQ(fake.panels.shown.at(0).title, u"Choose Download Folder"_s);
     EXPECT_EQ(fake.panels.shown.at(0).start, grabber.directory());
     fake.panels.choose({QUrl::fromLocalFile(folder.path())});
+    EXPECT_EQ(grabber.errorMessage(), std::nullopt);
     model().setTerminating(true);
     grabber.add(true);
     EXPECT_TRUE(manager().items().isEmpty());
