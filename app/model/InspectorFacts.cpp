@@ -37,9 +37,13 @@ SegmentState stateOf(const DownloadItem& item, const SegmentSnapshot& segment) {
 
 } // namespace
 
-QString percentText(double fraction) {
+int percent(double fraction) {
     constexpr double roundingError = 1e-9;
-    return Texts::tr("%1%").arg(static_cast<int>(fraction * 100 + roundingError));
+    return static_cast<int>(fraction * 100 + roundingError);
+}
+
+QString percentText(double fraction) {
+    return Texts::tr("%1%").arg(percent(fraction));
 }
 
 QString sourceHost(const DownloadItem& item) {

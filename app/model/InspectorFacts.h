@@ -29,7 +29,9 @@ struct SegmentFacts {
     SegmentState state = SegmentState::waiting;
 };
 
-/// Rounded down, so that only what is whole says "100%". `fraction` from 0 to 1.
+/// Rounded down, so that only what is whole is 100. `fraction` from 0 to 1.
+[[nodiscard]] int percent(double fraction);
+/// For example "40%".
 [[nodiscard]] QString percentText(double fraction);
 /// Where it comes from, in a word: "magnet", or the host of its address.
 [[nodiscard]] QString sourceHost(const DownloadItem& item);

@@ -22,12 +22,6 @@ namespace {
 constexpr qsizetype maxFollowedRows = 100;
 constexpr int nameSection = static_cast<int>(DownloadColumn::name);
 
-QColor mixed(const QColor& over, const QColor& under, float share) {
-    return QColor::fromRgbF(over.redF() * share + under.redF() * (1 - share),
-                            over.greenF() * share + under.greenF() * (1 - share),
-                            over.blueF() * share + under.blueF() * (1 - share));
-}
-
 } // namespace
 
 DownloadTable::DownloadTable(AppModel& model, QWidget* parent)
@@ -276,15 +270,15 @@ void DownloadTable::drawRow(QPainter* painter, const QStyleOptionViewItem& optio
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
     if (isSelected || isHovered) {
-        painter->setBrush(
-            isSelected ? palette().color(group, QPalette::Highlight)
-                       : mixed(palette().color(QPalette::Text), palette().color(QPalette::Base), 0.05F));
+        painter->setBrush(isSelected ? palette().color(group, QPalette::Highlight)
+                                     : Theme::mixed(palette().color(QPalette::Text),
+                                                    palette().color(QPalette::Base), 0.05));
         painter->drawRoundedRect(plate, Theme::radius, Theme::radius);
     }
     if (hasFocus() && index.row() == currentIndex().row()) {
         painter->setBrush(Qt::NoBrush);
-        painter->setPen(QPen(isSelected ? mixed(palette().color(group, QPalette::HighlightedText),
-                                                palette().color(group, QPalette::Highlight), 0.5F)
+        painter->setPen(QPen(isSelected ? Theme::mixed(palette().color(group, QPalette::HighlightedText),
+                                                       palette().color(group, QPalette::Highlight), 0.5F)
                                         : Theme::accent(palette()),
                              1));
         painter->drawRoundedRect(plate.adjusted(1.5, 1.5, -1.5, -1.5), Theme::radius - 1.5,

@@ -1,5 +1,6 @@
 #include "app/views/ItemPainting.h"
 
+#include "app/model/InspectorFacts.h"
 #include "app/views/Theme.h"
 
 #include <QApplication>
@@ -72,7 +73,7 @@ void paintSegmentBar(QPainter& painter, const QRectF& rect, const DownloadItem& 
 }
 
 QString segmentBarValue(const DownloadItem& item) {
-    const int percent = static_cast<int>(item.fraction() * 100);
+    const int percent = InspectorFacts::percent(item.fraction());
     if (!item.isActive())
         return QCoreApplication::translate("SegmentBar", "%1 percent").arg(percent);
     return QCoreApplication::translate("SegmentBar", "%1 percent, %2 of %3")

@@ -3,40 +3,35 @@
 #include <QEvent>
 #include <QWidget>
 
-#include <algorithm>
+#include <chrono>
+
+using namespace std::chrono_literals;
 
 namespace fetra {
-
-namespace {
-
-constexpr qint64 millisecondsBetween = 250;
-
-} // namespace
 
 RefreshPace::RefreshPace(QWidget& widget, std::function<void()> refresh)
     : QObject(&widget)
     , widget_(widget)
-    , refresh_(std::move(refresh)) {
-    timer_.setSingleShot(true);
-    timer_.callOnTimeout(this, &RefreshPace::hurry);
+    , refresh_(std::move(refresh))
+    , throttle_(250ms, [this] { this->refresh(); }) {
     widget_.installEventFilter(this);
 }
 
 void RefreshPace::request() {
     isDue_ = true;
-    if (!widget_.isVisible() || timer_.isActive())
-        return;
-    const qint64 passed = sinceLast_.isValid() ? sinceLast_.elapsed() : millisecondsBetween;
-    timer_.start(static_cast<int>(std::max<qint64>(0, millisecondsBetween - passed)));
+    if (widget_.isVisible())
+        throttle_.request();
 }
 
 void RefreshPace::hurry() {
-    isDue_ = true;
-    timer_.stop();
+    request();
+    throttle_.flush();
+}
+
+void RefreshPace::refresh() {
     if (!widget_.isVisible())
         return;
     isDue_ = false;
-    sinceLast_.start();
     refresh_();
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QElapsedTimer>
+#include "app/views/Throttle.h"
+
 #include <QObject>
-#include <QTimer>
 
 #include <functional>
 
@@ -26,10 +26,11 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void refresh();
+
     QWidget& widget_;
     const std::function<void()> refresh_;
-    QTimer timer_;
-    QElapsedTimer sinceLast_;
+    Throttle throttle_;
     bool isDue_ = false;
 };
 

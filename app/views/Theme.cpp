@@ -27,12 +27,6 @@ const StatusLook& lookOf(DownloadStatus status) {
     return looks.at(static_cast<size_t>(status));
 }
 
-QColor mixed(const QColor& over, const QColor& under, qreal share) {
-    const auto mix = [share](float a, float b) { return static_cast<float>(a * share + b * (1 - share)); };
-    return QColor::fromRgbF(mix(over.redF(), under.redF()), mix(over.greenF(), under.greenF()),
-                            mix(over.blueF(), under.blueF()));
-}
-
 QColor text(const QPalette& palette) {
     return palette.color(QPalette::WindowText);
 }
@@ -74,6 +68,12 @@ QColor statusColor(DownloadStatus status, const QPalette& palette) {
 
 QColor statusFill(DownloadStatus status, const QPalette& palette) {
     return mixed(statusColor(status, palette), background(palette), 0.13);
+}
+
+QColor mixed(const QColor& over, const QColor& under, qreal share) {
+    const auto mix = [share](float a, float b) { return static_cast<float>(a * share + b * (1 - share)); };
+    return QColor::fromRgbF(mix(over.redF(), under.redF()), mix(over.greenF(), under.greenF()),
+                            mix(over.blueF(), under.blueF()));
 }
 
 QFont smaller(const QFont& font) {

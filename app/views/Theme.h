@@ -33,6 +33,9 @@ inline constexpr qreal radius = 6;
 [[nodiscard]] QColor statusColor(DownloadStatus status, const QPalette& palette);
 [[nodiscard]] QColor statusFill(DownloadStatus status, const QPalette& palette);
 
+/// `share` of `over`, and of `under` the rest; 0 to 1.
+[[nodiscard]] QColor mixed(const QColor& over, const QColor& under, qreal share);
+
 /// One step smaller than `font`.
 [[nodiscard]] QFont smaller(const QFont& font);
 [[nodiscard]] QFont bold(const QFont& font);
