@@ -109,7 +109,7 @@ void AppModel::tick() {
     history_.sample(manager_, QDateTime::currentDateTimeUtc());
     clipboard_.poll(manager_, settings_.isOn(AppSettings::watchClipboard));
     desktop_.badge.show(manager_.activeCount());
-    finder_.trim(manager_.items());
+    finder_.prepare(manager_.items());
     pruneSelection();
 }
 

@@ -12,8 +12,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Between texts that are searched at once: nobody can type it.
-constexpr QChar border(u'\uffff');
+/// Between texts that are searched at once: what one line is searched for does not hold it.
+constexpr QChar border = u'\n';
+/// Well below a tick's time, whatever the names are.
+constexpr qsizetype preparedAtOnce = 500;
 
 bool isMark(QChar character) {
     return character.category() == QChar::Mark_NonSpacing;
@@ -48,6 +50,7 @@ QList<DownloadManager::Item> DownloadSearch::matching(const QList<DownloadManage
     const QString wanted = query.trimmed();
     if (wanted.isEmpty())
         return items;
+    entries_.reserve(items.size());
     const QStringMatcher matcher(folded(wanted));
     QList<DownloadManager::Item> found;
     for (const DownloadManager::Item& item : items)
@@ -56,9 +59,17 @@ QList<DownloadManager::Item> DownloadSearch::matching(const QList<DownloadManage
     return found;
 }
 
-void DownloadSearch::trim(const QList<DownloadManager::Item>& items) {
-    if (entries_.size() <= items.size())
-        return;
+void DownloadSearch::prepare(const QList<DownloadManager::Item>& items) {
+    if (entries_.size() > items.size())
+        forgetAllBut(items);
+    if (next_ >= items.size())
+        next_ = 0;
+    const qsizetype end = std::min(next_ + preparedAtOnce, items.size());
+    for (; next_ < end; ++next_)
+        (void)textsOf(*items[next_]);
+}
+
+void DownloadSearch::forgetAllBut(const QList<DownloadManager::Item>& items) {
     QHash<QUuid, Entry> kept;
     for (const DownloadManager::Item& item : items)
         if (const auto entry = entries_.constFind(item->id()); entry != entries_.cend())
@@ -70,11 +81,11 @@ const QString& DownloadSearch::textsOf(const DownloadItem& item) {
     Entry& entry = entries_[item.id()];
     if (entry.texts.isEmpty() || entry.filename != item.filename()) {
         entry.filename = item.filename();
-        const QString address = absoluteString(item.url());
-        const QString host = item.url().host();
-        entry.texts = folded(item.filename()) + border + folded(address);
-        if (!address.contains(host))
-            entry.texts += border + folded(host);
+        QString texts = item.filename() + border + absoluteString(item.url());
+        // Any other host stands in the address as it is.
+        if (texts.contains("xn--"_L1))
+            texts += border + item.url().host();
+        entry.texts = folded(texts);
     }
     return entry.texts;
 }

@@ -21,8 +21,9 @@ public:
     [[nodiscard]] QList<DownloadManager::Item> matching(const QList<DownloadManager::Item>& items,
                                                         const QString& query);
 
-    /// Forgets the texts of downloads that are not in `items`, the whole list, any more.
-    void trim(const QList<DownloadManager::Item>& items);
+    /// Gets ready for the next search of `items`, the whole list, a part at a time: called now and then, it
+    /// prepares texts that are not known yet and forgets those of downloads that have gone.
+    void prepare(const QList<DownloadManager::Item>& items);
 
 private:
     struct Entry {
@@ -33,7 +34,11 @@ private:
 
     [[nodiscard]] const QString& textsOf(const DownloadItem& item);
 
+    void forgetAllBut(const QList<DownloadManager::Item>& items);
+
     QHash<QUuid, Entry> entries_;
+    /// Where the next part begins.
+    qsizetype next_ = 0;
 };
 
 } // namespace fetra
