@@ -1,6 +1,8 @@
 #pragma once
 
+#include "app/Appearance.h"
 #include "app/desktop/DBusNotifications.h"
+#include "app/desktop/DesktopColorScheme.h"
 #include "app/desktop/DesktopWorkspace.h"
 #include "app/desktop/LauncherBadge.h"
 #include "app/desktop/QtAlerts.h"
@@ -49,6 +51,8 @@ public:
 private:
     void openMain() override;
 
+    DesktopColorScheme scheme_;
+    Appearance appearance_{scheme_};
     StoredPreferences preferences_;
     QtPasteboard pasteboard_;
     DBusNotifications notifications_;

@@ -7,6 +7,7 @@
 #include "app/views/Theme.h"
 
 #include <QContextMenuEvent>
+#include <QDataStream>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
@@ -17,10 +18,16 @@
 
 namespace fetra {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype maxFollowedRows = 100;
 constexpr int nameSection = static_cast<int>(DownloadColumn::name);
+static_assert(nameSection == 0);
+/// What goes where there is no room for all, the first one first.
+constexpr std::array dispensable{DownloadColumn::added, DownloadColumn::connections, DownloadColumn::segments,
+                                 DownloadColumn::size};
 
 } // namespace
 
@@ -74,47 +81,121 @@ DownloadTable::~DownloadTable() {
 // Columns
 
 void DownloadTable::setUpColumns() {
-    const auto* titles = static_cast<TableHeader*>(header());
     header()->setMinimumSectionSize(DownloadTableDelegate::usualWidth(DownloadColumn::segments, font()) / 2);
-    for (int section = 0; section < downloadColumnCount; ++section)
-        header()->resizeSection(
-            section, std::max(DownloadTableDelegate::usualWidth(static_cast<DownloadColumn>(section), font()),
-                              titles->widthFor(section)));
+    setUsualColumns();
     header()->setSectionResizeMode(nameSection, QHeaderView::Fixed);
     header()->setSortIndicator(static_cast<int>(DownloadColumn::added), Qt::DescendingOrder);
     setSortingEnabled(true);
-    connect(header(), &QHeaderView::sectionResized, this, [this](int section) {
-        if (section != nameSection)
-            fitNames();
+    connect(header(), &QHeaderView::sectionResized, this, [this](int section, int, int width) {
+        if (isFitting_ || section == nameSection)
+            return;
+        widths_.at(static_cast<size_t>(section)) = width;
+        fitNames();
     });
+    makeColumnsMenu();
+    header()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(header(), &QHeaderView::customContextMenuRequested, this,
+            [this](const QPoint& position) { columnsMenu_->popup(header()->mapToGlobal(position)); });
+}
+
+void DownloadTable::setUsualColumns() {
+    const auto* titles = static_cast<TableHeader*>(header());
+    for (int section = 0; section < downloadColumnCount; ++section) {
+        widths_.at(static_cast<size_t>(section)) =
+            std::max(DownloadTableDelegate::usualWidth(static_cast<DownloadColumn>(section), font()),
+                     titles->widthFor(section));
+        header()->moveSection(header()->visualIndex(section), section);
+    }
+    chosen_.clear();
+    fitColumns();
+}
+
+void DownloadTable::makeColumnsMenu() {
+    columnsMenu_ = new QMenu(tr("&Columns"), this);
+    QList<QAction*> columns;
+    for (int section = nameSection + 1; section < downloadColumnCount; ++section) {
+        QAction* const column =
+            columnsMenu_->addAction(rows_.headerData(section, Qt::Horizontal, Qt::DisplayRole).toString(),
+                                    this, [this, section](bool isShown) { chooseColumn(section, isShown); });
+        column->setCheckable(true);
+        columns.append(column);
+    }
+    columnsMenu_->addSeparator();
+    columnsMenu_->addAction(tr("Usual Columns"), this, &DownloadTable::setUsualColumns);
+    connect(columnsMenu_, &QMenu::aboutToShow, this, [this, columns] {
+        for (int index = 0; index < columns.size(); ++index)
+            columns.at(index)->setChecked(!header()->isSectionHidden(nameSection + 1 + index));
+    });
+}
+
+void DownloadTable::chooseColumn(int section, bool isShown) {
+    chosen_.insert(section, isShown);
+    fitColumns();
+}
+
+void DownloadTable::fitColumns() {
+    const auto widthOf = [this](int section) { return widths_.at(static_cast<size_t>(section)); };
+    int needed = 0;
+    for (int section = 0; section < downloadColumnCount; ++section)
+        if (chosen_.value(section, true))
+            needed += widthOf(section);
+    QSet<int> hidden;
+    for (const DownloadColumn column : dispensable) {
+        const int section = static_cast<int>(column);
+        if (needed <= viewport()->width())
+            break;
+        if (chosen_.contains(section))
+            continue;
+        hidden.insert(section);
+        needed -= widthOf(section);
+    }
+    const QScopedValueRollback fitting(isFitting_, true);
+    for (int section = 0; section < downloadColumnCount; ++section) {
+        header()->setSectionHidden(section, hidden.contains(section) || !chosen_.value(section, true));
+        if (section != nameSection && !header()->isSectionHidden(section))
+            header()->resizeSection(section, widthOf(section));
+    }
+    fitNames();
 }
 
 void DownloadTable::fitNames() {
     const int others = header()->length() - header()->sectionSize(nameSection);
-    header()->resizeSection(nameSection,
-                            std::max(viewport()->width() - others,
-                                     DownloadTableDelegate::usualWidth(DownloadColumn::name, font())));
+    header()->resizeSection(nameSection, std::max(viewport()->width() - others, widths_.at(nameSection)));
 }
 
 void DownloadTable::resizeEvent(QResizeEvent* event) {
     QTreeView::resizeEvent(event);
-    fitNames();
+    fitColumns();
 }
 
 void DownloadTable::changeEvent(QEvent* event) {
     QTreeView::changeEvent(event);
     if (event->type() == QEvent::FontChange)
-        fitNames();
+        fitColumns();
 }
 
 QByteArray DownloadTable::saveState() const {
-    return header()->saveState();
+    QByteArray state;
+    QDataStream stream(&state, QDataStream::WriteOnly);
+    stream << header()->saveState() << chosen_;
+    return state;
 }
 
 bool DownloadTable::restoreState(const QByteArray& state) {
-    if (!header()->restoreState(state))
+    QDataStream stream(state);
+    QByteArray columns;
+    QMap<int, bool> chosen;
+    stream >> columns >> chosen;
+    const QScopedValueRollback fitting(isFitting_, true);
+    if (stream.status() != QDataStream::Ok || !header()->restoreState(columns))
         return false;
-    fitNames();
+    chosen_ = chosen;
+    // The width of a hidden column cannot be asked for.
+    for (int section = nameSection + 1; section < downloadColumnCount; ++section) {
+        header()->setSectionHidden(section, false);
+        widths_.at(static_cast<size_t>(section)) = header()->sectionSize(section);
+    }
+    fitColumns();
     return true;
 }
 
@@ -239,6 +320,7 @@ void DownloadTable::showMenu(const QSet<QUuid>& ids, const QPoint& position) {
     if (ids.isEmpty())
         return;
     auto* menu = new QMenu(this);
+    menu->setObjectName(u"downloads"_s);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const DownloadContextMenu choices(model_, ids);
     for (const DownloadContextMenu::Entry& entry : choices.entries()) {
@@ -262,7 +344,6 @@ void DownloadTable::drawRow(QPainter* painter, const QStyleOptionViewItem& optio
     const bool isSelected = selectionModel()->isRowSelected(index.row(), index.parent());
     const bool isHovered =
         viewport()->underMouse() && whole.contains(viewport()->mapFromGlobal(QCursor::pos()));
-    const QPalette::ColorGroup group = isActiveWindow() ? QPalette::Active : QPalette::Inactive;
     cell.state.setFlag(QStyle::State_Selected, isSelected);
     cell.state.setFlag(QStyle::State_Active, isActiveWindow());
 
@@ -270,19 +351,15 @@ void DownloadTable::drawRow(QPainter* painter, const QStyleOptionViewItem& optio
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
     if (isSelected || isHovered) {
-        painter->setBrush(isSelected ? palette().color(group, QPalette::Highlight)
+        painter->setBrush(isSelected ? Theme::selection(palette(), isActiveWindow())
                                      : Theme::mixed(palette().color(QPalette::Text),
                                                     palette().color(QPalette::Base), 0.05));
         painter->drawRoundedRect(plate, Theme::radius, Theme::radius);
     }
     if (hasFocus() && index.row() == currentIndex().row()) {
         painter->setBrush(Qt::NoBrush);
-        painter->setPen(QPen(isSelected ? Theme::mixed(palette().color(group, QPalette::HighlightedText),
-                                                       palette().color(group, QPalette::Highlight), 0.5F)
-                                        : Theme::accent(palette()),
-                             1));
-        painter->drawRoundedRect(plate.adjusted(1.5, 1.5, -1.5, -1.5), Theme::radius - 1.5,
-                                 Theme::radius - 1.5);
+        painter->setPen(QPen(Theme::accent(palette()), 1));
+        painter->drawRoundedRect(plate.adjusted(0.5, 0.5, -0.5, -0.5), Theme::radius, Theme::radius);
     }
     painter->restore();
 

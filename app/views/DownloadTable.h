@@ -2,7 +2,10 @@
 
 #include "app/views/DownloadTableModel.h"
 
+#include <QMap>
 #include <QTreeView>
+
+#include <array>
 
 class QMenu;
 
@@ -18,7 +21,11 @@ public:
     explicit DownloadTable(AppModel& model, QWidget* parent = nullptr);
     ~DownloadTable() override;
 
-    /// Widths and order of the columns, and what the rows are sorted by.
+    /// Offers every column but the names. What it shows or hides stays so; the others come and go with the
+    /// room.
+    [[nodiscard]] QMenu& columnsMenu() const { return *columnsMenu_; }
+
+    /// Widths, order and choice of the columns, and what the rows are sorted by.
     [[nodiscard]] QByteArray saveState() const;
     /// False, and nothing changes, for anything that `saveState` did not make.
     bool restoreState(const QByteArray& state);
@@ -39,6 +46,11 @@ protected:
 
 private:
     void setUpColumns();
+    void setUsualColumns();
+    void makeColumnsMenu();
+    void chooseColumn(int section, bool isShown);
+    /// Shows what fits beside the names, and always what the user has chosen.
+    void fitColumns();
     /// The names have the room that the other columns leave.
     void fitNames();
 
@@ -54,6 +66,13 @@ private:
     bool isShowingSelection_ = false;
     bool isTakingSelection_ = false;
     QUuid current_;
+
+    QMenu* columnsMenu_;
+    /// Also of the columns that are hidden.
+    std::array<int, downloadColumnCount> widths_{};
+    /// By section: whether it is shown whatever the room.
+    QMap<int, bool> chosen_;
+    bool isFitting_ = false;
 };
 
 } // namespace fetra

@@ -34,22 +34,14 @@ int timeWidth(const QFont& font) {
     return widthOf(u"00h00m"_s, font);
 }
 
-QPalette::ColorGroup groupOf(const QStyleOptionViewItem& option) {
-    return option.state & QStyle::State_Active ? QPalette::Active : QPalette::Inactive;
-}
-
 /// One cell to be drawn.
 struct Cell {
     QPainter& painter;
     const QStyleOptionViewItem& option;
     QRect rect;
 
-    [[nodiscard]] bool isSelected() const { return option.state & QStyle::State_Selected; }
     [[nodiscard]] QColor textColor(bool isMain) const {
-        if (isSelected())
-            return option.palette.color(groupOf(option), QPalette::HighlightedText);
-        return isMain ? option.palette.color(groupOf(option), QPalette::Text)
-                      : Theme::secondaryText(option.palette);
+        return isMain ? option.palette.color(QPalette::Text) : Theme::secondaryText(option.palette);
     }
     void drawText(const QString& text, const QRect& where, Qt::Alignment alignment, bool isMain) const {
         painter.setPen(textColor(isMain));
@@ -58,15 +50,6 @@ struct Cell {
     }
     [[nodiscard]] QRectF bar(int height, int width) const {
         return QRectF(rect.left(), rect.center().y() + 1 - height / 2, width, height);
-    }
-    /// What is drawn in the colours of the window stands on a plate of them where the row is selected.
-    void drawPlate(const QRectF& where, qreal radius) const {
-        if (!isSelected())
-            return;
-        const QRectF plate = where.adjusted(-1, -1, 1, 1);
-        QPainterPath path;
-        path.addRoundedRect(plate, radius + 1, radius + 1);
-        painter.fillPath(path, option.palette.color(groupOf(option), QPalette::Base));
     }
 };
 
@@ -84,7 +67,6 @@ void paintProgress(const Cell& cell, const DownloadTableRow& row) {
     const int width = cell.rect.width() - Theme::gap - timeWidth(cell.option.font);
     const QRectF bar = cell.bar(progressHeight, width);
     const qreal radius = bar.height() / 2;
-    cell.drawPlate(bar, radius);
     QPainterPath track;
     track.addRoundedRect(bar, radius, radius);
     cell.painter.fillPath(track, Theme::track(cell.option.palette));
@@ -101,7 +83,6 @@ void paintProgress(const Cell& cell, const DownloadTableRow& row) {
 
 void paintSegments(const Cell& cell, const DownloadTableRow& row) {
     const QRectF bar = cell.bar(segmentsHeight, cell.rect.width());
-    cell.drawPlate(bar, Theme::radius / 2);
     ItemPainting::paintSegmentBar(
         cell.painter, bar, *row.item,
         {.palette = cell.option.palette, .marksActiveEnds = !ItemPainting::wantsReducedMotion()});
@@ -111,7 +92,6 @@ void paintStatus(const Cell& cell, const DownloadTableRow& row) {
     const QFont font = Theme::smaller(cell.option.font);
     const QSize size = ItemPainting::pillSize(font);
     const QRectF pill = cell.bar(size.height(), std::min(size.width(), cell.rect.width()));
-    cell.drawPlate(pill, pill.height() / 2);
     cell.painter.setFont(font);
     ItemPainting::paintStatusPill(cell.painter, pill, row.item->status(), cell.option.palette, true);
 }

@@ -27,6 +27,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPointer>
+#include <QScreen>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -45,7 +46,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize usualSize(1100, 680);
+constexpr QSize usualSize(1280, 760);
 constexpr QSize leastSize(820, 480);
 constexpr int searchWidth = 220;
 
@@ -168,6 +169,8 @@ void MainWindow::makeMenus() {
             menu->addSeparator();
         menu->addAction(actions_.value(static_cast<int>(row.command)));
     }
+    view->addSeparator();
+    view->addMenu(&table_->columnsMenu());
     file->addSeparator();
     file->addAction(tr("&Quit"), QKeySequence::Quit, this, [this] { quit_(); });
     edit->addAction(tr("&Find"), QKeySequence::Find, this, [this] {
@@ -198,6 +201,11 @@ void MainWindow::makeToolBar() {
     auto* const space = new QWidget;
     space->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     bar->addWidget(space);
+    const auto addGap = [bar] {
+        auto* const gap = new QWidget;
+        gap->setFixedWidth(Theme::gap);
+        bar->addWidget(gap);
+    };
     throughput_->setToolTip(tr("Total throughput over the last 120 seconds"));
     throughput_->setFixedSize(throughput_->sizeHint());
     bar->addWidget(throughput_);
@@ -207,7 +215,9 @@ void MainWindow::makeToolBar() {
     search_->addAction(Symbol::icon(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
     search_->setFixedWidth(searchWidth);
     connect(search_, &QLineEdit::textChanged, &model_, &AppModel::setSearch);
+    addGap();
     bar->addWidget(search_);
+    addGap();
     addButton(commands.last());
 }
 
@@ -243,9 +253,10 @@ void MainWindow::makeColumns() {
 
 void MainWindow::restore() {
     if (!restoreGeometry(preferences_.value(geometryKey).toByteArray()))
-        resize(usualSize);
+        resize(usualSize.boundedTo(screen()->availableSize()));
     if (!columns_->restoreState(preferences_.value(columnsKey).toByteArray()))
-        columns_->setSizes({SidebarView::idealWidth, usualSize.width(), InspectorView::narrowest});
+        columns_->setSizes(
+            {columns_->widget(0)->sizeHint().width(), usualSize.width(), inspector_->sizeHint().width()});
     table_->restoreState(preferences_.value(tableKey).toByteArray());
 }
 

@@ -59,7 +59,7 @@ private:
         const bool isSelected = option.state & QStyle::State_Selected;
         if (isSelected || option.state & QStyle::State_MouseOver) {
             painter.setPen(Qt::NoPen);
-            painter.setBrush(isSelected ? Theme::statusFill(DownloadStatus::downloading, option.palette)
+            painter.setBrush(isSelected ? Theme::selection(option.palette, true)
                                         : Theme::track(option.palette));
             painter.setOpacity(isSelected ? 1 : 0.5);
             painter.drawRoundedRect(plate, Theme::radius, Theme::radius);
@@ -125,7 +125,13 @@ SidebarView::~SidebarView() {
 }
 
 QSize SidebarView::sizeHint() const {
-    return {idealWidth, QListView::sizeHint().height()};
+    const QFontMetrics metrics(font());
+    int longest = 0;
+    for (int row = 0; row < rows_.rowCount(); ++row)
+        longest = std::max(longest, metrics.horizontalAdvance(rows_.index(row).data().toString()));
+    const int count = metrics.horizontalAdvance(QLocale().toString(9999));
+    const int whole = 2 * Theme::wide + symbolSize + Theme::gap + longest + Theme::gap + count;
+    return {std::clamp(whole, idealWidth, maxWidth), QListView::sizeHint().height()};
 }
 
 void SidebarView::showEvent(QShowEvent* event) {

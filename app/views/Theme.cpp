@@ -35,6 +35,37 @@ QColor background(const QPalette& palette) {
     return palette.color(QPalette::Window);
 }
 
+struct Colors {
+    QRgb window;
+    QRgb base;
+    QRgb button;
+    QRgb text;
+    QRgb highlight;
+    QRgb link;
+};
+
+QPalette paletteOf(const Colors& colors) {
+    // This makes the shades of edges and shadows.
+    QPalette palette(QColor(colors.button), QColor(colors.window));
+    const QColor strong(colors.text);
+    const QColor base(colors.base);
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                                           QPalette::ToolTipText, QPalette::BrightText}) {
+        palette.setColor(role, strong);
+        palette.setColor(QPalette::Disabled, role, mixed(strong, base, 0.42));
+    }
+    palette.setColor(QPalette::PlaceholderText, mixed(strong, base, 0.62));
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, mixed(strong, base, 0.03));
+    palette.setColor(QPalette::ToolTipBase, QColor(colors.button));
+    palette.setColor(QPalette::Highlight, QColor(colors.highlight));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::Disabled, QPalette::Highlight, mixed(strong, base, 0.3));
+    palette.setColor(QPalette::Link, QColor(colors.link));
+    palette.setColor(QPalette::LinkVisited, QColor(colors.link));
+    return palette;
+}
+
 } // namespace
 
 bool isDark(const QPalette& palette) {
@@ -68,6 +99,29 @@ QColor statusColor(DownloadStatus status, const QPalette& palette) {
 
 QColor statusFill(DownloadStatus status, const QPalette& palette) {
     return mixed(statusColor(status, palette), background(palette), 0.13);
+}
+
+QColor selection(const QPalette& palette, bool isActive) {
+    const QColor base = palette.color(QPalette::Base);
+    return isActive ? mixed(accent(palette), base, 0.16) : mixed(palette.color(QPalette::Text), base, 0.1);
+}
+
+QPalette light() {
+    return paletteOf({.window = 0xfff4f5f7,
+                      .base = 0xffffffff,
+                      .button = 0xfffbfcfd,
+                      .text = 0xff1c1e21,
+                      .highlight = 0xff0b5cad,
+                      .link = 0xff0b5cad});
+}
+
+QPalette dark() {
+    return paletteOf({.window = 0xff24262a,
+                      .base = 0xff1b1d20,
+                      .button = 0xff35383d,
+                      .text = 0xffe8eaed,
+                      .highlight = 0xff2c6fba,
+                      .link = 0xff7ab8ff});
 }
 
 QColor mixed(const QColor& over, const QColor& under, qreal share) {

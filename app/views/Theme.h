@@ -33,6 +33,13 @@ inline constexpr qreal radius = 6;
 [[nodiscard]] QColor statusColor(DownloadStatus status, const QPalette& palette);
 [[nodiscard]] QColor statusFill(DownloadStatus status, const QPalette& palette);
 
+/// Behind a selected row; text and bars are as readable on it as on the plain background.
+[[nodiscard]] QColor selection(const QPalette& palette, bool isActive);
+
+/// Our own colours, for desktops that have none to give.
+[[nodiscard]] QPalette light();
+[[nodiscard]] QPalette dark();
+
 /// `share` of `over`, and of `under` the rest; 0 to 1.
 [[nodiscard]] QColor mixed(const QColor& over, const QColor& under, qreal share);
 

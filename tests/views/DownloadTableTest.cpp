@@ -60,7 +60,7 @@ protected:
         QTest::keyClick(table.get(), key, modifiers);
     }
     [[nodiscard]] QAction* choice(const QString& title) {
-        if (auto* menu = table->findChild<QMenu*>())
+        if (auto* menu = table->findChild<QMenu*>(u"downloads"_s))
             for (QAction* action : menu->actions())
                 if (action->text() == title)
                     return action;
@@ -175,12 +175,12 @@ TEST_F(DownloadTableTest, TheMenuActsOnTheClickedRowOrTheSelection) {
     };
     const auto removed = [this] {
         choice(u"Remove"_s)->trigger();
-        table->findChild<QMenu*>()->close();
-        EXPECT_TRUE(runUntil([this] { return !table->findChild<QMenu*>(); }));
+        table->findChild<QMenu*>(u"downloads"_s)->close();
+        EXPECT_TRUE(runUntil([this] { return !table->findChild<QMenu*>(u"downloads"_s); }));
         return model().removal()->ids;
     };
     ask(u"a"_s, QContextMenuEvent::Keyboard);
-    EXPECT_EQ(table->findChild<QMenu*>(), nullptr);
+    EXPECT_EQ(table->findChild<QMenu*>(u"downloads"_s), nullptr);
     model().setSelection(ids({items[0], items[1]}));
     ask(u"c"_s, QContextMenuEvent::Mouse);
     ASSERT_TRUE(choice(u"Remove"_s));
@@ -228,6 +228,46 @@ TEST_F(DownloadTableTest, NamesTakeTheRoomThatIsLeft) {
     EXPECT_EQ(width(Column::name), before + 290);
     table->resize(400, 400);
     EXPECT_GT(width(Column::name), 100);
+}
+
+TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
+    const auto hidden = [](const DownloadTable& of) {
+        QList<Column> columns;
+        for (const Column column : {Column::size, Column::progress, Column::speed, Column::segments,
+                                    Column::connections, Column::status, Column::added})
+            if (of.header()->isSectionHidden(static_cast<int>(column)))
+                columns.append(column);
+        return columns;
+    };
+    const auto pick = [this](const QString& title) {
+        for (QAction* action : table->columnsMenu().actions())
+            if (action->text() == title)
+                action->trigger();
+    };
+    table->resize(1600, 400);
+    EXPECT_EQ(hidden(*table), QList<Column>());
+    const int narrow = table->header()->length() - table->header()->sectionSize(0) + 100;
+    table->resize(narrow, 400);
+    EXPECT_EQ(hidden(*table), QList{Column::added});
+    EXPECT_EQ(table->header()->length(), table->viewport()->width());
+    table->resize(500, 400);
+    EXPECT_EQ(hidden(*table), (QList{Column::size, Column::segments, Column::connections, Column::added}));
+
+    table->columnsMenu().popup({});
+    pick(u"Connections"_s); // shown although there is no room
+    pick(u"Speed"_s);       // hidden although there is
+    const QList chosen{Column::size, Column::speed, Column::segments, Column::added};
+    EXPECT_EQ(hidden(*table), chosen);
+    table->resize(1600, 400);
+    EXPECT_EQ(hidden(*table), QList{Column::speed});
+
+    DownloadTable other(model());
+    other.resize(500, 400);
+    other.show();
+    ASSERT_TRUE(other.restoreState(table->saveState()));
+    EXPECT_EQ(hidden(other), chosen);
+    pick(u"Usual Columns"_s);
+    EXPECT_EQ(hidden(*table), QList<Column>());
 }
 
 TEST_F(DownloadTableTest, AThousandSelectedRowsMoveInAMoment) {
