@@ -35,6 +35,10 @@ Application::Application(const Setup& setup, RunnerFactory& runners, const Clock
             end();
     });
     connect(qGuiApp, &QCoreApplication::aboutToQuit, this, [this] { delegate_.applicationWillTerminate(); });
+    connect(&model_, &AppModel::changed, this, [this](AppModel::Field field) {
+        if (field == AppModel::Field::isTerminating && model_.isTerminating())
+            Q_EMIT ending();
+    });
     connect(&tray_, &StatusTray::changed, &extra_, &MenuBarExtra::renew);
     window_.setCloseHandler([this] {
         const bool ends = delegate_.applicationShouldTerminateAfterLastWindowClosed();

@@ -48,6 +48,10 @@ public:
     /// The same without asking: nobody may be there to answer.
     void quitUnasked();
 
+Q_SIGNALS:
+    /// It is certain that the process ends; what is opened from now on is for the next one.
+    void ending();
+
 private:
     void openMain() override;
 

@@ -2,6 +2,7 @@
 #include "app/desktop/Handover.h"
 #include "app/desktop/SingleInstance.h"
 #include "app/desktop/TerminationSignals.h"
+#include "app/views/AppStyle.h"
 #include "http/CurlClient.h"
 #include "manager/StateLock.h"
 #include "system/Log.h"
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QStyle>
 
 #include <cstdio>
 
@@ -34,6 +36,7 @@ void describe(QApplication& application) {
     QApplication::setApplicationVersion(QStringLiteral(FETRA_VERSION));
     QApplication::setDesktopFileName(u"fetra"_s);
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setStyle(new AppStyle(QApplication::style()->name()));
     application.setWindowIcon(QIcon::fromTheme(u"fetra"_s, QIcon(u":/icons/fetra.svg"_s)));
 }
 
@@ -74,6 +77,7 @@ int run(SingleInstance& instance, const Handover& handover) {
         {.manager = {.storeURL = store, .inboxes = DownloadManager::inboxURLs()}, .appBundle = appBundle()},
         runners, clock);
     QObject::connect(&instance, &SingleInstance::received, &application, &Application::open);
+    QObject::connect(&application, &Application::ending, &instance, &SingleInstance::stopListening);
     const TerminationSignals signals;
     QObject::connect(&signals, &TerminationSignals::received, &application, &Application::quitUnasked);
     application.launch();

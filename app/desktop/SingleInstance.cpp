@@ -144,6 +144,10 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
     }
 }
 
+void SingleInstance::stopListening() {
+    server_.reset();
+}
+
 SingleInstance::Start SingleInstance::listen(const QString& path) {
     // We hold the lock, so whoever left a socket there is gone.
     PosixFile::unlink(path);

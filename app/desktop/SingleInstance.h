@@ -49,6 +49,9 @@ public:
     /// this one becomes first. Being first takes an application object.
     [[nodiscard]] Start start(const Handover& handover);
 
+    /// For the time in which this instance ends: later starts wait for that and then run themselves.
+    void stopListening();
+
 Q_SIGNALS:
     /// A later start wants this opened, and the window raised.
     void received(const fetra::Handover& handover);

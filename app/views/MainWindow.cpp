@@ -304,7 +304,9 @@ void MainWindow::showErrorMessage() {
     if (!model_.errorMessage())
         return;
     auto* const alert =
-        new QMessageBox(QMessageBox::Warning, u"Fetra"_s, *model_.errorMessage(), QMessageBox::Ok, this);
+        new QMessageBox(QMessageBox::Warning, u"Fetra"_s, u"Fetra"_s, QMessageBox::Ok, this);
+    alert->setTextFormat(Qt::PlainText);
+    alert->setInformativeText(*model_.errorMessage());
     errorAlert_ = alert;
     connect(alert, &QDialog::finished, this, [this, alert] {
         if (errorAlert_ == alert)

@@ -238,6 +238,21 @@ TEST_F(SingleInstanceTest, WhoWaitsTakesThePlaceOfOneThatEndsAndNotOfOneThatLost
     }
 }
 
+TEST_F(SingleInstanceTest, AStartWhileTheFirstOneEndsTakesItsPlaceWithWhatItHasToOpen) {
+    beFirst({});
+    Client early(socket());
+    ASSERT_TRUE(runUntil([&] { return early.isConnected(); }));
+    instance_->stopListening();
+    EXPECT_TRUE(early.ends());
+    Starting next(runtime());
+    EXPECT_FALSE(eventually(300ms, [&] {
+        QCoreApplication::processEvents();
+        return !heard_.isEmpty();
+    }));
+    instance_.reset();
+    EXPECT_EQ(next.line(), "first");
+}
+
 TEST_F(SingleInstanceTest, ClientsThatSendNoMessageAreDroppedWithoutAnAnswer) {
     const QByteArray good = Handover{.opened = {QUrl(u"https://a.example/"_s)}}.encoded();
     const std::pair<std::chrono::milliseconds, QList<QByteArray>> groups[] = {
