@@ -28,6 +28,17 @@ http {{
     uwsgi_temp_path {home}/uwsgi;
     scgi_temp_path {home}/scgi;
     root {home}/files;
+    {servers}
+}}
+"""
+
+
+class Origin:
+    """Serves files of random bytes below `home` until `stop`. Ports are found afresh for each start."""
+
+    KINDS = ("plain", "tls", "slow", "capped")
+    # One for each kind.
+    SERVERS = """
     limit_conn_zone $binary_remote_addr zone=clients:1m;
     limit_conn_log_level info;
     server {{ listen 127.0.0.1:{plain}; }}
@@ -39,20 +50,13 @@ http {{
     }}
     server {{ listen 127.0.0.1:{slow}; limit_rate 4m; }}
     server {{ listen 127.0.0.1:{capped}; limit_rate 8m; limit_conn clients 4; limit_conn_status 503; }}
-}}
 """
-
-
-class Origin:
-    """Serves files of random bytes below `home` until `stop`. Ports are found afresh for each start."""
-
-    KINDS = ("plain", "tls", "slow", "capped")
 
     def __init__(self, home: pathlib.Path):
         self.home = home
         self.authority = home / "authority.pem"
         self._files = home / "files"
-        self._files.mkdir()
+        self._files.mkdir(parents=True)
         self._process = None
         self._ports = {}
 
@@ -71,11 +75,16 @@ class Origin:
                 size -= 8 * MIB
 
     def start(self) -> None:
-        self._make_certificates()
-        self._ports = dict(zip(self.KINDS, _free_ports(len(self.KINDS))))
+        if "tls" in self.KINDS:
+            self._make_certificates()
+        self._ports = dict(zip(self.KINDS, free_ports(len(self.KINDS))))
         configuration = self.home / "nginx.conf"
         configuration.write_text(
-            CONFIGURATION.format(home=self.home, user="user root;" if os.geteuid() == 0 else "", **self._ports)
+            CONFIGURATION.format(
+                home=self.home,
+                user="user root;" if os.geteuid() == 0 else "",
+                servers=self.SERVERS.format(home=self.home, **self._ports),
+            )
         )
         nginx = shutil.which("nginx", path=os.environ.get("PATH", "") + ":/usr/sbin:/sbin")
         if nginx is None:
@@ -132,7 +141,7 @@ def _openssl(folder: pathlib.Path, *arguments) -> None:
         raise SystemExit("openssl failed:\n" + done.stderr)
 
 
-def _free_ports(count: int) -> list[int]:
+def free_ports(count: int) -> list[int]:
     sockets = [socket.socket() for _ in range(count)]
     try:
         for each in sockets:
