@@ -23,6 +23,8 @@ public:
     StatusTray(QDBusConnection bus, std::function<bool()> olderTray);
 
     [[nodiscard]] bool isAvailable() const override;
+    /// Hosts of StatusNotifierItems do.
+    [[nodiscard]] bool colorsSymbols() const override { return hasHost_; }
 
 Q_SIGNALS:
     /// A host has come, gone or made room for another: icons must be registered anew.

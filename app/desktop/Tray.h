@@ -9,6 +9,8 @@ public:
 
     /// Whether an icon would be seen now. May change while the session goes on.
     [[nodiscard]] virtual bool isAvailable() const = 0;
+    /// Whether a symbolic icon is drawn there in a colour that suits its surroundings.
+    [[nodiscard]] virtual bool colorsSymbols() const = 0;
 };
 
 } // namespace fetra

@@ -266,6 +266,7 @@ void DownloadTable::followSelection() {
 // Keyboard and mouse
 
 void DownloadTable::keyPressEvent(QKeyEvent* event) {
+    showsFocus_ = true;
     const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
     const auto once = [event](const auto& act) {
         if (!event->isAutoRepeat())
@@ -293,6 +294,19 @@ void DownloadTable::keyboardSearch(const QString& search) {
         selectionModel()->setCurrentIndex(currentIndex().siblingAtColumn(nameSection),
                                           QItemSelectionModel::NoUpdate);
     QTreeView::keyboardSearch(search);
+}
+
+void DownloadTable::focusInEvent(QFocusEvent* event) {
+    const Qt::FocusReason reason = event->reason();
+    if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason)
+        showsFocus_ = reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason ||
+                      reason == Qt::ShortcutFocusReason;
+    QTreeView::focusInEvent(event);
+}
+
+void DownloadTable::mousePressEvent(QMouseEvent* event) {
+    showsFocus_ = false;
+    QTreeView::mousePressEvent(event);
 }
 
 void DownloadTable::mouseDoubleClickEvent(QMouseEvent* event) {
@@ -356,7 +370,7 @@ void DownloadTable::drawRow(QPainter* painter, const QStyleOptionViewItem& optio
                                                     palette().color(QPalette::Base), 0.05));
         painter->drawRoundedRect(plate, Theme::radius, Theme::radius);
     }
-    if (hasFocus() && index.row() == currentIndex().row()) {
+    if (hasFocus() && showsFocus_ && index.row() == currentIndex().row()) {
         painter->setBrush(Qt::NoBrush);
         painter->setPen(QPen(Theme::accent(palette()), 1));
         painter->drawRoundedRect(plate.adjusted(0.5, 0.5, -0.5, -0.5), Theme::radius, Theme::radius);

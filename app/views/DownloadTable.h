@@ -34,6 +34,8 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -66,6 +68,8 @@ private:
     bool isShowingSelection_ = false;
     bool isTakingSelection_ = false;
     QUuid current_;
+    /// Where the keyboard is, shown once it is used.
+    bool showsFocus_ = false;
 
     QMenu* columnsMenu_;
     /// Also of the columns that are hidden.

@@ -47,7 +47,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize usualSize(1280, 760);
-constexpr QSize leastSize(820, 480);
+constexpr QSize leastSize(820, 500);
 constexpr int searchWidth = 220;
 
 const QString geometryKey = u"mainWindowGeometry"_s;
@@ -303,8 +303,7 @@ void MainWindow::showErrorMessage() {
     errorAlert_ = nullptr;
     if (!model_.errorMessage())
         return;
-    auto* const alert =
-        new QMessageBox(QMessageBox::Warning, u"Fetra"_s, u"Fetra"_s, QMessageBox::Ok, this);
+    auto* const alert = new QMessageBox(QMessageBox::Warning, u"Fetra"_s, u"Fetra"_s, QMessageBox::Ok, this);
     alert->setTextFormat(Qt::PlainText);
     alert->setInformativeText(*model_.errorMessage());
     errorAlert_ = alert;

@@ -50,8 +50,9 @@ MenuBarContent::MenuBarContent(AppModel& model, DownloadCommands& commands, std:
     list_->setModel(active_);
     list_->setAccessibleName(tr("Active downloads"));
     rate_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    layOut(addWindowButton(tr("Open Fetra"), [this] { model_.desktop().windows.openMain(); }),
-           addWindowButton(tr("Quit"), std::move(quit)));
+    QPushButton* const quitButton = addWindowButton(tr("Quit"), std::move(quit));
+    quitButton->setShortcut(QKeySequence(u"Ctrl+Q"_s));
+    layOut(addWindowButton(tr("Open Fetra"), [this] { model_.desktop().windows.openMain(); }), quitButton);
     follow();
     pace_->request();
 }

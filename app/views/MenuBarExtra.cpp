@@ -3,6 +3,7 @@
 #include "app/desktop/Tray.h"
 #include "app/model/AppModel.h"
 #include "app/views/MenuBarContent.h"
+#include "app/views/Theme.h"
 #include "transfer/ByteFormat.h"
 
 #include <QGuiApplication>
@@ -38,8 +39,9 @@ void MenuBarExtra::follow() {
         icon_.reset();
         panel_->hide();
     } else if (!icon_) {
+        const QIcon icon = QGuiApplication::windowIcon();
         icon_ = std::make_unique<QSystemTrayIcon>(
-            QIcon::fromTheme(u"fetra-symbolic"_s, QGuiApplication::windowIcon()));
+            tray_.colorsSymbols() ? QIcon::fromTheme(u"fetra-symbolic"_s, icon) : icon);
         connect(icon_.get(), &QSystemTrayIcon::activated, this, &MenuBarExtra::togglePanel);
         showRate();
         icon_->show();
@@ -62,13 +64,15 @@ void MenuBarExtra::togglePanel() {
     panel_->adjustSize();
     const QRect icon = icon_->geometry();
     const QPoint near = icon.isValid() ? icon.center() : QCursor::pos();
+    const int distance = (icon.isValid() ? icon.height() / 2 : 0) + Theme::tight;
     const QScreen* screen = QGuiApplication::screenAt(near);
     const QRect room = (screen ? screen : QGuiApplication::primaryScreen())->availableGeometry();
     const QSize size = panel_->size();
-    panel_->move(std::clamp(near.x() - size.width() / 2, room.left(),
-                            std::max(room.left(), room.right() - size.width())),
-                 std::clamp(near.y() < room.center().y() ? near.y() : near.y() - size.height(), room.top(),
-                            std::max(room.top(), room.bottom() - size.height())));
+    panel_->move(
+        std::clamp(near.x() - size.width() / 2, room.left(),
+                   std::max(room.left(), room.right() - size.width())),
+        std::clamp(near.y() < room.center().y() ? near.y() + distance : near.y() - distance - size.height(),
+                   room.top(), std::max(room.top(), room.bottom() - size.height())));
     panel_->show();
     panel_->activateWindow();
 }

@@ -41,11 +41,12 @@ QSize Sparkline::sizeHint() const {
 }
 
 void Sparkline::paintEvent(QPaintEvent*) {
-    if (samples_.isEmpty())
-        return;
     constexpr auto rate = &ThroughputSample::bytesPerSecond;
+    const double largest = RateCurve::largest(samples_, rate);
+    if (largest <= 0)
+        return;
     const RateCurve::Frame frame{.area = QRectF(rect()).adjusted(1, 1, -1, -1),
-                                 .full = std::max(RateCurve::largest(samples_, rate), 1.0)};
+                                 .full = std::max(largest, 1.0)};
     const QPainterPath line = RateCurve::line(frame, samples_, rate);
     const QColor color = Theme::accent(palette());
     QPainter painter(this);

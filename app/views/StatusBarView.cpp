@@ -1,5 +1,6 @@
 #include "app/views/StatusBarView.h"
 
+#include "app/views/ElidedLabel.h"
 #include "app/views/Theme.h"
 #include "transfer/ByteFormat.h"
 
@@ -23,7 +24,7 @@ constexpr double widestRate = 1023.99 * 1024 * 1024;
 StatusBarView::StatusBarView(AppModel& model, QWidget* parent)
     : QWidget(parent)
     , model_(model)
-    , stages_(new QLabel(this))
+    , stages_(new ElidedLabel(this))
     , total_(new QLabel(this))
     , down_(new QLabel(this))
     , up_(new QLabel(this))
@@ -36,6 +37,7 @@ StatusBarView::StatusBarView(AppModel& model, QWidget* parent)
     line->addWidget(total_);
     line->addStretch();
     line->addWidget(down_);
+    line->addSpacing(Theme::gap);
     line->addWidget(up_);
     for (QLabel* label : {stages_, total_, down_, up_}) {
         label->setFont(Theme::smaller(font()));
@@ -74,6 +76,7 @@ void StatusBarView::refresh() {
                              .arg(counts[DownloadFilter::queued])
                              .arg(counts[DownloadFilter::completed]));
         total_->setText(tr("%1 downloads").arg(manager.items().size()));
+        fit();
     }
     down_->setText(tr("down %1").arg(ByteFormat::rate(manager.totalBytesPerSecond())));
     up_->setText(tr("  up %1").arg(ByteFormat::rate(manager.totalUploadBytesPerSecond())));
@@ -84,6 +87,18 @@ void StatusBarView::reserveWidths() {
     const QString rate = ByteFormat::rate(widestRate);
     down_->setMinimumWidth(metrics.horizontalAdvance(tr("down %1").arg(rate)));
     up_->setMinimumWidth(metrics.horizontalAdvance(tr("  up %1").arg(rate)));
+}
+
+void StatusBarView::fit() {
+    const QMargins margins = layout()->contentsMargins();
+    const int room =
+        width() - margins.left() - margins.right() - Theme::gap - down_->minimumWidth() - up_->minimumWidth();
+    total_->setVisible(stages_->sizeHint().width() + Theme::wide + total_->sizeHint().width() <= room);
+}
+
+void StatusBarView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    fit();
 }
 
 void StatusBarView::showEvent(QShowEvent* event) {
@@ -103,6 +118,7 @@ void StatusBarView::changeEvent(QEvent* event) {
     for (QLabel* label : {stages_, total_, down_, up_})
         label->setFont(Theme::smaller(font()));
     reserveWidths();
+    fit();
 }
 
 } // namespace fetra

@@ -21,6 +21,7 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
@@ -28,6 +29,8 @@ private:
     void refresh();
     /// Rates stand still whatever they are.
     void reserveWidths();
+    /// The number of all gives way first.
+    void fit();
 
     AppModel& model_;
     QLabel* stages_;

@@ -129,6 +129,7 @@ struct FakeWindows final : Windows {
 
 struct FakeTray final : Tray {
     [[nodiscard]] bool isAvailable() const override { return available; }
+    [[nodiscard]] bool colorsSymbols() const override { return true; }
 
     bool available = true;
 };
