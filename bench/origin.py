@@ -36,7 +36,7 @@ http {{
 class Origin:
     """Serves files of random bytes below `home` until `stop`. Ports are found afresh for each start."""
 
-    KINDS = ("plain", "tls", "slow", "capped")
+    KINDS = ("plain", "tls", "slow", "trickle", "capped")
     # One for each kind.
     SERVERS = """
     limit_conn_zone $binary_remote_addr zone=clients:1m;
@@ -49,6 +49,7 @@ class Origin:
         ssl_protocols TLSv1.2 TLSv1.3;
     }}
     server {{ listen 127.0.0.1:{slow}; limit_rate 4m; }}
+    server {{ listen 127.0.0.1:{trickle}; limit_rate 64k; }}
     server {{ listen 127.0.0.1:{capped}; limit_rate 8m; limit_conn clients 4; limit_conn_status 503; }}
 """
 
