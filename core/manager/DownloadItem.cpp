@@ -9,6 +9,16 @@
 
 namespace fetra {
 
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// How an encoded record begins. Commands on the whole list change the status alone: where it has its place,
+/// the rest need not be encoded anew.
+constexpr QByteArrayView beforeStatus("{\"status\":\"");
+
+} // namespace
+
 DownloadItem::DownloadItem(const DownloadRecord& record)
     : record_(record)
     , isTorrent_(TorrentDownloader::isTorrentSource(record.url)) {
@@ -57,7 +67,10 @@ void DownloadItem::setDestination(const std::optional<QUrl>& destination) {
 }
 
 void DownloadItem::setStatus(DownloadStatus status) {
-    assignStored(record_.status, status, Field::status);
+    if (!encoded_.isEmpty())
+        encoded_.replace(beforeStatus.size(), statusText(record_.status).size(),
+                         statusText(status).toLatin1());
+    assignLive(record_.status, status, Field::status);
 }
 
 void DownloadItem::setTotalBytes(std::optional<qint64> bytes) {
@@ -125,7 +138,10 @@ void DownloadItem::setUploadedBytes(qint64 bytes) {
 
 const QByteArray& DownloadItem::encodedRecord() const {
     if (encoded_.isEmpty()) {
-        encoded_ = QJsonDocument(record_.toJson()).toJson(QJsonDocument::Compact);
+        QJsonObject rest = record_.toJson();
+        rest.remove(u"status"_s);
+        encoded_ = beforeStatus.toByteArray() + statusText(status()).toLatin1() + "\"," +
+                   QJsonDocument(rest).toJson(QJsonDocument::Compact).sliced(1);
         encoded_.squeeze();
     }
     return encoded_;

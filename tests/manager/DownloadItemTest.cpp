@@ -78,9 +78,14 @@ TEST(DownloadItemTest, ARecordComesBackFromJsonAsItWas) {
     full.expectedSHA256 = QString(64, u'a');
     full.headers = {{u"Cookie"_s, u"\"quoted\" \\ \n"_s}};
     for (const DownloadRecord& each : {record(), full}) {
-        const DownloadItem item(each);
+        DownloadItem item(each);
         const QJsonObject json = QJsonDocument::fromJson(item.encodedRecord()).object();
         EXPECT_TRUE(DownloadRecord::fromJson(json) == each) << item.encodedRecord().toStdString();
+        using enum DownloadStatus;
+        for (const DownloadStatus status : {downloading, queued, probing, paused, completed, failed}) {
+            item.setStatus(status);
+            EXPECT_EQ(item.encodedRecord(), DownloadItem(item.record()).encodedRecord());
+        }
     }
     const QJsonObject json = full.toJson();
     EXPECT_EQ(json.value(u"completedAt"_s).toDouble(), -0.001);
