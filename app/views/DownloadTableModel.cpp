@@ -11,7 +11,7 @@ namespace fetra {
 
 namespace {
 
-/// Views take a reset more quickly than more pieces than these.
+/// Views take all at once more quickly than more pieces than these.
 constexpr size_t maxPieces = 64;
 
 constexpr unsigned long long bit(DownloadColumn column) {
@@ -91,8 +91,7 @@ void DownloadTableModel::setActive(bool active) {
     if (active) {
         for (const Row& row : rows_)
             row->update();
-        if (!rows_.empty())
-            Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
+        tellOfEveryCell();
         rearrange();
     } else {
         changed_.clear();
@@ -214,14 +213,20 @@ bool DownloadTableModel::decidesMembership(DownloadItem::Field field) const {
            (field == DownloadItem::Field::filename && (isFiltered || !model_.search().isEmpty()));
 }
 
+void DownloadTableModel::tellOfEveryCell() {
+    if (!rows_.empty())
+        Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
+}
+
 void DownloadTableModel::showChanges() {
     const QHash<DownloadManager::Item, Columns> changed = std::exchange(changed_, {});
+    const bool areMany = static_cast<size_t>(changed.size()) > maxPieces;
     for (const auto& [item, columns] : changed.asKeyValueRange()) {
         const int changedRow = indexOf(item->id());
         if (changedRow < 0)
             continue;
         rows_[static_cast<size_t>(changedRow)]->update();
-        for (int column = 0; column < downloadColumnCount; ++column)
+        for (int column = 0; column < downloadColumnCount && !areMany; ++column)
             if (columns.test(static_cast<size_t>(column)))
                 Q_EMIT dataChanged(index(changedRow, column), index(changedRow, column));
         if (!columns.test(static_cast<size_t>(sortColumn_)))
@@ -231,6 +236,8 @@ void DownloadTableModel::showChanges() {
         else
             isRearrangingDue_ = true;
     }
+    if (areMany)
+        tellOfEveryCell();
     if (isRearrangingDue_)
         rearrange();
 }

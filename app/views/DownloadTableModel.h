@@ -67,6 +67,7 @@ private:
 
     void noteChange(const DownloadManager::Item& item, DownloadItem::Field field);
     [[nodiscard]] bool decidesMembership(DownloadItem::Field field) const;
+    void tellOfEveryCell();
     void showChanges();
     void rearrange();
     [[nodiscard]] Rows wantedRows();

@@ -147,6 +147,19 @@ TEST_F(DownloadTableModelTest, OnlyChangedCellsAreReportedAndEachOnce) {
     }
 }
 
+TEST_F(DownloadTableModelTest, ManyChangedRowsAreReportedTogether) {
+    addMany(300);
+    table->refreshNow();
+    const QSignalSpy cells(table.get(), &QAbstractItemModel::dataChanged);
+    for (const Item& item : manager().items().first(200))
+        item->setStatus(Status::failed);
+    ASSERT_TRUE(runUntil([&] { return !cells.isEmpty(); }));
+    ASSERT_EQ(cells.size(), 1);
+    EXPECT_EQ(cells.first().at(0).toModelIndex(), table->index(0, 0));
+    EXPECT_EQ(cells.first().at(1).toModelIndex(), table->index(299, downloadColumnCount - 1));
+    EXPECT_EQ(text(manager().items()[199], Column::status), u"Failed"_s);
+}
+
 TEST_F(DownloadTableModelTest, EachColumnSortsByItsValue) {
     const auto make = [this](const QString& name, Status status, qint64 size, qint64 received, double rate) {
         const Item item = addAt(u"http://host.example/"_s + name, status);
