@@ -292,7 +292,7 @@ void measureWindows(const DownloadManager::Setup& setup, RunnerFactory& runners,
     application.launch();
     MainWindow& window = mainWindow();
     window.resize(window.screen()->availableSize() * 0.95);
-    run(settling);
+    Heartbeat().measure("begin", [] { run(settling); });
     {
         PaintCounter paints;
         measureProcessor("visible");
