@@ -35,6 +35,8 @@ if(FETRA_FUZZ)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+include(cmake/Hardening.cmake)
+
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     # As the cache's own manual has it for precompiled headers.
