@@ -25,8 +25,9 @@ scripts.")
 # types of files.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, shared-mime-info")
-# The folders of the icon theme, windows under Wayland, and links that open in other programs.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "hicolor-icon-theme, qt6-wayland, xdg-utils")
+# The folders of the icon theme, windows under Wayland, links that open in other programs, and the index through which
+# links find this one.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "desktop-file-utils, hicolor-icon-theme, qt6-wayland, xdg-utils")
 
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/DebianForm.cmake)
 
