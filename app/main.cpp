@@ -16,7 +16,9 @@
 #include <QMessageBox>
 #include <QStyle>
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 using namespace fetra;
 using namespace Qt::StringLiterals;
@@ -31,9 +33,13 @@ QUrl appBundle() {
     return QUrl::fromLocalFile(QDir::cleanPath(programs.filePath(u"../lib/fetra"_s)));
 }
 
+/// `--help` and `--version` are answered where there is no window system too.
+bool isQuestion(int argc, char** argv) {
+    static constexpr std::string_view questions[] = {"-h", "--help", "-v", "--version"};
+    return argc == 2 && std::ranges::find(questions, argv[1]) != std::end(questions);
+}
+
 void describe(QApplication& application) {
-    QApplication::setApplicationName(u"Fetra"_s);
-    QApplication::setApplicationVersion(QStringLiteral(FETRA_VERSION));
     QApplication::setDesktopFileName(u"fetra"_s);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setStyle(new AppStyle(QApplication::style()->name()));
@@ -41,7 +47,7 @@ void describe(QApplication& application) {
 }
 
 /// What the user wants opened. Ends the process for `--help` and `--version`.
-QStringList parseArguments(const QApplication& application) {
+QStringList parseArguments(const QCoreApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QApplication::translate("main", "Downloads files over many connections."));
@@ -88,6 +94,10 @@ int run(SingleInstance& instance, const Handover& handover) {
 } // namespace
 
 int main(int argc, char** argv) {
+    QCoreApplication::setApplicationName(u"Fetra"_s);
+    QCoreApplication::setApplicationVersion(QStringLiteral(FETRA_VERSION));
+    if (isQuestion(argc, argv))
+        parseArguments(QCoreApplication(argc, argv));
     // Before the window system takes the activation token away.
     Handover handover = Handover::ofThisStart({}, {});
     QApplication application(argc, argv);
