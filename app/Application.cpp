@@ -29,6 +29,7 @@ Application::Application(const Setup& setup, RunnerFactory& runners, const Clock
                .appBundle = setup.appBundle,
                .quit = [this] { quit(); }})
     , extra_(model_, commands_, tray_, [this] { quit(); }) {
+    extra_.setParent(this);
     delegate_.setModel(&model_);
     connect(&delegate_, &AppDelegate::terminationReplied, this, [](bool mayTerminate) {
         if (mayTerminate)

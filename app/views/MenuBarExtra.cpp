@@ -41,7 +41,7 @@ void MenuBarExtra::follow() {
     } else if (!icon_) {
         const QIcon icon = QGuiApplication::windowIcon();
         icon_ = std::make_unique<QSystemTrayIcon>(
-            tray_.colorsSymbols() ? QIcon::fromTheme(u"fetra-symbolic"_s, icon) : icon);
+            tray_.colorsSymbols() ? QIcon::fromTheme(u"fetra-symbolic"_s, icon) : icon, this);
         connect(icon_.get(), &QSystemTrayIcon::activated, this, &MenuBarExtra::togglePanel);
         showRate();
         icon_->show();
