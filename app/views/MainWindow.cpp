@@ -172,7 +172,8 @@ void MainWindow::makeMenus() {
     view->addSeparator();
     view->addMenu(&table_->columnsMenu());
     file->addSeparator();
-    file->addAction(tr("&Quit"), QKeySequence::Quit, this, [this] { quit_(); });
+    // Not every desktop has a key of its own for this.
+    file->addAction(tr("&Quit"), QKeySequence(u"Ctrl+Q"_s), this, [this] { quit_(); });
     edit->addAction(tr("&Find"), QKeySequence::Find, this, [this] {
         search_->setFocus(Qt::ShortcutFocusReason);
         search_->selectAll();
