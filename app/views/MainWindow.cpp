@@ -19,6 +19,7 @@
 #include "app/views/Theme.h"
 #include "transfer/ByteFormat.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QLineEdit>
@@ -343,7 +344,9 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-    if (LinkDrop::itemsIn(*event->mimeData()).isEmpty() || model_.isTerminating())
+    // A sheet does not keep drops from the window behind it.
+    if (LinkDrop::itemsIn(*event->mimeData()).isEmpty() || model_.isTerminating() ||
+        QApplication::activeModalWidget())
         return;
     event->acceptProposedAction();
     setDropTargeted(true);
