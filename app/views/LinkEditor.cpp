@@ -36,7 +36,8 @@ LinkEditor::LinkEditor(LinkGrabber& grabber, QWidget* parent)
     , agreed_(grabber.text()) {
     setTabChangesFocus(true);
     setAccessibleName(tr("Links to download"));
-    moveCursor(QTextCursor::End);
+    // Pasting once more replaces what the clipboard has already given.
+    selectAll();
     pause_.setSingleShot(true);
     pause_.setInterval(pauseMilliseconds);
     connect(&pause_, &QTimer::timeout, this, &LinkEditor::commit);

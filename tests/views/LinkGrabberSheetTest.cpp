@@ -181,6 +181,7 @@ TEST_F(LinkGrabberSheetTest, RefusesAWrongChecksumWhereOneCounts) {
     EXPECT_TRUE(shows(wrong));
     QTest::keyClick(&checksum, Qt::Key_Return);
     EXPECT_TRUE(model().grabber());
+    QTest::keySequence(editor, QKeySequence::MoveToEndOfDocument);
     paste(u"\n"_s + links(u"b"_s));
     EXPECT_TRUE(canAdd()) << "two downloads have no checksum";
     EXPECT_FALSE(checksum.isEnabled());
