@@ -26,7 +26,24 @@ TEST_F(ListStory, AFailedDownloadSaysWhyAndIsTriedAgain) {
     choose(u"a.bin"_s, u"Retry"_s);
     ASSERT_TRUE(becomes(u"a.bin Completed"_s));
     EXPECT_TRUE(runUntil([&] { return !shows(why); }));
+    click(u"Clear Completed"_s);
+    EXPECT_TRUE(runUntil([] { return shows(u"No Downloads Yet"_s); }));
     EXPECT_TRUE(home.read(u"Downloads/a.bin"_s) == file.content);
+}
+
+TEST_F(ListStory, WhatIsRemovedOnItsWayLeavesNoMoreThanTheUserWants) {
+    for (const char* path : {"/a.bin", "/b.bin"}) {
+        serve(path, 4'000'000, slowly());
+        download(link(path));
+    }
+    ASSERT_TRUE(isUnderWay(u"a.bin"_s) && isUnderWay(u"b.bin"_s));
+    choose(u"a.bin"_s, u"Remove and Delete Files..."_s);
+    click(u"Remove and Delete Files"_s);
+    ASSERT_TRUE(becomes(u"b.bin Downloading"_s));
+    choose(u"b.bin"_s, u"Remove"_s);
+    press("Return");
+    ASSERT_TRUE(runUntil([] { return shows(u"No Downloads Yet"_s); }));
+    EXPECT_EQ(home.names(u"Downloads"_s), (QStringList{u".keep"_s, u"b.bin.fetra"_s, u"b.bin.part"_s}));
 }
 
 TEST_F(ListStory, SpacePausesWhatRunsAndResumesWhatRests) {
