@@ -3,9 +3,7 @@
 #include "model/ModelWorld.h"
 
 #include <QApplication>
-#include <QLabel>
 #include <QPushButton>
-#include <QTest>
 #include <QVBoxLayout>
 
 namespace fetra {
@@ -30,15 +28,6 @@ protected:
     void TearDown() override { QApplication::setEffectEnabled(Qt::UI_General, false); }
 
     void offer(const QStringList& links) { model().clipboard().setLinks(QUrl::fromStringList(links)); }
-    void click(const QString& text) {
-        for (auto* button : banner->findChildren<QPushButton*>())
-            if (button->text() == text)
-                QTest::mouseClick(button, Qt::LeftButton);
-    }
-    [[nodiscard]] bool says(const QString& text) {
-        const auto labels = banner->findChildren<QLabel*>();
-        return std::ranges::any_of(labels, [&](QLabel* label) { return label->text() == text; });
-    }
     /// All of it, with its lower edge at the place of its own.
     [[nodiscard]] bool comes() {
         return runUntil([&] {
@@ -53,27 +42,6 @@ protected:
     QWidget window;
     ClipboardBanner* banner = nullptr;
 };
-
-TEST_P(ClipboardBannerTest, OffersLinksForReviewOrLetsThemBeDismissed) {
-    EXPECT_FALSE(banner->isVisible());
-    offer({u"http://a.example/1"_s, u"http://a.example/2"_s});
-    ASSERT_TRUE(comes());
-    EXPECT_TRUE(says(u"2 links copied"_s));
-    offer({u"http://a.example/1"_s});
-    EXPECT_TRUE(says(u"1 link copied"_s));
-    click(u"Dismiss"_s);
-    EXPECT_TRUE(model().clipboard().links().isEmpty());
-    EXPECT_TRUE(goes());
-    EXPECT_FALSE(model().grabber());
-
-    offer({u"http://a.example/1"_s, u"http://a.example/%C3%A9"_s});
-    ASSERT_TRUE(comes());
-    click(u"Review"_s);
-    ASSERT_TRUE(model().grabber());
-    EXPECT_EQ(model().grabber()->text, u"http://a.example/1\nhttp://a.example/%C3%A9"_s);
-    EXPECT_TRUE(model().clipboard().links().isEmpty());
-    EXPECT_TRUE(goes());
-}
 
 TEST_P(ClipboardBannerTest, TurnsBackOnTheWay) {
     offer({u"http://a.example/1"_s});

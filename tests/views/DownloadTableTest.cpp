@@ -129,18 +129,6 @@ TEST_F(DownloadTableTest, WhatTheModelSelectsIsShownEvenBeforeItHadARow) {
     EXPECT_EQ(marked(), u"f7"_s);
 }
 
-TEST_F(DownloadTableTest, SpacePausesWhatRunsAndResumesWhatIsPaused) {
-    const Item running = add(u"a"_s);
-    const Item paused = add(u"b"_s, false);
-    ASSERT_TRUE(runUntil([this] { return table->model()->rowCount() == 2; }));
-    press(Qt::Key_Space);
-    EXPECT_TRUE(running->isActive());
-    press(Qt::Key_A, Qt::ControlModifier);
-    EXPECT_EQ(model().selection(), ids({running, paused}));
-    press(Qt::Key_Space);
-    EXPECT_TRUE(runUntil([&] { return running->status() == Status::paused && paused->isActive(); }));
-}
-
 TEST_F(DownloadTableTest, KeysAndDoubleClicksActOnTheRows) {
     const Item complete = addComplete(u"done.iso"_s);
     AppModel::Items items = addNamed({u"alpha"_s, u"beta"_s, u"bravo"_s});

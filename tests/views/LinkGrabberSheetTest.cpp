@@ -109,21 +109,6 @@ protected:
     QListView* list = nullptr;
 };
 
-TEST_F(LinkGrabberSheetTest, AddsWhatStaysCheckedOfThePastedLinks) {
-    EXPECT_EQ(QApplication::focusWidget(), editor);
-    EXPECT_FALSE(button(u"Start Downloads"_s).isEnabled());
-    paste(links(u"ab"_s));
-    EXPECT_EQ(rows(), u"AB"_s) << "at once, not after a pause";
-    EXPECT_TRUE(shows(u"2 links detected"_s));
-    clickBox(0);
-    EXPECT_EQ(rows(), u"aB"_s);
-    EXPECT_TRUE(shows(u"1 selected"_s));
-    QTest::mouseClick(&button(u"Add Paused"_s), Qt::LeftButton);
-    EXPECT_EQ(added(), u"b paused"_s);
-    EXPECT_FALSE(model().grabber());
-    EXPECT_TRUE(runUntil([&] { return !sheet; })) << "it closes";
-}
-
 TEST_F(LinkGrabberSheetTest, TakesTypedLinksAfterAPauseAndByKeyboardAtOnce) {
     QTest::keyClicks(editor, links(u"a"_s));
     EXPECT_EQ(rows(), QString()) << "not with every key";

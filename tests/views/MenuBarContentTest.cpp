@@ -20,7 +20,7 @@ protected:
     void SetUp() override {
         ModelWorld::SetUp();
         commands = std::make_unique<DownloadCommands>(model());
-        panel = std::make_unique<MenuBarContent>(model(), *commands, [this] { ++quits; });
+        panel = std::make_unique<MenuBarContent>(model(), *commands, [] {});
         panel->show();
     }
     void TearDown() override {
@@ -48,7 +48,6 @@ protected:
 
     std::unique_ptr<DownloadCommands> commands;
     std::unique_ptr<MenuBarContent> panel;
-    int quits = 0;
 };
 
 TEST_F(MenuBarContentTest, ListsWhatRunsWithItsProgressAndRate) {
@@ -82,19 +81,6 @@ TEST_F(MenuBarContentTest, ManyDownloadsScrollInsideThePanel) {
     manager().pause(item(0));
     manager().pause(item(1));
     EXPECT_TRUE(runUntil([&] { return rows().verticalScrollBar()->maximum() == 0; }));
-}
-
-TEST_F(MenuBarContentTest, LeadsToTheWindowAndToTheEndAndGoesAway) {
-    click(u"Open Fetra"_s);
-    EXPECT_EQ(fake.windows.opened, 1);
-    EXPECT_FALSE(panel->isVisible());
-    panel->show();
-    click(u"Quit"_s);
-    EXPECT_EQ(quits, 1);
-    EXPECT_FALSE(panel->isVisible());
-    panel->show();
-    QTest::keyClick(panel.get(), Qt::Key_Escape);
-    EXPECT_FALSE(panel->isVisible());
 }
 
 } // namespace
