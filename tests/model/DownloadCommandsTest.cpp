@@ -80,35 +80,6 @@ TEST_F(DownloadCommandsTest, EnablementFollowsTheModelAtOnce) {
     EXPECT_EQ(enabled(commands), (QList{Command::reveal, Command::toggleInspector}));
 }
 
-TEST_F(DownloadCommandsTest, EachCommandDoesWhatItSays) {
-    const DownloadCommands commands(model());
-    const auto perform = [&](Command command) { commands.row(command).perform(); };
-    perform(Command::addLinks);
-    EXPECT_TRUE(model().grabber());
-    perform(Command::openTorrentFile);
-    EXPECT_EQ(fake.panels.shown.size(), 1u);
-    EXPECT_EQ(fake.windows.opened, 2);
-    manager().setMaxConcurrentDownloads(1);
-    addAll(u"ab"_s);
-    perform(Command::pauseAll);
-    ASSERT_TRUE(runUntil([&] { return list() == u"ab"_s; }));
-    perform(Command::resumeAll);
-    EXPECT_EQ(list(), u"Ab"_s);
-    model().setSelection({item(1)->id()});
-    perform(Command::reveal);
-    EXPECT_EQ(fake.workspace.revealed.size(), 1);
-    perform(Command::remove);
-    EXPECT_EQ(model().removal()->ids, QSet{item(1)->id()});
-    EXPECT_FALSE(model().removal()->deleteFiles);
-    addComplete(u"c"_s);
-    perform(Command::clearCompleted);
-    EXPECT_EQ(list(), u"Ab"_s);
-    perform(Command::toggleInspector);
-    EXPECT_TRUE(model().settings().isOn(AppSettings::showInspector));
-    perform(Command::toggleInspector);
-    EXPECT_FALSE(model().settings().isOn(AppSettings::showInspector));
-}
-
 TEST_F(DownloadCommandsTest, SettingsStayWithinTheRangesOfTheirControls) {
     SettingsPane pane(model());
     struct Case {
