@@ -27,7 +27,7 @@ constexpr int nameSection = static_cast<int>(DownloadColumn::name);
 static_assert(nameSection == 0);
 /// What goes where there is no room for all, the first one first.
 constexpr std::array dispensable{DownloadColumn::added, DownloadColumn::connections, DownloadColumn::segments,
-                                 DownloadColumn::size};
+                                 DownloadColumn::size, DownloadColumn::speed};
 
 } // namespace
 
@@ -378,6 +378,8 @@ void DownloadTable::drawRow(QPainter* painter, const QStyleOptionViewItem& optio
     painter->restore();
 
     for (int section = 0; section < downloadColumnCount; ++section) {
+        if (header()->isSectionHidden(section))
+            continue;
         cell.rect.setLeft(header()->sectionViewportPosition(section));
         cell.rect.setWidth(header()->sectionSize(section));
         if (cell.rect.intersects(whole))

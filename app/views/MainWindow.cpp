@@ -49,6 +49,7 @@ namespace {
 
 constexpr QSize usualSize(1280, 760);
 constexpr QSize leastSize(820, 500);
+constexpr int narrowestList = 480;
 constexpr int searchWidth = 220;
 
 const QString geometryKey = u"mainWindowGeometry"_s;
@@ -229,6 +230,7 @@ void MainWindow::makeColumns() {
     connect(empty_, &EmptyState::actionTriggered, &model_, [this] { model_.showGrabber(); });
 
     auto* const middle = new QWidget;
+    middle->setMinimumWidth(narrowestList);
     auto* const rows = new QVBoxLayout(middle);
     rows->setContentsMargins({});
     rows->setSpacing(0);

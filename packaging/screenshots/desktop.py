@@ -25,11 +25,8 @@ WINDOW_MANAGER = """<?xml version="1.0"?>
 </openbox_config>
 """
 
-# What a Plasma desktop writes for its two standard schemes; Qt reads it without any package of that desktop.
-SCHEMES = {
-    "light": {"Window": "239,240,241", "View": "255,255,255", "Button": "252,252,252", "text": "35,38,41"},
-    "dark": {"Window": "42,46,50", "View": "27,30,32", "Button": "49,54,59", "text": "252,252,252"},
-}
+# What desktops answer who asks for the user's wish.
+SCHEMES = {"dark": 1, "light": 2}
 
 
 class Area(typing.NamedTuple):
@@ -61,19 +58,6 @@ def wait_until(what: str, condition: collections.abc.Callable, seconds: float = 
         time.sleep(0.05)
 
 
-def colour_scheme(name: str) -> str:
-    scheme = SCHEMES[name]
-    # The icons of that desktop are not there, and a theme that is not there hides those of the application.
-    lines = ["[Icons]", "Theme=hicolor"]
-    lines += ["[General]", f"ColorScheme=Breeze{name.title()}", "font=DejaVu Sans,10,-1,5,50,0,0,0,0,0"]
-    for group in ("Window", "View", "Button"):
-        lines += [f"[Colors:{group}]", f"BackgroundNormal={scheme[group]}", f"ForegroundNormal={scheme['text']}"]
-        lines += ["ForegroundLink=29,153,243", "ForegroundVisited=155,89,182"]
-    lines += ["[Colors:Selection]", "BackgroundNormal=61,174,233", "ForegroundNormal=252,252,252"]
-    lines += ["[Colors:Tooltip]", f"BackgroundNormal={scheme['Button']}", f"ForegroundNormal={scheme['text']}"]
-    return "\n".join(lines) + "\n"
-
-
 class Desktop:
     """Until `stop`. All of it lives below `home`."""
 
@@ -87,14 +71,12 @@ class Desktop:
             folder.mkdir(parents=True, mode=0o700)
         self.data = folders["DATA"]
         self.config = folders["CONFIG"]
-        (self.config / "kdeglobals").write_text(colour_scheme(scheme))
+        self._scheme = scheme
         self.environment = {
             "PATH": os.environ["PATH"],
             "LANG": "C.UTF-8",
             "HOME": str(home),
             **{f"XDG_{name}_{'DIR' if name == 'RUNTIME' else 'HOME'}": str(at) for name, at in folders.items()},
-            "XDG_CURRENT_DESKTOP": "KDE",
-            "KDE_SESSION_VERSION": "5",
             "XDG_SESSION_TYPE": "x11",
             "QT_SCALE_FACTOR": str(scale),
             "DBUS_SYSTEM_BUS_ADDRESS": f"unix:path={home}/none",
@@ -115,6 +97,7 @@ class Desktop:
             f"--address=unix:path={self.home}/bus", stdout=subprocess.PIPE, text=True,
         )
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+        self._serve_scheme()
         rules = self.config / "openbox.xml"
         rules.write_text(WINDOW_MANAGER)
         self.run("openbox", "--sm-disable", "--config-file", rules)
@@ -218,6 +201,16 @@ class Desktop:
 
     def save(self, path: pathlib.Path, area: Area) -> None:
         subprocess.run(["convert", "ppm:-", "-strip", f"png:{path}"], input=self.look_when_still(area), check=True)
+
+    def _serve_scheme(self) -> None:
+        place = ("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop")
+        settings = "org.freedesktop.portal.Settings"
+        self.run("/usr/bin/python3", "-m", "dbusmock", "--session", *place, settings)
+        # The value is wrapped twice, as the real ones do.
+        answer = f"ret = dbus.UInt32({SCHEMES[self._scheme]}, variant_level=2)"
+        add = ["gdbus", "call", "--session", "--dest", place[0], "--object-path", place[1]]
+        add += ["--method", "org.freedesktop.DBus.Mock.AddMethod", settings, "Read", "ss", "v", answer]
+        wait_until("the settings of the desktop", lambda: self._output(*add))
 
     def _start_tray(self, attempts: int = 3) -> None:
         """Now and then one of a busy computer never shows itself."""

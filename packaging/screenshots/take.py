@@ -23,7 +23,7 @@ VARIANTS = ["light-100", "dark-100", "light-200", "dark-200"]
 ICONS = pathlib.Path(__file__).resolve().parents[1] / "icons"
 
 # Lengths are device-independent pixels; parts are parts of the main window.
-SCREEN = (1280, 800)
+SCREEN = (1360, 860)
 AT = (40, 60)
 HEADING = Area(200, 56, 420, 84)
 INSPECTOR = Area(824, 60, 1080, 640)

@@ -203,18 +203,13 @@ TEST_F(StateFileTest, NeverHoldsTheMainThreadForASlowDisk) {
         work();
         return std::chrono::steady_clock::now() - begun;
     };
-    const std::chrono::milliseconds most(50);
-    // Instrumented code is slower than the disk it pretends to have.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    const int allowance = 20;
-#else
-    const int allowance = 1;
-#endif
+    // Far from one sync, and from what a busy machine or instrumented code takes.
+    const std::chrono::seconds most(1);
     for (int round = 0; round < 3; ++round) {
-        EXPECT_LT(longest([&] { add(u"x"_s); }), most * allowance);
-        EXPECT_LT(longest([&] { manager().pause(item(500 + round)); }), most * allowance);
+        EXPECT_LT(longest([&] { add(u"x"_s); }), most);
+        EXPECT_LT(longest([&] { manager().pause(item(500 + round)); }), most);
     }
-    EXPECT_LT(longest([&] { manager().pauseAll(); }), most * allowance);
+    EXPECT_LT(longest([&] { manager().pauseAll(); }), most);
     faults.slowSyncs({});
 }
 

@@ -238,19 +238,20 @@ TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
     table->resize(narrow, 400);
     EXPECT_EQ(hidden(*table), QList{Column::added});
     EXPECT_EQ(table->header()->length(), table->viewport()->width());
-    table->resize(500, 400);
-    EXPECT_EQ(hidden(*table), (QList{Column::size, Column::segments, Column::connections, Column::added}));
+    table->resize(400, 400);
+    EXPECT_EQ(hidden(*table),
+              (QList{Column::size, Column::speed, Column::segments, Column::connections, Column::added}));
 
     table->columnsMenu().popup({});
     pick(u"Connections"_s); // shown although there is no room
-    pick(u"Speed"_s);       // hidden although there is
-    const QList chosen{Column::size, Column::speed, Column::segments, Column::added};
+    pick(u"Progress"_s);    // hidden although there is
+    const QList chosen{Column::size, Column::progress, Column::speed, Column::segments, Column::added};
     EXPECT_EQ(hidden(*table), chosen);
     table->resize(1600, 400);
-    EXPECT_EQ(hidden(*table), QList{Column::speed});
+    EXPECT_EQ(hidden(*table), QList{Column::progress});
 
     DownloadTable other(model());
-    other.resize(500, 400);
+    other.resize(400, 400);
     other.show();
     ASSERT_TRUE(other.restoreState(table->saveState()));
     EXPECT_EQ(hidden(other), chosen);
