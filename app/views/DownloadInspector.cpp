@@ -81,12 +81,13 @@ void DownloadInspector::follow() {
     });
 }
 
-void DownloadInspector::setItem(const AppModel::Item& item) {
+bool DownloadInspector::setItem(const AppModel::Item& item) {
     if (item == item_)
-        return;
+        return false;
     item_ = item;
     pace_->hurry();
     chartPace_->hurry();
+    return true;
 }
 
 void DownloadInspector::refresh() {

@@ -24,8 +24,8 @@ class DownloadInspector final : public QWidget {
 public:
     explicit DownloadInspector(AppModel& model, QWidget* parent = nullptr);
 
-    /// Null while there is none; then it is not to be seen.
-    void setItem(const AppModel::Item& item);
+    /// Null while there is none; then it is not to be seen. Whether it is another than before.
+    bool setItem(const AppModel::Item& item);
 
 private:
     /// Returns the part as a section with a title.

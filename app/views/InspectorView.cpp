@@ -66,7 +66,8 @@ void InspectorView::follow() {
     if (!isVisible())
         return;
     const AppModel::Items selected = model_.selectedItems();
-    inspector_->setItem(selected.size() == 1 ? selected.first() : nullptr);
+    if (inspector_->setItem(selected.size() == 1 ? selected.first() : nullptr))
+        scroll_->verticalScrollBar()->setValue(0);
     if (selected.isEmpty())
         setCurrentWidget(nothing_);
     else if (selected.size() > 1)

@@ -87,6 +87,21 @@ TEST_F(InspectorViewTest, ShowsTheOneDownloadThatIsSelected) {
     EXPECT_TRUE(shows(u"second.iso"_s)) << "selected while the pane was hidden";
 }
 
+TEST_F(InspectorViewTest, AnotherDownloadIsSeenFromItsTop) {
+    const Item a = addAt(u"http://a.example/first.iso"_s);
+    const Item b = addAt(u"http://b.example/second.iso"_s);
+    view->resize(InspectorView::narrowest, 300);
+    select({a});
+    QScrollBar& bar = *view->findChild<QScrollArea*>()->verticalScrollBar();
+    ASSERT_TRUE(runUntil([&] { return bar.maximum() > 50; }));
+    bar.setValue(50);
+    a->setStatus(Status::failed);
+    manager().move({}, 0);
+    EXPECT_EQ(bar.value(), 50);
+    select({b});
+    EXPECT_EQ(bar.value(), 0);
+}
+
 TEST_F(InspectorViewTest, ConnectionsAreEditedOnlyWhileTheDownloadRests) {
     const Item item = add(u"a"_s);
     select({item});
