@@ -1,5 +1,7 @@
 #include "app/views/FittingListView.h"
 
+#include <QScrollArea>
+
 #include <algorithm>
 
 namespace fetra {
@@ -11,6 +13,8 @@ FittingListView::FittingListView(int mostRows, QWidget* parent)
     setUniformItemSizes(true);
     setSelectionMode(QAbstractItemView::NoSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Not by the wheel, which only passes.
+    setFocusPolicy(Qt::StrongFocus);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
@@ -33,6 +37,22 @@ QSize FittingListView::sizeHint() const {
 
 QSize FittingListView::minimumSizeHint() const {
     return sizeHint();
+}
+
+QVariant FittingListView::inputMethodQuery(Qt::InputMethodQuery query) const {
+    return query == Qt::ImCursorRectangle && currentIndex().isValid() ? visualRect(currentIndex())
+                                                                      : QListView::inputMethodQuery(query);
+}
+
+void FittingListView::currentChanged(const QModelIndex& current, const QModelIndex& previous) {
+    QListView::currentChanged(current, previous);
+    if (!hasFocus() || !current.isValid())
+        return;
+    for (QWidget* around = parentWidget(); around; around = around->parentWidget())
+        if (auto* const area = qobject_cast<QScrollArea*>(around)) {
+            area->ensureWidgetVisible(this, 0, 0);
+            return;
+        }
 }
 
 } // namespace fetra

@@ -15,6 +15,11 @@ public:
     void setModel(QAbstractItemModel* model) override;
     [[nodiscard]] QSize sizeHint() const override;
     [[nodiscard]] QSize minimumSizeHint() const override;
+    /// Where the current row is: an area around it that scrolls shows that row rather than the whole list.
+    [[nodiscard]] QVariant inputMethodQuery(Qt::InputMethodQuery query) const override;
+
+protected:
+    void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
 private:
     const int mostRows_;

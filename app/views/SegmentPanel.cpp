@@ -13,8 +13,8 @@ namespace fetra {
 
 namespace {
 
-/// More of them scroll, so that what stands below stays within reach.
-constexpr int mostRows = 8;
+/// All of them stand in the pane, which scrolls, as long as there are no more than connections may open.
+constexpr auto mostRows = static_cast<int>(InspectorFacts::maxConnections);
 
 } // namespace
 

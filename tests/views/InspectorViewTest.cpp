@@ -8,6 +8,7 @@
 #include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QLabel>
+#include <QListView>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -100,6 +101,37 @@ TEST_F(InspectorViewTest, AnotherDownloadIsSeenFromItsTop) {
     EXPECT_EQ(bar.value(), 50);
     select({b});
     EXPECT_EQ(bar.value(), 0);
+}
+
+TEST_F(InspectorViewTest, SegmentsLieInThePaneItselfAndKeysBringThemIntoSight) {
+    const Item item = addAt(u"http://a.example/first.iso"_s);
+    const auto setSegments = [&](qsizetype count) {
+        item->setSegments(QList<SegmentSnapshot>(count, {0, 99, 50}));
+    };
+    setSegments(64);
+    view->resize(InspectorView::narrowest, 300);
+    select({item});
+    auto& list = *view->findChild<QListView*>();
+    ASSERT_TRUE(runUntil([&] { return list.height() > 64 * list.fontMetrics().height(); }));
+    EXPECT_EQ(list.verticalScrollBar()->maximum(), 0);
+    list.setFocus();
+    for (const int key : {Qt::Key_End, Qt::Key_Home}) {
+        QTest::keyClick(&list, static_cast<Qt::Key>(key));
+        EXPECT_TRUE(list.viewport()->visibleRegion().contains(list.visualRect(list.currentIndex()).center()));
+    }
+
+    const auto takesWheel = [&] {
+        QWheelEvent wheel({5, 5}, list.viewport()->mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(list.viewport(), &wheel);
+        return wheel.isAccepted();
+    };
+    EXPECT_FALSE(takesWheel()) << "the pane scrolls";
+    setSegments(100);
+    ASSERT_TRUE(runUntil([&] { return list.verticalScrollBar()->maximum() > 0; }));
+    EXPECT_TRUE(takesWheel());
+    list.verticalScrollBar()->setValue(list.verticalScrollBar()->maximum());
+    EXPECT_FALSE(takesWheel()) << "the pane scrolls on";
 }
 
 TEST_F(InspectorViewTest, ConnectionsAreEditedOnlyWhileTheDownloadRests) {
