@@ -37,6 +37,8 @@ void FactTable::setFacts(const QList<InspectorFacts::Fact>& facts) {
 void FactTable::addRow() {
     auto* const label = new ToneLabel(ToneLabel::Tone::secondary, this);
     label->setWordWrap(false);
+    // Text that can be selected is laid out in a way of its own: only if both are, they share a base line.
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     auto* const value = new QLabel(this);
     value->setTextFormat(Qt::PlainText);
     value->setTextInteractionFlags(Qt::TextSelectableByMouse);
