@@ -21,9 +21,11 @@ QString twoDecimals(double value) {
     return QString::fromLatin1(text.data(), end - text.data());
 }
 
-QString scaled(double value, std::span<const QLatin1StringView> units) {
+/// In the unit that suits `other`.
+QString scaled(double value, double other, std::span<const QLatin1StringView> units) {
     size_t unit = 0;
-    while (!(value < step) && unit + 1 < units.size()) {
+    while (!(other < step) && unit + 1 < units.size()) {
+        other /= step;
         value /= step;
         ++unit;
     }
@@ -40,12 +42,17 @@ QString size(qint64 bytes) {
     static constexpr std::array units{"KB"_L1, "MB"_L1, "GB"_L1, "TB"_L1};
     if (bytes < 1024)
         return QString::number(bytes) + u" B"_s;
-    return scaled(static_cast<double>(bytes) / step, units);
+    const double value = static_cast<double>(bytes) / step;
+    return scaled(value, value, units);
 }
 
 QString rate(double bytesPerSecond) {
+    return rateBeside(bytesPerSecond, bytesPerSecond);
+}
+
+QString rateBeside(double other, double bytesPerSecond) {
     static constexpr std::array units{"B/s"_L1, "KB/s"_L1, "MB/s"_L1, "GB/s"_L1};
-    return scaled(bytesPerSecond, units);
+    return scaled(bytesPerSecond, other, units);
 }
 
 QString duration(double seconds) {

@@ -34,6 +34,7 @@ TEST(ByteFormatTest, Rates) {
     };
     for (const auto& [rate, text] : cases)
         EXPECT_EQ(ByteFormat::rate(rate), text) << rate;
+    EXPECT_EQ(ByteFormat::rateBeside(1'572'864, 524'288), u"0.50 MB/s"_s);
 }
 
 TEST(ByteFormatTest, Durations) {
