@@ -205,7 +205,8 @@ void ThroughputChart::paintScale(QPainter& painter) const {
                          Theme::separator(palette()));
         painter.setPen(Theme::secondaryText(palette()));
         painter.drawText(QRectF(0, y - line / 2.0, plot.left() - Theme::gap, line),
-                         Qt::AlignRight | Qt::AlignVCenter, tick == 0 ? tr("0") : ByteFormat::rate(tick));
+                         Qt::AlignRight | Qt::AlignVCenter,
+                         tick == 0 ? tr("0") : ByteFormat::rateBeside(ticks_.last(), tick));
     }
     const QRectF below(plot.left(), plot.bottom() + Theme::tight, plot.width(), line);
     painter.drawText(below, Qt::AlignLeft | Qt::AlignVCenter, tr("2 minutes ago"));
