@@ -14,7 +14,11 @@ constexpr int fewestCharacters = 8;
 } // namespace
 
 ElidedLabel::ElidedLabel(QWidget* parent)
-    : QLabel(parent) {
+    : ElidedLabel(Qt::ElideMiddle, parent) {}
+
+ElidedLabel::ElidedLabel(Qt::TextElideMode mode, QWidget* parent)
+    : QLabel(parent)
+    , mode_(mode) {
     setTextFormat(Qt::PlainText);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
@@ -25,7 +29,7 @@ QSize ElidedLabel::minimumSizeHint() const {
 
 void ElidedLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    const QString shown = fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
+    const QString shown = fontMetrics().elidedText(text(), mode_, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(),
                           static_cast<int>(QStyle::visualAlignment(layoutDirection(), alignment())),
                           palette(), isEnabled(), shown, foregroundRole());
