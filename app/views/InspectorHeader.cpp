@@ -23,19 +23,17 @@ InspectorHeader::InspectorHeader(QWidget* parent)
     : QWidget(parent)
     , symbol_(new SymbolLabel(QString(), symbolSide, SymbolLabel::Color::accent, this))
     , name_(new ValueText(mostNameLines, this))
-    , host_(new ElidedLabel(this))
+    // The end of a host's name says whose it is.
+    , host_(new ElidedLabel(Qt::ElideLeft, this))
     , pill_(new StatusPill(true, this)) {
     name_->setFont(Theme::bold(font()));
     name_->setAccessibleName(tr("File name"));
 
-    auto* const second = new QHBoxLayout;
-    second->setSpacing(Theme::gap);
-    second->addWidget(host_, 1);
-    second->addWidget(pill_);
     auto* const lines = new QVBoxLayout;
     lines->setSpacing(Theme::tight);
     lines->addWidget(name_);
-    lines->addLayout(second);
+    lines->addWidget(host_);
+    lines->addWidget(pill_, 0, Qt::AlignLeft);
     auto* const layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(Theme::gap);
