@@ -72,11 +72,11 @@ QList<Fact> statistics(const DownloadItem& item, double average) {
     // It stands there even while nothing is known, so that what follows stays in its place.
     if (item.isActive())
         facts.append({Texts::tr("Remaining"), ByteFormat::duration(item.eta().value_or(-1))});
-    if (!item.isTorrent())
+    if (!item.isTorrent()) {
         facts.append({Texts::tr("Connections"),
                       Texts::tr("%1 of %2").arg(item.activeConnections()).arg(item.connectionLimit())});
-    facts.append({Texts::tr("Segments"), QString::number(item.segments().size())});
-    if (item.isTorrent()) {
+        facts.append({Texts::tr("Segments"), QString::number(item.segments().size())});
+    } else {
         facts.append({Texts::tr("Uploaded"), ByteFormat::size(item.uploadedBytes())});
         facts.append({Texts::tr("Ratio"), ratio(item)});
         facts.append({Texts::tr("Peers"), QString::number(item.peers())});

@@ -35,8 +35,8 @@ DownloadInspector::DownloadInspector(AppModel& model, QWidget* parent)
     addSection(tr("Throughput"), throughput_);
     addSection(tr("Statistics"), statistics_);
     addSection(tr("Details"), details_);
-    addSection(tr("Connections"), connections_);
-    addSection(tr("Segments"), segments_);
+    connectionsSection_ = addSection(tr("Connections"), connections_);
+    segmentsSection_ = addSection(tr("Segments"), segments_);
     swarmSection_ = addSection(tr("Swarm"), swarm_);
     sections_->addStretch();
     follow();
@@ -99,8 +99,12 @@ void DownloadInspector::refresh() {
     details_->refresh(item_);
     connections_->refresh(item_);
     segments_->refresh(item_);
-    swarmSection_->setVisible(item_->isTorrent());
-    if (item_->isTorrent())
+    // Torrents come in pieces from a swarm, not in ranges over connections of ours.
+    const bool isTorrent = item_->isTorrent();
+    connectionsSection_->setHidden(isTorrent);
+    segmentsSection_->setHidden(isTorrent);
+    swarmSection_->setVisible(isTorrent);
+    if (isTorrent)
         swarm_->refresh(*item_, model_.torrentUploadLimit(*item_));
 }
 

@@ -44,6 +44,8 @@ private:
     ConnectionsEditor* const connections_;
     SegmentPanel* const segments_;
     SwarmPanel* const swarm_;
+    QWidget* connectionsSection_ = nullptr;
+    QWidget* segmentsSection_ = nullptr;
     QWidget* swarmSection_ = nullptr;
     RefreshPace* const pace_;
     RefreshPace* const chartPace_;

@@ -46,12 +46,12 @@ TEST_F(InspectorFactsTest, StatisticsAreThoseOfTheKindAndTheState) {
 
     const Item torrent = addAt(magnet);
     torrent->setUploadedBytes(5);
-    EXPECT_EQ(text(*torrent), u"Downloaded=0 B; Size=Unknown; Progress=0%; Average=0.00 B/s; Segments=0; "
+    EXPECT_EQ(text(*torrent), u"Downloaded=0 B; Size=Unknown; Progress=0%; Average=0.00 B/s; "
                               u"Uploaded=5 B; Ratio=0.00; Peers=0; Seeds=0"_s);
     torrent->setReceivedBytes(4);
     torrent->setPeers(7);
     torrent->setSeeds(2);
-    EXPECT_EQ(text(*torrent), u"Downloaded=4 B; Size=Unknown; Progress=0%; Average=0.00 B/s; Segments=0; "
+    EXPECT_EQ(text(*torrent), u"Downloaded=4 B; Size=Unknown; Progress=0%; Average=0.00 B/s; "
                               u"Uploaded=5 B; Ratio=1.25; Peers=7; Seeds=2"_s);
 }
 

@@ -218,11 +218,15 @@ TEST_F(InspectorViewTest, TorrentsHaveASwarmWithTheLimitOfTheirRun) {
     const QString cap = u"Upload capped at %1 KB/s"_s.arg(manager().torrentUploadLimitKB());
     select({torrent});
     EXPECT_TRUE(shows(cap));
+    EXPECT_FALSE(shows(u"Segments"_s));
+    EXPECT_FALSE(shows(u"Segments appear when the transfer starts."_s));
+    EXPECT_FALSE(stepper().isVisible());
     manager().setTorrentUploadLimitKB(0);
     torrent->setStatus(Status::paused);
     EXPECT_TRUE(runUntil([&] { return shows(u"Uploading disabled"_s); }));
     select({file});
     EXPECT_FALSE(shows(u"Per-peer detail is not available yet."_s));
+    EXPECT_TRUE(stepper().isVisible());
 }
 
 TEST_F(InspectorViewTest, FollowsItsDownloadSoonAndLeavesOthersAlone) {
