@@ -38,6 +38,7 @@ SourceDetails::SourceDetails(AppModel& model, QWidget* parent)
     , digest_(addPart(tr("Expected SHA-256"))) {
     parts_->setContentsMargins(0, 0, 0, 0);
     parts_->setSpacing(Theme::gap);
+    error_.label->setTone(ToneLabel::Tone::failed);
 }
 
 SourceDetails::Part SourceDetails::addPart(const QString& label, const Action& action) {
