@@ -15,7 +15,8 @@ namespace fetra {
 namespace {
 
 constexpr int symbolSide = 32;
-constexpr int mostNameLines = 4;
+/// The longest names that file systems take fit into the narrowest pane.
+constexpr int mostNameLines = 12;
 
 } // namespace
 

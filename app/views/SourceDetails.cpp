@@ -15,7 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int mostLines = 12;
+/// Room for usual addresses, so that texts seldom scroll inside the pane, which scrolls itself.
+constexpr int mostLines = 20;
 
 QString addressText(const QUrl& url) {
     return url.toString(QUrl::FullyEncoded);
