@@ -1,6 +1,11 @@
 #include "app/views/ValueText.h"
 
+#include "app/views/Theme.h"
+
+#include <QFocusEvent>
 #include <QScrollBar>
+#include <QTextBlock>
+#include <QTextCursor>
 #include <QTextDocument>
 #include <QTextOption>
 
@@ -27,6 +32,8 @@ ValueText::ValueText(int mostLines, QWidget* parent)
     setAcceptRichText(false);
     setFrameShape(QFrame::NoFrame);
     setTabChangesFocus(true);
+    // Not by the wheel, which only passes.
+    setFocusPolicy(Qt::StrongFocus);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -43,6 +50,11 @@ void ValueText::setValue(const QString& value) {
         return;
     value_ = value;
     setPlainText(shortened(value));
+    // Lines that wrap are told from those that follow them.
+    QTextBlockFormat apart;
+    apart.setTopMargin(Theme::tight);
+    for (QTextBlock block = document()->begin().next(); block.isValid(); block = block.next())
+        QTextCursor(block).mergeBlockFormat(apart);
 }
 
 QSize ValueText::sizeHint() const {
@@ -56,6 +68,23 @@ QSize ValueText::minimumSizeHint() const {
 void ValueText::resizeEvent(QResizeEvent* event) {
     QTextEdit::resizeEvent(event);
     fitHeight();
+}
+
+/// As in an edit line: keys that come by select the whole, which also shows where they are.
+void ValueText::focusInEvent(QFocusEvent* event) {
+    QTextEdit::focusInEvent(event);
+    if (event->reason() != Qt::TabFocusReason && event->reason() != Qt::BacktabFocusReason)
+        return;
+    QTextCursor whole(document());
+    whole.movePosition(QTextCursor::End);
+    whole.movePosition(QTextCursor::Start, QTextCursor::KeepAnchor);
+    setTextCursor(whole);
+}
+
+void ValueText::focusOutEvent(QFocusEvent* event) {
+    QTextEdit::focusOutEvent(event);
+    if (event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason)
+        setTextCursor(QTextCursor(document()));
 }
 
 void ValueText::fitHeight() {
