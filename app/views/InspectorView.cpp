@@ -32,6 +32,8 @@ InspectorView::InspectorView(AppModel& model, QWidget* parent)
     scroll_->setWidget(inspector_);
     scroll_->setWidgetResizable(true);
     scroll_->setFrameShape(QFrame::NoFrame);
+    // Its parts take the focus, and pass on the keys that scroll.
+    scroll_->setFocusPolicy(Qt::NoFocus);
     scroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     scroll_->viewport()->setAutoFillBackground(false);
     inspector_->setAutoFillBackground(false);
