@@ -26,8 +26,8 @@ ICONS = pathlib.Path(__file__).resolve().parents[1] / "icons"
 SCREEN = (1360, 860)
 AT = (40, 60)
 HEADING = Area(200, 56, 420, 84)
-INSPECTOR = Area(824, 60, 1080, 640)
-INSPECTOR_IF_NARROW = Area(600, 60, 800, 440)
+INSPECTOR = Area(964, 60, 1270, 720)
+INSPECTOR_IF_NARROW = Area(700, 60, 920, 440)
 # Left, first, last and distance.
 SIDEBAR_ROWS = (60, 100, 400, 15)
 MAIN_TITLE = "Fetra – All"
