@@ -29,6 +29,8 @@ static_assert(nameSection == 0);
 constexpr std::array dispensable{DownloadColumn::added, DownloadColumn::connections, DownloadColumn::segments,
                                  DownloadColumn::size, DownloadColumn::speed};
 
+const QSet<int> modifierKeys{Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_AltGr, Qt::Key_Meta};
+
 } // namespace
 
 DownloadTable::DownloadTable(AppModel& model, QWidget* parent)
@@ -266,7 +268,8 @@ void DownloadTable::followSelection() {
 // Keyboard and mouse
 
 void DownloadTable::keyPressEvent(QKeyEvent* event) {
-    showsFocus_ = true;
+    if (!modifierKeys.contains(event->key()))
+        showsFocus_ = true;
     const bool isPlain = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
     const auto once = [event](const auto& act) {
         if (!event->isAutoRepeat())

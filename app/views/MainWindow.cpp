@@ -48,8 +48,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize usualSize(1280, 760);
-constexpr QSize leastSize(820, 500);
-constexpr int narrowestList = 480;
+constexpr int leastHeight = 500;
+constexpr int narrowestList = 500;
 constexpr int searchWidth = 220;
 
 const QString geometryKey = u"mainWindowGeometry"_s;
@@ -249,7 +249,7 @@ void MainWindow::makeColumns() {
     columns_->setHandleWidth(1);
     columns_->setStretchFactor(1, 1);
     setCentralWidget(columns_);
-    columns_->setMinimumSize(leastSize);
+    columns_->setMinimumHeight(leastHeight);
     table_->setFocus();
 }
 
