@@ -33,9 +33,12 @@ void Appearance::mend() {
     QPalette palette = QApplication::palette();
     const QColor base = palette.color(QPalette::Base);
     const QColor wanted = Theme::mixed(palette.color(QPalette::Text), base, 0.62);
-    const float distance = palette.color(QPalette::PlaceholderText).lightnessF() - base.lightnessF();
-    if (palette.color(QPalette::PlaceholderText) == wanted || std::abs(distance) > 0.3F)
+    const QColor shown = palette.color(QPalette::PlaceholderText);
+    const bool isReadable = std::abs(shown.lightnessF() - base.lightnessF()) > 0.3F;
+    // What was mended for the dark does not suit the light.
+    if (shown == wanted || (isReadable && shown != mended_))
         return;
+    mended_ = wanted;
     palette.setColor(QPalette::PlaceholderText, wanted);
     QApplication::setPalette(palette);
 }

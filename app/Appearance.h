@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QObject>
 
 namespace fetra {
@@ -19,9 +20,10 @@ public:
 
 private:
     void apply();
-    static void mend();
+    void mend();
 
     const DesktopColorScheme& scheme_;
+    QColor mended_;
 };
 
 } // namespace fetra

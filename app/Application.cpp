@@ -37,12 +37,19 @@ Application::Application(const Setup& setup, RunnerFactory& runners, const Clock
     });
     connect(qGuiApp, &QCoreApplication::aboutToQuit, this, [this] { delegate_.applicationWillTerminate(); });
     connect(&model_, &AppModel::changed, this, [this](AppModel::Field field) {
-        if (field == AppModel::Field::isTerminating && model_.isTerminating())
-            Q_EMIT ending();
+        if (field == AppModel::Field::isTerminating)
+            Q_EMIT acceptingChanged(!model_.isTerminating());
     });
     connect(&tray_, &StatusTray::changed, &extra_, &MenuBarExtra::renew);
+    connect(&tray_, &StatusTray::changed, this, &Application::stayReachable);
+    connect(&model_.settings(), &AppSettings::changed, this, &Application::stayReachable);
+    reachableCheck_.setSingleShot(true);
+    connect(&reachableCheck_, &QTimer::timeout, this, [this] {
+        if (!extra_.hasIcon() && !window_.isVisible() && !model_.isTerminating())
+            openMain();
+    });
     window_.setCloseHandler([this] {
-        const bool ends = delegate_.applicationShouldTerminateAfterLastWindowClosed();
+        const bool ends = delegate_.applicationShouldTerminateAfterLastWindowClosed() || !extra_.hasIcon();
         if (ends)
             quit();
         return !ends;
@@ -78,6 +85,14 @@ void Application::quitUnasked() {
 
 void Application::openMain() {
     window_.present();
+}
+
+void Application::stayReachable() {
+    // What draws the icons may only be starting again.
+    constexpr std::chrono::seconds patience(5);
+    if (extra_.hasIcon() || window_.isVisible() || reachableCheck_.isActive())
+        return;
+    reachableCheck_.start(patience);
 }
 
 } // namespace fetra

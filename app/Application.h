@@ -18,6 +18,7 @@
 #include "app/views/MenuBarExtra.h"
 
 #include <QObject>
+#include <QTimer>
 
 namespace fetra {
 
@@ -49,11 +50,14 @@ public:
     void quitUnasked();
 
 Q_SIGNALS:
-    /// It is certain that the process ends; what is opened from now on is for the next one.
-    void ending();
+    /// Whether it takes what later starts have to open. While it ends, that is for the next instance; where
+    /// something keeps it from ending it goes on.
+    void acceptingChanged(bool accepts);
 
 private:
     void openMain() override;
+    /// Nobody is left with a program that has neither a window nor an icon.
+    void stayReachable();
 
     DesktopColorScheme scheme_;
     Appearance appearance_{scheme_};
@@ -72,6 +76,7 @@ private:
     DownloadCommands commands_;
     MainWindow window_;
     MenuBarExtra extra_;
+    QTimer reachableCheck_;
 };
 
 } // namespace fetra

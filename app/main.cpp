@@ -2,6 +2,7 @@
 #include "app/desktop/Handover.h"
 #include "app/desktop/SingleInstance.h"
 #include "app/desktop/TerminationSignals.h"
+#include "app/desktop/WindowActivation.h"
 #include "app/views/AppStyle.h"
 #include "http/CurlClient.h"
 #include "manager/StateLock.h"
@@ -82,8 +83,11 @@ int run(SingleInstance& instance, const Handover& handover) {
     Application application(
         {.manager = {.storeURL = store, .inboxes = DownloadManager::inboxURLs()}, .appBundle = appBundle()},
         runners, clock);
-    QObject::connect(&instance, &SingleInstance::received, &application, &Application::open);
-    QObject::connect(&application, &Application::ending, &instance, &SingleInstance::stopListening);
+    QObject::connect(&instance, &SingleInstance::received, &application, [&](const Handover& received) {
+        WindowActivation::permit(received.activationToken);
+        application.open(received);
+    });
+    QObject::connect(&application, &Application::acceptingChanged, &instance, &SingleInstance::setListening);
     const TerminationSignals signals;
     QObject::connect(&signals, &TerminationSignals::received, &application, &Application::quitUnasked);
     application.launch();
@@ -100,6 +104,7 @@ int main(int argc, char** argv) {
         parseArguments(QCoreApplication(argc, argv));
     // Before the window system takes the activation token away.
     Handover handover = Handover::ofThisStart({}, {});
+    WindowActivation::prepare();
     QApplication application(argc, argv);
     describe(application);
     handover.opened = Handover::ofThisStart(parseArguments(application), QDir::currentPath()).opened;

@@ -137,6 +137,7 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
         lock_ = *std::move(lock);
+        socket_ = socket;
         return listen(socket);
     } catch (const PosixError& error) {
         Log::warn([&] { return u"cannot look for another instance: %1"_s.arg(error.description()); });
@@ -144,8 +145,11 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
     }
 }
 
-void SingleInstance::stopListening() {
-    server_.reset();
+void SingleInstance::setListening(bool listens) {
+    if (!listens)
+        server_.reset();
+    else if (!server_ && !socket_.isEmpty())
+        listen(socket_);
 }
 
 SingleInstance::Start SingleInstance::listen(const QString& path) {

@@ -49,8 +49,9 @@ public:
     /// this one becomes first. Being first takes an application object.
     [[nodiscard]] Start start(const Handover& handover);
 
-    /// For the time in which this instance ends: later starts wait for that and then run themselves.
-    void stopListening();
+    /// While the first instance does not listen, as when it ends, later starts wait for that and then run
+    /// themselves.
+    void setListening(bool listens);
 
 Q_SIGNALS:
     /// A later start wants this opened, and the window raised.
@@ -60,6 +61,7 @@ private:
     Start listen(const QString& path);
 
     QString runtime_;
+    QString socket_;
     Limits limits_;
     /// Let go last: without it nobody may touch the socket.
     PosixFile::Descriptor lock_;

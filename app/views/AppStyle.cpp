@@ -4,6 +4,7 @@
 #include "app/views/Theme.h"
 
 #include <QPainter>
+#include <QPushButton>
 #include <QStyleOption>
 #include <QWidget>
 
@@ -68,6 +69,8 @@ void AppStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
 
 void AppStyle::polish(QWidget* widget) {
     QProxyStyle::polish(widget);
+    if (auto* const button = qobject_cast<QPushButton*>(widget))
+        button->setAutoDefault(true);
     // What `QMessageBox` calls its text and the explanation below.
     if (widget->objectName() == "qt_msgbox_label"_L1)
         widget->setFont(Theme::bold(widget->font()));

@@ -5,7 +5,8 @@
 namespace fetra {
 
 /// The style of the user's desktop, with our symbols and measures in message boxes. Where that is Qt's own
-/// plain style, edges that it loses in dark colours are drawn so that they can be seen.
+/// plain style, edges that it loses in dark colours are drawn so that they can be seen. Return presses a
+/// button that has the focus in every window.
 class AppStyle final : public QProxyStyle {
     Q_OBJECT
 

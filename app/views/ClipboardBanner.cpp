@@ -112,6 +112,8 @@ void ClipboardBanner::paintEvent(QPaintEvent*) {
 }
 
 void ClipboardBanner::review() {
+    if (model_.isTerminating() || model_.grabber())
+        return;
     QStringList links;
     for (const QUrl& link : model_.clipboard().links())
         links.append(absoluteString(link));

@@ -291,6 +291,11 @@ void DownloadTable::keyPressEvent(QKeyEvent* event) {
     }
 }
 
+void DownloadTable::selectAll() {
+    if (isVisible())
+        QTreeView::selectAll();
+}
+
 void DownloadTable::keyboardSearch(const QString& search) {
     // It looks at the column of the current cell.
     if (currentIndex().isValid() && currentIndex().column() != nameSection)

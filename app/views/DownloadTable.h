@@ -31,6 +31,8 @@ public:
     bool restoreState(const QByteArray& state);
 
     void keyboardSearch(const QString& search) override;
+    /// What is not shown is not selected.
+    void selectAll() override;
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

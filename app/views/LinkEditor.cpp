@@ -1,6 +1,7 @@
 #include "app/views/LinkEditor.h"
 
 #include "app/model/LinkGrabber.h"
+#include "app/views/DropEvents.h"
 #include "app/views/Theme.h"
 
 #include <QDragEnterEvent>
@@ -14,19 +15,6 @@ namespace {
 
 constexpr int pauseMilliseconds = 150;
 constexpr qreal borderWidth = 2;
-
-/// Never moves: that would delete the thing where it came from.
-bool acceptWithoutMoving(QDropEvent& event) {
-    for (const Qt::DropAction action : {Qt::CopyAction, Qt::LinkAction}) {
-        if (!(event.possibleActions() & action))
-            continue;
-        event.setDropAction(action);
-        event.accept();
-        return true;
-    }
-    event.ignore();
-    return false;
-}
 
 } // namespace
 

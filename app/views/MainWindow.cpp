@@ -7,6 +7,7 @@
 #include "app/model/PlatformText.h"
 #include "app/views/ClipboardBanner.h"
 #include "app/views/DownloadTable.h"
+#include "app/views/DropEvents.h"
 #include "app/views/EmptyState.h"
 #include "app/views/InspectorView.h"
 #include "app/views/LinkGrabberSheet.h"
@@ -47,8 +48,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr QSize usualSize(1280, 760);
-constexpr int leastHeight = 500;
+constexpr QSize usualSize(1100, 680);
+constexpr QSize leastSize(820, 480);
 constexpr int narrowestList = 500;
 constexpr int searchWidth = 220;
 
@@ -107,10 +108,14 @@ MainWindow::MainWindow(const Setup& setup)
 
     connect(&commands_, &DownloadCommands::changed, this, &MainWindow::refreshCommands);
     connect(&model_.history(), &ThroughputHistory::changed, this, &MainWindow::refreshThroughput);
-    connect(&model_.manager(), &DownloadManager::changed, this, &MainWindow::refreshContent);
+    connect(&model_.manager(), &DownloadManager::changed, this, [this](DownloadManager::Field field) {
+        if (field == DownloadManager::Field::items && isVisible())
+            contentRefresh_.request();
+    });
     connect(&model_.list(), &ListWatch::itemChanged, this,
             [this](const DownloadManager::Item&, DownloadItem::Field field) {
-                if (field == DownloadItem::Field::status || field == DownloadItem::Field::filename)
+                if (isVisible() &&
+                    (field == DownloadItem::Field::status || field == DownloadItem::Field::filename))
                     contentRefresh_.request();
             });
     connect(&model_.settings(), &AppSettings::changed, this, &MainWindow::showInspector);
@@ -118,7 +123,9 @@ MainWindow::MainWindow(const Setup& setup)
         switch (field) {
         case AppModel::Field::filter:
         case AppModel::Field::search:
-            search_->setText(model_.search());
+            // Setting it moves the cursor.
+            if (search_->text() != model_.search())
+                search_->setText(model_.search());
             refreshContent();
             break;
         case AppModel::Field::grabber:
@@ -175,7 +182,8 @@ void MainWindow::makeMenus() {
     view->addMenu(&table_->columnsMenu());
     file->addSeparator();
     // Not every desktop has a key of its own for this.
-    file->addAction(tr("&Quit"), QKeySequence(u"Ctrl+Q"_s), this, [this] { quit_(); });
+    QAction* const quit = file->addAction(tr("&Quit"), QKeySequence(u"Ctrl+Q"_s), this, [this] { quit_(); });
+    quit->setShortcutContext(Qt::ApplicationShortcut);
     edit->addAction(tr("&Find"), QKeySequence::Find, this, [this] {
         search_->setFocus(Qt::ShortcutFocusReason);
         search_->selectAll();
@@ -249,7 +257,6 @@ void MainWindow::makeColumns() {
     columns_->setHandleWidth(1);
     columns_->setStretchFactor(1, 1);
     setCentralWidget(columns_);
-    columns_->setMinimumHeight(leastHeight);
     table_->setFocus();
 }
 
@@ -299,6 +306,7 @@ void MainWindow::refreshThroughput() {
 
 void MainWindow::showInspector() {
     inspector_->setVisible(model_.settings().isOn(AppSettings::showInspector));
+    columns_->setMinimumSize(leastSize.expandedTo(columns_->minimumSizeHint()));
 }
 
 void MainWindow::showErrorMessage() {
@@ -337,12 +345,20 @@ void MainWindow::present() {
 
 // Events
 
+void MainWindow::showEvent(QShowEvent* event) {
+    refreshContent();
+    QMainWindow::showEvent(event);
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
     save();
-    if (mayClose_ && !mayClose_())
+    if (mayClose_ && !mayClose_()) {
         event->ignore();
-    else
-        QMainWindow::closeEvent(event);
+        return;
+    }
+    if (settings_)
+        settings_->close();
+    QMainWindow::closeEvent(event);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
@@ -350,8 +366,11 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
     if (LinkDrop::itemsIn(*event->mimeData()).isEmpty() || model_.isTerminating() ||
         QApplication::activeModalWidget())
         return;
-    event->acceptProposedAction();
-    setDropTargeted(true);
+    setDropTargeted(acceptWithoutMoving(*event));
+}
+
+void MainWindow::dragMoveEvent(QDragMoveEvent* event) {
+    acceptWithoutMoving(*event);
 }
 
 void MainWindow::dragLeaveEvent(QDragLeaveEvent*) {
@@ -360,6 +379,8 @@ void MainWindow::dragLeaveEvent(QDragLeaveEvent*) {
 
 void MainWindow::dropEvent(QDropEvent* event) {
     setDropTargeted(false);
+    if (!acceptWithoutMoving(*event))
+        return;
     const QPointer model(&model_);
     const bool isUsable = LinkDrop::accept(LinkDrop::itemsIn(*event->mimeData()),
                                            {
@@ -379,8 +400,8 @@ void MainWindow::dropEvent(QDropEvent* event) {
                                                            model->setErrorMessage(message);
                                                    },
                                            });
-    if (isUsable)
-        event->acceptProposedAction();
+    if (!isUsable)
+        event->ignore();
 }
 
 void MainWindow::setDropTargeted(bool targeted) {

@@ -48,9 +48,14 @@ public:
     void present();
     void showSettings();
 
+    /// The toolbar stays.
+    QMenu* createPopupMenu() override { return nullptr; }
+
 protected:
+    void showEvent(QShowEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragMoveEvent(QDragMoveEvent* event) override;
     void dragLeaveEvent(QDragLeaveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 

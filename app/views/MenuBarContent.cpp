@@ -14,6 +14,7 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QVBoxLayout>
 
 namespace fetra {
@@ -24,6 +25,8 @@ using Command = DownloadCommands::Command;
 namespace {
 
 constexpr int panelWidth = 310;
+/// Milliseconds from the press to what it leads to.
+constexpr qint64 oneClick = 250;
 constexpr int mostRows = 6;
 
 } // namespace
@@ -50,9 +53,8 @@ MenuBarContent::MenuBarContent(AppModel& model, DownloadCommands& commands, std:
     list_->setModel(active_);
     list_->setAccessibleName(tr("Active downloads"));
     rate_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    QPushButton* const quitButton = addWindowButton(tr("Quit"), std::move(quit));
-    quitButton->setShortcut(QKeySequence(u"Ctrl+Q"_s));
-    layOut(addWindowButton(tr("Open Fetra"), [this] { model_.desktop().windows.openMain(); }), quitButton);
+    layOut(addWindowButton(tr("Open Fetra"), [this] { model_.desktop().windows.openMain(); }),
+           addWindowButton(tr("Quit"), std::move(quit)));
     follow();
     pace_->request();
 }
@@ -130,9 +132,20 @@ void MenuBarContent::keyPressEvent(QKeyEvent* event) {
         QWidget::keyPressEvent(event);
 }
 
+void MenuBarContent::setVisible(bool visible) {
+    const QScopedValueRollback hiding(isHiding_, !visible);
+    QWidget::setVisible(visible);
+}
+
+bool MenuBarContent::wasLeftJustNow() const {
+    return sinceLeft_.isValid() && sinceLeft_.elapsed() < oneClick;
+}
+
 bool MenuBarContent::event(QEvent* event) {
-    if (event->type() == QEvent::WindowDeactivate)
+    if (event->type() == QEvent::WindowDeactivate && !isHiding_) {
+        sinceLeft_.start();
         hide();
+    }
     return QWidget::event(event);
 }
 

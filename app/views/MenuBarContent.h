@@ -3,6 +3,7 @@
 #include "app/model/AppModel.h"
 #include "app/model/DownloadCommands.h"
 
+#include <QElapsedTimer>
 #include <QWidget>
 
 #include <functional>
@@ -28,6 +29,10 @@ public:
     MenuBarContent(AppModel& model, DownloadCommands& commands, std::function<void()> quit,
                    QWidget* parent = nullptr);
 
+    void setVisible(bool visible) override;
+    /// Whether it closed a moment ago because the user clicked elsewhere, perhaps where they open it.
+    [[nodiscard]] bool wasLeftJustNow() const;
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -51,6 +56,8 @@ private:
     QPushButton* const resumeAll_;
     QLabel* const rate_;
     RefreshPace* const pace_;
+    bool isHiding_ = false;
+    QElapsedTimer sinceLeft_;
 };
 
 } // namespace fetra

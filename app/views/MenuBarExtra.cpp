@@ -56,11 +56,16 @@ void MenuBarExtra::showRate() {
                           : tr("Fetra, %1").arg(ByteFormat::rate(model_.manager().totalBytesPerSecond())));
 }
 
-void MenuBarExtra::togglePanel() {
+void MenuBarExtra::togglePanel(QSystemTrayIcon::ActivationReason reason) {
+    if (reason != QSystemTrayIcon::Trigger && reason != QSystemTrayIcon::Context)
+        return;
     if (panel_->isVisible()) {
         panel_->hide();
         return;
     }
+    // The click that is meant to close the panel has closed it already where it takes the focus away.
+    if (panel_->wasLeftJustNow())
+        return;
     panel_->adjustSize();
     const QRect icon = icon_->geometry();
     const QPoint near = icon.isValid() ? icon.center() : QCursor::pos();

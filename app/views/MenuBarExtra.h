@@ -23,13 +23,15 @@ public:
     MenuBarExtra(AppModel& model, DownloadCommands& commands, Tray& tray, std::function<void()> quit);
     ~MenuBarExtra() override;
 
+    /// Whether there is a way back to the application without a window.
+    [[nodiscard]] bool hasIcon() const { return icon_ != nullptr; }
     /// The place for icons has come, gone or made room for another.
     void renew();
 
 private:
     void follow();
     void showRate();
-    void togglePanel();
+    void togglePanel(QSystemTrayIcon::ActivationReason reason);
 
     AppModel& model_;
     Tray& tray_;

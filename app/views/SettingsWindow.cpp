@@ -72,8 +72,8 @@ SettingsWindow::SettingsWindow(AppModel& model, const QUrl& appBundle, QWidget* 
     rows->setContentsMargins(0, 0, 0, 0);
     rows->addWidget(tabs);
 
-    auto* close = new QShortcut(QKeySequence::Close, this);
-    connect(close, &QShortcut::activated, this, &QWidget::close);
+    connect(new QShortcut(QKeySequence::Close, this), &QShortcut::activated, this, &QWidget::close);
+    connect(new QShortcut(Qt::Key_Escape, this), &QShortcut::activated, this, &QWidget::close);
     connect(&model_.manager(), &DownloadManager::changed, this, [this](DownloadManager::Field field) {
         if (field != DownloadManager::Field::items && isVisible())
             refresh();

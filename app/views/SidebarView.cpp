@@ -144,6 +144,11 @@ void SidebarView::hideEvent(QHideEvent* event) {
     rows_.setActive(false);
 }
 
+QItemSelectionModel::SelectionFlags SidebarView::selectionCommand(const QModelIndex& index,
+                                                                  const QEvent*) const {
+    return index.isValid() ? QItemSelectionModel::ClearAndSelect : QItemSelectionModel::NoUpdate;
+}
+
 void SidebarView::showFilter() {
     setCurrentIndex(rows_.index(rows_.rowOf(model_.filter().value_or(DownloadFilter::all))));
 }

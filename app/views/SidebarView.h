@@ -25,6 +25,9 @@ public:
 protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    /// Always one, whatever is pressed with it.
+    [[nodiscard]] QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex& index,
+                                                                       const QEvent* event) const override;
     void currentChanged(const QModelIndex& current, const QModelIndex& previous) override;
 
 private:

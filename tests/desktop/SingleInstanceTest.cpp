@@ -238,19 +238,26 @@ TEST_F(SingleInstanceTest, WhoWaitsTakesThePlaceOfOneThatEndsAndNotOfOneThatLost
     }
 }
 
-TEST_F(SingleInstanceTest, AStartWhileTheFirstOneEndsTakesItsPlaceWithWhatItHasToOpen) {
+TEST_F(SingleInstanceTest, AStartWhileTheFirstOneDoesNotListenWaitsForItsEndOrForItsEar) {
     beFirst({});
-    Client early(socket());
-    ASSERT_TRUE(runUntil([&] { return early.isConnected(); }));
-    instance_->stopListening();
-    EXPECT_TRUE(early.ends());
-    Starting next(runtime());
-    EXPECT_FALSE(eventually(300ms, [&] {
-        QCoreApplication::processEvents();
-        return !heard_.isEmpty();
-    }));
-    instance_.reset();
-    EXPECT_EQ(next.line(), "first");
+    for (const bool ends : {false, true}) {
+        Client early(socket());
+        ASSERT_TRUE(runUntil([&] { return early.isConnected(); }));
+        instance_->setListening(false);
+        EXPECT_TRUE(early.ends());
+        heard_.clear();
+        Starting next(runtime());
+        EXPECT_FALSE(eventually(300ms, [&] {
+            QCoreApplication::processEvents();
+            return !heard_.isEmpty();
+        }));
+        if (ends)
+            instance_.reset();
+        else
+            instance_->setListening(true);
+        EXPECT_EQ(next.line(), ends ? "first" : "handedOver");
+        EXPECT_EQ(heard_.size(), ends ? 0 : 1);
+    }
 }
 
 TEST_F(SingleInstanceTest, ClientsThatSendNoMessageAreDroppedWithoutAnAnswer) {
