@@ -10,6 +10,7 @@
 #include <QLocale>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
 
 #include <algorithm>
 
@@ -48,41 +49,47 @@ struct Cell {
         painter.setFont(option.font);
         painter.drawText(where, static_cast<int>(alignment | Qt::TextSingleLine), text);
     }
-    [[nodiscard]] QRectF bar(int height, int width) const {
-        return QRectF(rect.left(), rect.center().y() + 1 - height / 2, width, height);
+    /// Where `part`, laid out from left to right, is in the user's reading direction.
+    [[nodiscard]] QRect placed(const QRect& part) const {
+        return QStyle::visualRect(option.direction, rect, part);
+    }
+    /// At the beginning of the cell, and in the middle of its height.
+    [[nodiscard]] QRect box(int width, int height) const {
+        return placed({rect.left(), rect.center().y() + 1 - height / 2, width, height});
     }
 };
 
 void paintName(const Cell& cell, const DownloadTableRow& row) {
-    const QRect symbol(cell.rect.left(), cell.rect.center().y() + 1 - symbolSize / 2, symbolSize, symbolSize);
-    cell.painter.drawPixmap(symbol.topLeft(), Symbol::pixmap(fileKindSymbol(fileKind(*row.item)), symbolSize,
-                                                             cell.textColor(false),
-                                                             cell.painter.device()->devicePixelRatioF()));
-    const QRect rest = cell.rect.adjusted(symbolSize + Theme::gap, 0, 0, 0);
+    cell.painter.drawPixmap(cell.box(symbolSize, symbolSize).topLeft(),
+                            Symbol::pixmap(fileKindSymbol(fileKind(*row.item)), symbolSize,
+                                           cell.textColor(false),
+                                           cell.painter.device()->devicePixelRatioF()));
+    const QRect rest = cell.placed(cell.rect.adjusted(symbolSize + Theme::gap, 0, 0, 0));
     const QString name = QFontMetrics(cell.option.font).elidedText(row.name, Qt::ElideMiddle, rest.width());
-    cell.drawText(name, rest, Qt::AlignVCenter | Qt::AlignLeft, true);
+    cell.drawText(name, rest, Qt::AlignVCenter | Qt::AlignLeading, true);
 }
 
 void paintProgress(const Cell& cell, const DownloadTableRow& row) {
     const int width = cell.rect.width() - Theme::gap - timeWidth(cell.option.font);
-    const QRectF bar = cell.bar(progressHeight, width);
+    const QRectF bar = cell.box(width, progressHeight);
     const qreal radius = bar.height() / 2;
     QPainterPath track;
     track.addRoundedRect(bar, radius, radius);
     cell.painter.fillPath(track, Theme::track(cell.option.palette));
     if (row.progress > 0) {
         const DownloadStatus status = row.item->isActive() ? DownloadStatus::downloading : row.item->status();
+        // From the left in every language, as the bytes of the segments beside it.
         QRectF filled = bar;
         filled.setWidth(std::max(bar.width() * row.progress, bar.height()));
         QPainterPath path;
         path.addRoundedRect(filled, radius, radius);
         cell.painter.fillPath(path, Theme::statusColor(status, cell.option.palette));
     }
-    cell.drawText(row.text(DownloadColumn::progress), cell.rect, Qt::AlignVCenter | Qt::AlignRight, false);
+    cell.drawText(row.text(DownloadColumn::progress), cell.rect, Qt::AlignVCenter | Qt::AlignTrailing, false);
 }
 
 void paintSegments(const Cell& cell, const DownloadTableRow& row) {
-    const QRectF bar = cell.bar(segmentsHeight, cell.rect.width());
+    const QRectF bar = cell.box(cell.rect.width(), segmentsHeight);
     ItemPainting::paintSegmentBar(
         cell.painter, bar, *row.item,
         {.palette = cell.option.palette, .marksActiveEnds = !ItemPainting::wantsReducedMotion()});
@@ -91,7 +98,7 @@ void paintSegments(const Cell& cell, const DownloadTableRow& row) {
 void paintStatus(const Cell& cell, const DownloadTableRow& row) {
     const QFont font = Theme::smaller(cell.option.font);
     const QSize size = ItemPainting::pillSize(font);
-    const QRectF pill = cell.bar(size.height(), std::min(size.width(), cell.rect.width()));
+    const QRectF pill = cell.box(std::min(size.width(), cell.rect.width()), size.height());
     cell.painter.setFont(font);
     ItemPainting::paintStatusPill(cell.painter, pill, row.item->status(), cell.option.palette, true);
 }

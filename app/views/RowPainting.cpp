@@ -13,15 +13,16 @@ namespace {
 constexpr int barHeight = 4;
 
 /// The end keeps its room, the beginning is shortened.
-void paintLine(QPainter& painter, const QRectF& rect, const QString& begin, const QString& end,
-               const QColor& endColor) {
+void paintLine(QPainter& painter, const QRectF& rect, Qt::LayoutDirection direction, const QString& begin,
+               const QString& end, const QColor& endColor) {
     const QFontMetricsF metrics(painter.font());
     const qreal endWidth = end.isEmpty() ? 0 : metrics.horizontalAdvance(end) + Theme::gap;
-    const QRectF left = rect.adjusted(0, 0, -endWidth, 0);
-    painter.drawText(left, Qt::AlignLeft | Qt::AlignVCenter,
-                     metrics.elidedText(begin, Qt::ElideMiddle, left.width()));
+    const QRectF rest =
+        direction == Qt::RightToLeft ? rect.adjusted(endWidth, 0, 0, 0) : rect.adjusted(0, 0, -endWidth, 0);
+    painter.drawText(rest, Qt::AlignLeading | Qt::AlignVCenter,
+                     metrics.elidedText(begin, Qt::ElideMiddle, rest.width()));
     painter.setPen(endColor);
-    painter.drawText(rect, Qt::AlignRight | Qt::AlignVCenter, end);
+    painter.drawText(rect, Qt::AlignTrailing | Qt::AlignVCenter, end);
 }
 
 } // namespace
@@ -38,7 +39,7 @@ void paint(QPainter& painter, const QStyleOptionViewItem& option, const Row& row
     painter.setFont(option.font);
     line.setHeight(QFontMetricsF(option.font).height());
     painter.setPen(option.palette.color(QPalette::WindowText));
-    paintLine(painter, line, row.title, row.titleEnd, row.titleEndColor);
+    paintLine(painter, line, option.direction, row.title, row.titleEnd, row.titleEndColor);
 
     const QFont small = Theme::smaller(option.font);
     const QColor secondary = Theme::secondaryText(option.palette);
@@ -46,7 +47,7 @@ void paint(QPainter& painter, const QStyleOptionViewItem& option, const Row& row
     line.moveTop(line.bottom());
     line.setHeight(QFontMetricsF(small).height());
     painter.setPen(secondary);
-    paintLine(painter, line, row.detail, row.detailEnd, secondary);
+    paintLine(painter, line, option.direction, row.detail, row.detailEnd, secondary);
 
     row.paintBar(QRectF(line.left(), line.bottom() + 2, line.width(), barHeight));
     painter.restore();

@@ -11,7 +11,7 @@ namespace fetra::RowPainting {
 
 struct Row {
     QString title;
-    /// At the right end of the line.
+    /// At the other end of the line.
     QString titleEnd;
     QColor titleEndColor;
     QString detail;

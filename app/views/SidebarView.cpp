@@ -5,6 +5,7 @@
 
 #include <QLocale>
 #include <QPainter>
+#include <QStyle>
 #include <QStyledItemDelegate>
 
 #include <algorithm>
@@ -50,7 +51,7 @@ private:
         // That of `option` is for what is disabled.
         painter.setPen(Theme::secondaryText(option.widget->palette()));
         painter.drawText(option.rect.adjusted(Theme::wide, 0, -Theme::wide, -Theme::tight),
-                         static_cast<int>(Qt::AlignLeft | Qt::AlignBottom),
+                         static_cast<int>(Qt::AlignLeading | Qt::AlignBottom),
                          index.data(Qt::DisplayRole).toString());
     }
 
@@ -73,23 +74,27 @@ private:
 
         const QRect inner = option.rect.adjusted(Theme::wide, 0, -Theme::wide, 0);
         const QColor text = option.palette.color(QPalette::WindowText);
-        const QPoint corner(inner.left(), inner.center().y() + 1 - symbolSize / 2);
-        painter.drawPixmap(corner, Symbol::pixmap(index.data(SidebarModel::symbolRole).toString(), symbolSize,
-                                                  isSelected ? Theme::accent(option.palette)
-                                                             : Theme::secondaryText(option.palette),
-                                                  painter.device()->devicePixelRatioF()));
+        const auto placed = [&option](const QRect& rect) {
+            return QStyle::visualRect(option.direction, option.rect, rect);
+        };
+        const QRect symbol(inner.left(), inner.center().y() + 1 - symbolSize / 2, symbolSize, symbolSize);
+        painter.drawPixmap(
+            placed(symbol).topLeft(),
+            Symbol::pixmap(index.data(SidebarModel::symbolRole).toString(), symbolSize,
+                           isSelected ? Theme::accent(option.palette) : Theme::secondaryText(option.palette),
+                           painter.device()->devicePixelRatioF()));
 
         const QString count = QLocale().toString(index.data(SidebarModel::countRole).toLongLong());
         const QFontMetrics metrics(option.font);
         painter.setFont(option.font);
         painter.setPen(Theme::secondaryText(option.palette));
-        painter.drawText(inner, static_cast<int>(Qt::AlignVCenter | Qt::AlignRight), count);
+        painter.drawText(inner, static_cast<int>(Qt::AlignVCenter | Qt::AlignTrailing), count);
 
         const QRect title =
             inner.adjusted(symbolSize + Theme::gap, 0, -metrics.horizontalAdvance(count) - Theme::gap, 0);
         painter.setPen(text);
         painter.drawText(
-            title, static_cast<int>(Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine),
+            placed(title), static_cast<int>(Qt::AlignVCenter | Qt::AlignLeading | Qt::TextSingleLine),
             metrics.elidedText(index.data(Qt::DisplayRole).toString(), Qt::ElideRight, title.width()));
     }
 };

@@ -4,6 +4,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
 
 namespace fetra {
 
@@ -56,21 +57,26 @@ void TableHeader::paintSection(QPainter* painter, const QRect& rect, int section
     const QFontMetrics metrics(painter->font());
     const QString shown = metrics.elidedText(title, Qt::ElideRight, inner.width() - arrow);
     const int width = metrics.horizontalAdvance(shown);
-    const bool isRight = alignment.testFlag(Qt::AlignRight);
-    const int left = isRight ? inner.right() + 1 - width : inner.left();
+    const bool isTrailing = alignment.testFlag(Qt::AlignTrailing);
+    const int left = isTrailing ? inner.right() + 1 - width : inner.left();
+    const auto placed = [this, &rect](const QRect& part) {
+        return QStyle::visualRect(layoutDirection(), rect, part);
+    };
     painter->setPen(isSorted ? palette().color(QPalette::WindowText) : Theme::secondaryText(palette()));
-    painter->drawText(QRect(left, inner.top(), width, inner.height()),
-                      static_cast<int>(Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine), shown);
+    painter->drawText(placed({left, inner.top(), width, inner.height()}),
+                      static_cast<int>(Qt::AlignVCenter | Qt::AlignLeading | Qt::TextSingleLine), shown);
     if (isSorted) {
-        const qreal middle =
-            isRight ? left - Theme::tight - arrowWidth / 2.0 : left + width + Theme::tight + arrowWidth / 2.0;
+        const int arrowLeft = isTrailing ? left - Theme::tight - arrowWidth : left + width + Theme::tight;
+        const QRectF place = placed({arrowLeft, inner.top(), arrowWidth, inner.height()});
         painter->setPen(QPen(painter->pen().color(), 1.4));
-        drawArrow(*painter, {middle, rect.center().y() + 1.0}, sortIndicatorOrder() == Qt::AscendingOrder);
+        drawArrow(*painter, {place.center().x(), rect.center().y() + 1.0},
+                  sortIndicatorOrder() == Qt::AscendingOrder);
     }
     // Where the column can be made wider.
     painter->setRenderHint(QPainter::Antialiasing, false);
     painter->setPen(Theme::separator(palette()));
-    painter->drawLine(rect.right(), rect.top() + Theme::gap, rect.right(), rect.bottom() - Theme::gap);
+    const int edge = placed({rect.right(), rect.top(), 1, 1}).left();
+    painter->drawLine(edge, rect.top() + Theme::gap, edge, rect.bottom() - Theme::gap);
     painter->restore();
 }
 
