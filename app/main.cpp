@@ -118,6 +118,8 @@ int main(int argc, char** argv) {
             return 0;
         case SingleInstance::Start::notTaken:
             return complain(QApplication::translate("main", "Fetra is running but does not answer."));
+        case SingleInstance::Start::tooLarge:
+            return complain(QApplication::translate("main", "Too many links to open at once."));
         }
     } catch (...) {
         return complain(errorSentence(std::current_exception()));

@@ -129,7 +129,9 @@ SingleInstance::Start SingleInstance::start(const Handover& handover) {
         const QString socket = folder + "/instance.socket"_L1;
         std::optional<PosixFile::Descriptor> lock;
         while (!(lock = tryLock(folder + "/instance.lock"_L1))) {
-            if (deadline.hasExpired() || !Handover::parse(message))
+            if (!Handover::parse(message))
+                return Start::tooLarge;
+            if (deadline.hasExpired())
                 return Start::notTaken;
             if (handOver(socket, message, deadline))
                 return Start::handedOver;

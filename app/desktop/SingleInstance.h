@@ -23,7 +23,8 @@ public:
         first,      ///< nobody else runs, and this instance hears later starts
         unguarded,  ///< may run, but there is no safe place to meet other instances; the log says why
         handedOver, ///< another instance has taken the handover
-        notTaken,   ///< another instance runs and took nothing: it hangs, or the handover is too large
+        notTaken,   ///< another instance runs and took nothing: it hangs
+        tooLarge,   ///< another instance runs, and the handover is beyond the limits of what it takes
     };
 
     struct Limits {

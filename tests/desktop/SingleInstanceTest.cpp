@@ -95,7 +95,7 @@ TEST_F(SingleInstanceTest, TheFirstHearsExactlyWhatALaterStartWasAsked) {
 TEST_F(SingleInstanceTest, SendsAWholeLargeMessageAndRefusesAnEvenLargerOne) {
     ASSERT_NO_FATAL_FAILURE(beFirst({}));
     for (const auto& [count, answer] :
-         {std::pair(1000, "handedOver"), {Handover::maxOpened + 1, "notTaken"}}) {
+         {std::pair(1000, "handedOver"), {Handover::maxOpened + 1, "tooLarge"}}) {
         Starting second(runtime(),
                         {.arguments = QStringList(count, u"a:"_s + QString(1'000'000 / count, u'x'))});
         EXPECT_EQ(second.line(), answer);

@@ -44,5 +44,8 @@ int main(int argc, char** argv) {
     case SingleInstance::Start::notTaken:
         say("notTaken");
         return 0;
+    case SingleInstance::Start::tooLarge:
+        say("tooLarge");
+        return 0;
     }
 }
