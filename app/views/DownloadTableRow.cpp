@@ -1,5 +1,6 @@
 #include "app/views/DownloadTableRow.h"
 
+#include "app/model/InspectorFacts.h"
 #include "app/views/ItemPainting.h"
 #include "app/views/Theme.h"
 #include "transfer/ByteFormat.h"
@@ -135,7 +136,7 @@ QString DownloadTableRow::remainingTime() const {
 }
 
 QString DownloadTableRow::percent() const {
-    return tr("%1 percent").arg(static_cast<int>(progress * 100));
+    return tr("%1 percent").arg(InspectorFacts::percent(progress));
 }
 
 } // namespace fetra

@@ -64,10 +64,13 @@ TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
     const Item failed = addAt(u"http://host.example/c"_s, Status::failed);
     failed->setErrorMessage(u"No route"_s);
     failed->setBytesPerSecond(99);
+    const Item paused = addAt(u"http://host.example/d"_s, Status::paused);
+    paused->setTotalBytes(100);
+    paused->setReceivedBytes(29); // 0.29 * 100 is less than 29
     const Item torrent = addAt(u"magnet:?xt=urn:btih:0123456789012345678901234567890123456789&dn=t"_s);
     torrent->setPeers(4);
     torrent->setSeeds(2);
-    ASSERT_TRUE(runUntil([&] { return table->rowCount() == 4; }));
+    ASSERT_TRUE(runUntil([&] { return table->rowCount() == 5; }));
     struct Case {
         Item item;
         Column column;
@@ -93,6 +96,7 @@ TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
         {failed, Column::speed, u""_s},
         {failed, Column::connections, u""_s},
         {failed, Column::status, u"No route"_s, Qt::ToolTipRole},
+        {paused, Column::progress, u"29 percent"_s, Qt::AccessibleTextRole},
         {torrent, Column::connections, u"4 peers, 2 seeds"_s},
         {torrent, Column::added, QLocale().toString(torrent->addedAt().toLocalTime(), QLocale::ShortFormat)},
     };
