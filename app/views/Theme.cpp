@@ -85,7 +85,9 @@ QColor separator(const QPalette& palette) {
 }
 
 QColor track(const QPalette& palette) {
-    return mixed(text(palette), background(palette), 0.1);
+    QColor color = text(palette);
+    color.setAlphaF(0.14F);
+    return color;
 }
 
 QString statusText(DownloadStatus status) {

@@ -24,7 +24,8 @@ inline constexpr qreal radius = 6;
 [[nodiscard]] QColor secondaryText(const QPalette& palette);
 /// Between things that lie side by side.
 [[nodiscard]] QColor separator(const QPalette& palette);
-/// Behind a bar that is not full, and behind cards.
+/// Behind a bar that is not full, and behind cards. Lets what is below shine through, so that it can be seen
+/// on a selected row too.
 [[nodiscard]] QColor track(const QPalette& palette);
 
 /// "Queued", "Connecting", "Downloading", "Paused", "Completed" or "Failed".
