@@ -83,7 +83,7 @@ DownloadTable::~DownloadTable() {
 // Columns
 
 void DownloadTable::setUpColumns() {
-    header()->setMinimumSectionSize(DownloadTableDelegate::usualWidth(DownloadColumn::segments, font()) / 2);
+    updateUsualWidths();
     setUsualColumns();
     header()->setSectionResizeMode(nameSection, QHeaderView::Fixed);
     header()->setSortIndicator(static_cast<int>(DownloadColumn::added), Qt::DescendingOrder);
@@ -101,15 +101,25 @@ void DownloadTable::setUpColumns() {
 }
 
 void DownloadTable::setUsualColumns() {
-    const auto* titles = static_cast<TableHeader*>(header());
-    for (int section = 0; section < downloadColumnCount; ++section) {
-        widths_.at(static_cast<size_t>(section)) =
-            std::max(DownloadTableDelegate::usualWidth(static_cast<DownloadColumn>(section), font()),
-                     titles->widthFor(section));
+    widths_ = usualWidths_;
+    for (int section = 0; section < downloadColumnCount; ++section)
         header()->moveSection(header()->visualIndex(section), section);
-    }
     chosen_.clear();
     fitColumns();
+}
+
+void DownloadTable::updateUsualWidths() {
+    header()->setMinimumSectionSize(DownloadTableDelegate::usualWidth(DownloadColumn::segments, font()) / 2);
+    const auto* titles = static_cast<TableHeader*>(header());
+    for (int section = 0; section < downloadColumnCount; ++section) {
+        int& width = widths_.at(static_cast<size_t>(section));
+        int& usual = usualWidths_.at(static_cast<size_t>(section));
+        const bool isUsual = width == usual;
+        usual = std::max(DownloadTableDelegate::usualWidth(static_cast<DownloadColumn>(section), font()),
+                         titles->widthFor(section));
+        if (isUsual)
+            width = usual;
+    }
 }
 
 void DownloadTable::makeColumnsMenu() {
@@ -172,8 +182,10 @@ void DownloadTable::resizeEvent(QResizeEvent* event) {
 
 void DownloadTable::changeEvent(QEvent* event) {
     QTreeView::changeEvent(event);
-    if (event->type() == QEvent::FontChange)
+    if (event->type() == QEvent::FontChange) {
+        updateUsualWidths();
         fitColumns();
+    }
 }
 
 QByteArray DownloadTable::saveState() const {
@@ -197,6 +209,8 @@ bool DownloadTable::restoreState(const QByteArray& state) {
         header()->setSectionHidden(section, false);
         widths_.at(static_cast<size_t>(section)) = header()->sectionSize(section);
     }
+    // The smallest width came back too.
+    updateUsualWidths();
     fitColumns();
     return true;
 }

@@ -51,6 +51,8 @@ protected:
 private:
     void setUpColumns();
     void setUsualColumns();
+    /// Measures the font again. Widths that the user has changed stay.
+    void updateUsualWidths();
     void makeColumnsMenu();
     void chooseColumn(int section, bool isShown);
     /// Shows what fits beside the names, and always what the user has chosen.
@@ -76,6 +78,8 @@ private:
     QMenu* columnsMenu_;
     /// Also of the columns that are hidden.
     std::array<int, downloadColumnCount> widths_{};
+    /// What the font asks for.
+    std::array<int, downloadColumnCount> usualWidths_{};
     /// By section: whether it is shown whatever the room.
     QMap<int, bool> chosen_;
     bool isFitting_ = false;

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <array>
 
 namespace fetra::Theme {
@@ -132,10 +133,17 @@ QColor mixed(const QColor& over, const QColor& under, qreal share) {
                             mix(over.blueF(), under.blueF()));
 }
 
+QFont scaled(const QFont& font, qreal factor) {
+    QFont other = font;
+    if (font.pixelSize() > 0)
+        other.setPixelSize(std::max(qRound(font.pixelSize() * factor), 1));
+    else
+        other.setPointSizeF(font.pointSizeF() * factor);
+    return other;
+}
+
 QFont smaller(const QFont& font) {
-    QFont small = font;
-    small.setPointSizeF(font.pointSizeF() * 0.9);
-    return small;
+    return scaled(font, 0.9);
 }
 
 QFont bold(const QFont& font) {

@@ -44,6 +44,8 @@ inline constexpr qreal radius = 6;
 /// `share` of `over`, and of `under` the rest; 0 to 1.
 [[nodiscard]] QColor mixed(const QColor& over, const QColor& under, qreal share);
 
+/// `factor` times as large, whether `font` is measured in points or in pixels.
+[[nodiscard]] QFont scaled(const QFont& font, qreal factor);
 /// One step smaller than `font`.
 [[nodiscard]] QFont smaller(const QFont& font);
 [[nodiscard]] QFont bold(const QFont& font);

@@ -218,6 +218,25 @@ TEST_F(DownloadTableTest, NamesTakeTheRoomThatIsLeft) {
     EXPECT_GT(width(Column::name), 100);
 }
 
+TEST_F(DownloadTableTest, WidthsFollowTheFontUnlessTheUserHasChangedThem) {
+    table->resize(3000, 400);
+    QHeaderView* header = table->header();
+    const auto width = [header](Column column) { return header->sectionSize(static_cast<int>(column)); };
+    const int usual = width(Column::speed);
+    const int title = header->sizeHint().height();
+    header->resizeSection(static_cast<int>(Column::size), 217);
+    const QByteArray state = table->saveState();
+    QFont large = table->font();
+    large.setPixelSize(2 * QFontInfo(large).pixelSize());
+    table->setFont(large);
+    const int smallest = header->minimumSectionSize();
+    EXPECT_GT(width(Column::speed), 1.6 * usual);
+    EXPECT_GT(header->sizeHint().height(), 1.3 * title);
+    EXPECT_EQ(width(Column::size), 217);
+    ASSERT_TRUE(table->restoreState(state));
+    EXPECT_EQ(header->minimumSectionSize(), smallest);
+}
+
 TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
     const auto hidden = [](const DownloadTable& of) {
         QList<Column> columns;
