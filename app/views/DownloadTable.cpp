@@ -191,24 +191,23 @@ void DownloadTable::changeEvent(QEvent* event) {
 QByteArray DownloadTable::saveState() const {
     QByteArray state;
     QDataStream stream(&state, QDataStream::WriteOnly);
-    stream << header()->saveState() << chosen_;
+    stream << header()->saveState() << QList(widths_.begin(), widths_.end()) << chosen_;
     return state;
 }
 
 bool DownloadTable::restoreState(const QByteArray& state) {
     QDataStream stream(state);
     QByteArray columns;
+    QList<int> widths;
     QMap<int, bool> chosen;
-    stream >> columns >> chosen;
+    stream >> columns >> widths >> chosen;
     const QScopedValueRollback fitting(isFitting_, true);
-    if (stream.status() != QDataStream::Ok || !header()->restoreState(columns))
+    if (stream.status() != QDataStream::Ok || widths.size() != downloadColumnCount ||
+        !header()->restoreState(columns))
         return false;
     chosen_ = chosen;
-    // The width of a hidden column cannot be asked for.
-    for (int section = nameSection + 1; section < downloadColumnCount; ++section) {
-        header()->setSectionHidden(section, false);
-        widths_.at(static_cast<size_t>(section)) = header()->sectionSize(section);
-    }
+    // A header forgets the widths of columns that have never been shown.
+    std::ranges::copy(widths, widths_.begin());
     // The smallest width came back too.
     updateUsualWidths();
     fitColumns();

@@ -274,6 +274,9 @@ TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
     other.show();
     ASSERT_TRUE(other.restoreState(table->saveState()));
     EXPECT_EQ(hidden(other), chosen);
+    other.resize(1600, 400);
+    for (int section = 0; section < downloadColumnCount; ++section)
+        EXPECT_EQ(other.header()->sectionSize(section), table->header()->sectionSize(section)) << section;
     pick(u"Usual Columns"_s);
     EXPECT_EQ(hidden(*table), QList<Column>());
 }
