@@ -181,6 +181,8 @@ QRectF ThroughputChart::plotArea() const {
 
 void ThroughputChart::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    // Time runs to the right in every language, and texts stand where the curve has them.
+    painter.setLayoutDirection(Qt::LeftToRight);
     painter.setRenderHint(QPainter::Antialiasing);
     if (hasFocus()) {
         painter.setPen(QPen(Theme::accent(palette()), 1));
