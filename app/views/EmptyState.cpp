@@ -28,9 +28,7 @@ EmptyState::EmptyState(QWidget* parent)
     , title_(new QLabel(this))
     , text_(new ToneLabel(ToneLabel::Tone::secondary, this))
     , action_(new QPushButton(this)) {
-    QFont font = Theme::bold(title_->font());
-    font.setPointSizeF(font.pointSizeF() * titleScale);
-    title_->setFont(font);
+    title_->setFont(Theme::scaled(Theme::bold(title_->font()), titleScale));
     title_->setTextFormat(Qt::PlainText);
     title_->setWordWrap(true);
     title_->setAlignment(Qt::AlignCenter);

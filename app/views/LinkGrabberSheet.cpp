@@ -104,9 +104,7 @@ void LinkGrabberSheet::done(int result) {
 
 QLayout* LinkGrabberSheet::makeHeader() {
     auto* title = new QLabel(tr("Add Links"), this);
-    QFont font = Theme::bold(title->font());
-    font.setPointSizeF(font.pointSizeF() * titleScale);
-    title->setFont(font);
+    title->setFont(Theme::scaled(Theme::bold(title->font()), titleScale));
     auto* subtitle = new ToneLabel(ToneLabel::Tone::secondary, this);
     subtitle->setWordWrap(false);
     subtitle->setText(tr("Paste links or magnets, or drop files below. Review before downloading."));

@@ -194,9 +194,7 @@ QWidget* SettingsWindow::makeAbout(const QUrl& appBundle) {
     icon->setPixmap((appIcon.isNull() ? Symbol::icon(u"arrow.down.circle"_s) : appIcon)
                         .pixmap(QSize(appIconSide, appIconSide), devicePixelRatioF()));
     auto* name = new QLabel(u"Fetra"_s, page);
-    QFont font = Theme::bold(name->font());
-    font.setPointSizeF(font.pointSizeF() * nameScale);
-    name->setFont(font);
+    name->setFont(Theme::scaled(Theme::bold(name->font()), nameScale));
     auto* version = new ToneLabel(ToneLabel::Tone::secondary, page);
     version->setText(SettingsPane::versionText());
     auto* line = new QLabel(tr("Fast, segmented downloads with parallel connections."), page);

@@ -22,9 +22,7 @@ ThroughputPanel::ThroughputPanel(AppModel& model, QWidget* parent)
     , rate_(new QLabel(this))
     , chart_(new ThroughputChart(this))
     , note_(new ToneLabel(ToneLabel::Tone::secondary, this)) {
-    QFont large = rate_->font();
-    large.setPointSizeF(large.pointSizeF() * rateScale);
-    rate_->setFont(large);
+    rate_->setFont(Theme::scaled(rate_->font(), rateScale));
     rate_->setTextInteractionFlags(Qt::TextSelectableByMouse);
     note_->setText(tr("Waiting for activity"));
     auto* const layout = new QVBoxLayout(this);
