@@ -1,14 +1,13 @@
 #include "app/views/DownloadTable.h"
 
 #include "app/model/DownloadContextMenu.h"
+#include "app/views/DownloadColumns.h"
 #include "app/views/DownloadTableDelegate.h"
 #include "app/views/Symbol.h"
 #include "app/views/TableHeader.h"
 #include "app/views/Theme.h"
 
 #include <QContextMenuEvent>
-#include <QDataStream>
-#include <QHeaderView>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
@@ -24,11 +23,6 @@ namespace {
 
 constexpr qsizetype maxFollowedRows = 100;
 constexpr int nameSection = static_cast<int>(DownloadColumn::name);
-static_assert(nameSection == 0);
-/// What goes where there is no room for all, the first one first.
-constexpr std::array dispensable{DownloadColumn::added, DownloadColumn::connections, DownloadColumn::segments,
-                                 DownloadColumn::size, DownloadColumn::speed};
-
 const QSet<int> modifierKeys{Qt::Key_Shift, Qt::Key_Control, Qt::Key_Alt, Qt::Key_AltGr, Qt::Key_Meta};
 
 } // namespace
@@ -38,8 +32,10 @@ DownloadTable::DownloadTable(AppModel& model, QWidget* parent)
     , model_(model)
     , rows_(model) {
     setAccessibleName(tr("Downloads"));
-    setHeader(new TableHeader(this));
+    auto* const header = new TableHeader(this);
+    setHeader(header);
     setModel(&rows_);
+    columns_ = new DownloadColumns(*header);
     setItemDelegate(new DownloadTableDelegate(rows_, this));
     setFrameShape(QFrame::NoFrame);
     setRootIsDecorated(false);
@@ -53,7 +49,7 @@ DownloadTable::DownloadTable(AppModel& model, QWidget* parent)
     setVerticalScrollMode(ScrollPerPixel);
     setHorizontalScrollMode(ScrollPerPixel);
     viewport()->setAttribute(Qt::WA_Hover);
-    setUpColumns();
+    setSortingEnabled(true);
 
     connect(&rows_, &DownloadTableModel::willRearrange, this, [this] {
         isShowingSelection_ = true;
@@ -80,138 +76,15 @@ DownloadTable::~DownloadTable() {
     setModel(nullptr);
 }
 
-// Columns
-
-void DownloadTable::setUpColumns() {
-    updateUsualWidths();
-    setUsualColumns();
-    header()->setSectionResizeMode(nameSection, QHeaderView::Fixed);
-    header()->setSortIndicator(static_cast<int>(DownloadColumn::added), Qt::DescendingOrder);
-    setSortingEnabled(true);
-    connect(header(), &QHeaderView::sectionResized, this, [this](int section, int, int width) {
-        if (isFitting_ || section == nameSection)
-            return;
-        widths_.at(static_cast<size_t>(section)) = width;
-        fitNames();
-    });
-    makeColumnsMenu();
-    header()->setContextMenuPolicy(Qt::CustomContextMenu);
-    connect(header(), &QHeaderView::customContextMenuRequested, this,
-            [this](const QPoint& position) { columnsMenu_->popup(header()->mapToGlobal(position)); });
-}
-
-void DownloadTable::setUsualColumns() {
-    widths_ = usualWidths_;
-    for (int section = 0; section < downloadColumnCount; ++section)
-        header()->moveSection(header()->visualIndex(section), section);
-    chosen_.clear();
-    fitColumns();
-}
-
-void DownloadTable::updateUsualWidths() {
-    header()->setMinimumSectionSize(DownloadTableDelegate::usualWidth(DownloadColumn::segments, font()) / 2);
-    const auto* titles = static_cast<TableHeader*>(header());
-    for (int section = 0; section < downloadColumnCount; ++section) {
-        int& width = widths_.at(static_cast<size_t>(section));
-        int& usual = usualWidths_.at(static_cast<size_t>(section));
-        const bool isUsual = width == usual;
-        usual = std::max(DownloadTableDelegate::usualWidth(static_cast<DownloadColumn>(section), font()),
-                         titles->widthFor(section));
-        if (isUsual)
-            width = usual;
-    }
-}
-
-void DownloadTable::makeColumnsMenu() {
-    columnsMenu_ = new QMenu(tr("&Columns"), this);
-    QList<QAction*> columns;
-    for (int section = nameSection + 1; section < downloadColumnCount; ++section) {
-        QAction* const column =
-            columnsMenu_->addAction(rows_.headerData(section, Qt::Horizontal, Qt::DisplayRole).toString(),
-                                    this, [this, section](bool isShown) { chooseColumn(section, isShown); });
-        column->setCheckable(true);
-        columns.append(column);
-    }
-    columnsMenu_->addSeparator();
-    columnsMenu_->addAction(tr("Usual Columns"), this, &DownloadTable::setUsualColumns);
-    connect(columnsMenu_, &QMenu::aboutToShow, this, [this, columns] {
-        for (int index = 0; index < columns.size(); ++index)
-            columns.at(index)->setChecked(!header()->isSectionHidden(nameSection + 1 + index));
-    });
-}
-
-void DownloadTable::chooseColumn(int section, bool isShown) {
-    chosen_.insert(section, isShown);
-    fitColumns();
-}
-
-void DownloadTable::fitColumns() {
-    const auto widthOf = [this](int section) { return widths_.at(static_cast<size_t>(section)); };
-    int needed = 0;
-    for (int section = 0; section < downloadColumnCount; ++section)
-        if (chosen_.value(section, true))
-            needed += widthOf(section);
-    QSet<int> hidden;
-    for (const DownloadColumn column : dispensable) {
-        const int section = static_cast<int>(column);
-        if (needed <= viewport()->width())
-            break;
-        if (chosen_.contains(section))
-            continue;
-        hidden.insert(section);
-        needed -= widthOf(section);
-    }
-    const QScopedValueRollback fitting(isFitting_, true);
-    for (int section = 0; section < downloadColumnCount; ++section) {
-        header()->setSectionHidden(section, hidden.contains(section) || !chosen_.value(section, true));
-        if (section != nameSection && !header()->isSectionHidden(section))
-            header()->resizeSection(section, widthOf(section));
-    }
-    fitNames();
-}
-
-void DownloadTable::fitNames() {
-    const int others = header()->length() - header()->sectionSize(nameSection);
-    header()->resizeSection(nameSection, std::max(viewport()->width() - others, widths_.at(nameSection)));
-}
-
 void DownloadTable::resizeEvent(QResizeEvent* event) {
     QTreeView::resizeEvent(event);
-    fitColumns();
+    columns_->fit(viewport()->width());
 }
 
 void DownloadTable::changeEvent(QEvent* event) {
     QTreeView::changeEvent(event);
-    if (event->type() == QEvent::FontChange) {
-        updateUsualWidths();
-        fitColumns();
-    }
-}
-
-QByteArray DownloadTable::saveState() const {
-    QByteArray state;
-    QDataStream stream(&state, QDataStream::WriteOnly);
-    stream << header()->saveState() << QList(widths_.begin(), widths_.end()) << chosen_;
-    return state;
-}
-
-bool DownloadTable::restoreState(const QByteArray& state) {
-    QDataStream stream(state);
-    QByteArray columns;
-    QList<int> widths;
-    QMap<int, bool> chosen;
-    stream >> columns >> widths >> chosen;
-    const QScopedValueRollback fitting(isFitting_, true);
-    if (stream.status() != QDataStream::Ok || widths.size() != downloadColumnCount ||
-        !header()->restoreState(columns))
-        return false;
-    chosen_ = chosen;
-    // A header forgets the widths of columns that have never been shown.
-    std::ranges::copy(widths, widths_.begin());
-    // The smallest width came back too.
-    updateUsualWidths();
-    fitColumns();
-    return true;
+    if (event->type() == QEvent::FontChange)
+        columns_->followFont();
 }
 
 // Work only while it can be seen

@@ -2,14 +2,11 @@
 
 #include "app/views/DownloadTableModel.h"
 
-#include <QMap>
 #include <QTreeView>
 
-#include <array>
-
-class QMenu;
-
 namespace fetra {
+
+class DownloadColumns;
 
 /// The list of downloads: one row each, bound to the model's selection. What the user selects here replaces
 /// the selection; downloads that are merely not shown stay selected until then.
@@ -21,14 +18,7 @@ public:
     explicit DownloadTable(AppModel& model, QWidget* parent = nullptr);
     ~DownloadTable() override;
 
-    /// Offers every column but the names. What it shows or hides stays so; the others come and go with the
-    /// room.
-    [[nodiscard]] QMenu& columnsMenu() const { return *columnsMenu_; }
-
-    /// Widths, order and choice of the columns, and what the rows are sorted by.
-    [[nodiscard]] QByteArray saveState() const;
-    /// False, and nothing changes, for anything that `saveState` did not make.
-    bool restoreState(const QByteArray& state);
+    [[nodiscard]] DownloadColumns& columns() const { return *columns_; }
 
     void keyboardSearch(const QString& search) override;
     /// What is not shown is not selected.
@@ -49,17 +39,6 @@ protected:
                  const QModelIndex& index) const override;
 
 private:
-    void setUpColumns();
-    void setUsualColumns();
-    /// Measures the font again. Widths that the user has changed stay.
-    void updateUsualWidths();
-    void makeColumnsMenu();
-    void chooseColumn(int section, bool isShown);
-    /// Shows what fits beside the names, and always what the user has chosen.
-    void fitColumns();
-    /// The names have the room that the other columns leave.
-    void fitNames();
-
     [[nodiscard]] QSet<QUuid> shownSelection() const;
     void showSelection();
     /// Brings what has been selected elsewhere into view.
@@ -68,21 +47,13 @@ private:
 
     AppModel& model_;
     DownloadTableModel rows_;
+    DownloadColumns* columns_;
     /// The selection of the view changes for other reasons than the user.
     bool isShowingSelection_ = false;
     bool isTakingSelection_ = false;
     QUuid current_;
     /// Where the keyboard is, shown once it is used.
     bool showsFocus_ = false;
-
-    QMenu* columnsMenu_;
-    /// Also of the columns that are hidden.
-    std::array<int, downloadColumnCount> widths_{};
-    /// What the font asks for.
-    std::array<int, downloadColumnCount> usualWidths_{};
-    /// By section: whether it is shown whatever the room.
-    QMap<int, bool> chosen_;
-    bool isFitting_ = false;
 };
 
 } // namespace fetra

@@ -6,6 +6,7 @@
 #include "app/model/LinkDrop.h"
 #include "app/model/PlatformText.h"
 #include "app/views/ClipboardBanner.h"
+#include "app/views/DownloadColumns.h"
 #include "app/views/DownloadTable.h"
 #include "app/views/DropEvents.h"
 #include "app/views/EmptyState.h"
@@ -179,7 +180,7 @@ void MainWindow::makeMenus() {
         menu->addAction(actions_.value(static_cast<int>(row.command)));
     }
     view->addSeparator();
-    view->addMenu(&table_->columnsMenu());
+    view->addMenu(&table_->columns().menu());
     file->addSeparator();
     // Not every desktop has a key of its own for this.
     QAction* const quit = file->addAction(tr("&Quit"), QKeySequence(u"Ctrl+Q"_s), this, [this] { quit_(); });
@@ -268,13 +269,13 @@ void MainWindow::restore() {
     if (!columns_->restoreState(preferences_.value(columnsKey).toByteArray()))
         columns_->setSizes(
             {columns_->widget(0)->sizeHint().width(), usualSize.width(), inspector_->sizeHint().width()});
-    table_->restoreState(preferences_.value(tableKey).toByteArray());
+    table_->columns().restoreState(preferences_.value(tableKey).toByteArray());
 }
 
 void MainWindow::save() const {
     preferences_.setValue(geometryKey, saveGeometry());
     preferences_.setValue(columnsKey, columns_->saveState());
-    preferences_.setValue(tableKey, table_->saveState());
+    preferences_.setValue(tableKey, table_->columns().saveState());
 }
 
 // Following the model

@@ -1,5 +1,7 @@
 #include "app/views/DownloadTable.h"
 
+#include "app/views/DownloadColumns.h"
+
 #include "model/ModelWorld.h"
 
 #include <QAbstractItemModelTester>
@@ -186,19 +188,19 @@ TEST_F(DownloadTableTest, TheMenuActsOnTheClickedRowOrTheSelection) {
 TEST_F(DownloadTableTest, WidthsOrderAndSortingComeBack) {
     static_cast<void>(addNamed({u"b"_s, u"a"_s}));
     QHeaderView* header = table->header();
-    const QByteArray first = table->saveState();
+    const QByteArray first = table->columns().saveState();
     header->resizeSection(static_cast<int>(Column::size), 217);
     header->moveSection(header->visualIndex(static_cast<int>(Column::added)), 1);
     table->sortByColumn(static_cast<int>(Column::name), Qt::AscendingOrder);
-    const QByteArray state = table->saveState();
-    ASSERT_TRUE(table->restoreState(first));
+    const QByteArray state = table->columns().saveState();
+    ASSERT_TRUE(table->columns().restoreState(first));
     EXPECT_EQ(cellOf(u"a"_s).row(), 0);
 
     DownloadTable other(model());
     other.resize(1400, 300);
     other.show();
-    EXPECT_FALSE(other.restoreState("rubbish"));
-    ASSERT_TRUE(other.restoreState(state));
+    EXPECT_FALSE(other.columns().restoreState("rubbish"));
+    ASSERT_TRUE(other.columns().restoreState(state));
     EXPECT_EQ(other.header()->sectionSize(static_cast<int>(Column::size)), 217);
     EXPECT_EQ(other.header()->visualIndex(static_cast<int>(Column::added)), 1);
     EXPECT_EQ(other.model()->index(0, 0).data(), u"a"_s);
@@ -225,7 +227,7 @@ TEST_F(DownloadTableTest, WidthsFollowTheFontUnlessTheUserHasChangedThem) {
     const int usual = width(Column::speed);
     const int title = header->sizeHint().height();
     header->resizeSection(static_cast<int>(Column::size), 217);
-    const QByteArray state = table->saveState();
+    const QByteArray state = table->columns().saveState();
     QFont large = table->font();
     large.setPixelSize(2 * QFontInfo(large).pixelSize());
     table->setFont(large);
@@ -233,7 +235,7 @@ TEST_F(DownloadTableTest, WidthsFollowTheFontUnlessTheUserHasChangedThem) {
     EXPECT_GT(width(Column::speed), 1.6 * usual);
     EXPECT_GT(header->sizeHint().height(), 1.3 * title);
     EXPECT_EQ(width(Column::size), 217);
-    ASSERT_TRUE(table->restoreState(state));
+    ASSERT_TRUE(table->columns().restoreState(state));
     EXPECT_EQ(header->minimumSectionSize(), smallest);
 }
 
@@ -247,7 +249,7 @@ TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
         return columns;
     };
     const auto pick = [this](const QString& title) {
-        for (QAction* action : table->columnsMenu().actions())
+        for (QAction* action : table->columns().menu().actions())
             if (action->text() == title)
                 action->trigger();
     };
@@ -261,7 +263,7 @@ TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
     EXPECT_EQ(hidden(*table),
               (QList{Column::size, Column::speed, Column::segments, Column::connections, Column::added}));
 
-    table->columnsMenu().popup({});
+    table->columns().menu().popup({});
     pick(u"Connections"_s); // shown although there is no room
     pick(u"Progress"_s);    // hidden although there is
     const QList chosen{Column::size, Column::progress, Column::speed, Column::segments, Column::added};
@@ -272,7 +274,7 @@ TEST_F(DownloadTableTest, ColumnsComeAndGoWithTheRoomUnlessTheUserHasChosen) {
     DownloadTable other(model());
     other.resize(400, 400);
     other.show();
-    ASSERT_TRUE(other.restoreState(table->saveState()));
+    ASSERT_TRUE(other.columns().restoreState(table->columns().saveState()));
     EXPECT_EQ(hidden(other), chosen);
     other.resize(1600, 400);
     for (int section = 0; section < downloadColumnCount; ++section)
