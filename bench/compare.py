@@ -62,6 +62,14 @@ CASES = {
         f"{MANY_COUNT} files of {MANY_SIZE // 1024} KiB, 10 at once, with a list on disk", "plain", MANY, ("aria2",), {"aria2": 3},
         at_once=10,
     ),
+    # The fourteen or fifteen good connections of sixteen carry the small file in 2.2 s.
+    "g": Case(
+        "{small} at 8 MiB/s a connection, every tenth at 64 KiB/s", "crawling", SMALL, ("aria2", "axel"), {"aria2": 0.5},
+        wall_limit=1.6 * 2.2,
+    ),
+    "h": Case(
+        "{small} at 8 MiB/s a connection, every tenth silent", "silent", SMALL, ("axel",), {}, wall_limit=1.6 * 2.2,
+    ),
 }
 
 

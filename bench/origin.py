@@ -36,7 +36,7 @@ http {{
 class Origin:
     """Serves files of random bytes below `home` until `stop`. Ports are found afresh for each start."""
 
-    KINDS = ("plain", "tls", "slow", "trickle", "capped")
+    KINDS = ("plain", "tls", "slow", "trickle", "capped", "crawling", "silent")
     # One for each kind.
     SERVERS = """
     limit_conn_zone $binary_remote_addr zone=clients:1m;
@@ -50,6 +50,11 @@ class Origin:
     }}
     server {{ listen 127.0.0.1:{slow}; limit_rate 4m; }}
     server {{ listen 127.0.0.1:{trickle}; limit_rate 64k; }}
+    map $connection $crawl {{ ~3$ 64k; default 8m; }}
+    # A byte a second, so that not even the head arrives. Not for probes: no client has a second connection then.
+    map $connection:$http_range $silence {{ ~3:bytes=0-0$ 8m; ~3: 1; default 8m; }}
+    server {{ listen 127.0.0.1:{crawling}; limit_rate $crawl; }}
+    server {{ listen 127.0.0.1:{silent}; limit_rate $silence; }}
     server {{ listen 127.0.0.1:{capped}; limit_rate 8m; limit_conn clients 4; limit_conn_status 503; }}
 """
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/HTTPSession.h"
+#include "segmented/SpeedMeter.h"
 #include "system/Clock.h"
 
 #include <QtGlobal>
@@ -26,7 +27,8 @@ struct Segment {
         , written(next)
         , requestedEnd(last)
         , source(fromSource)
-        , startedAt(now) {}
+        , startedAt(now)
+        , meter(SpeedMeter::engineAlpha, 0, now) {}
 
     const qint64 id;
     const qint64 start;
@@ -60,6 +62,13 @@ struct Segment {
     std::optional<TimePoint> responseAt{};
     /// The run was cancelled because its server kept it waiting.
     bool shedding = false;
+    /// Fed on every tick.
+    SpeedMeter meter;
+    /// The run was cancelled because another connection would be far quicker.
+    bool replacing = false;
+    TimePoint replacedAt = distantPast;
+    /// Since the last good stretch of data.
+    int replacements = 0;
 
     [[nodiscard]] bool isOpen() const { return end == openEnd; }
     [[nodiscard]] bool isComplete() const { return current > end; }

@@ -62,11 +62,11 @@ SegmentedOutcome SegmentedDownload::endRun() {
             ResumeStore::save(*record, cfg_.sidecarPath);
         sink_.close();
     });
-    for (const std::unique_ptr<HTTPSession>& lane : lanes_) {
+    for (const Lane& lane : lanes_) {
         if (failure_)
-            lane->invalidateAndCancel();
+            lane.session->invalidateAndCancel();
         else
-            lane->finishTasksAndInvalidate();
+            lane.session->finishTasksAndInvalidate();
     }
     if (failure_)
         throw DownloadError(*failure_);
@@ -89,9 +89,9 @@ void SegmentedDownload::setupLocked() {
     const TimePoint now = services_.clock.now();
     const qsizetype count = cfg_.ranged ? cfg_.options.connections : 1;
     for (qsizetype lane = 0; lane < count; ++lane) {
-        lanes_.push_back(services_.http.makeSession({.resourceTimeout = laneResourceTimeout,
-                                                     .maxConnectionsPerHost = connectionsPerLane,
-                                                     .secretsHome = cfg_.originals.front()}));
+        lanes_.push_back({.session = services_.http.makeSession({.resourceTimeout = laneResourceTimeout,
+                                                                 .maxConnectionsPerHost = connectionsPerLane,
+                                                                 .secretsHome = cfg_.originals.front()})});
         freeLanes_.push_back(count - 1 - lane);
     }
     if (const QString host = cfg_.sources.front().host(); cfg_.ranged && !host.isEmpty()) {

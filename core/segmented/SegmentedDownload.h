@@ -58,6 +58,16 @@ public:
     void didComplete(HTTPTask& task, const TransportError* error) override;
 
 private:
+    /// How a request went: seconds until the answer, and bytes per second from then on.
+    struct Pace {
+        double wait = 0;
+        double rate = 0;
+    };
+    struct Lane {
+        std::unique_ptr<HTTPSession> session;
+        /// Of the last run here that brought its segment to the end.
+        std::optional<Pace> pace{};
+    };
     struct Split {
         Segment& victim;
         /// Bytes that the victim keeps of what remains to it.
@@ -70,8 +80,12 @@ private:
     Segment& appendSegmentLocked(qint64 start, qint64 end, qint64 current);
     void fillLocked();
     [[nodiscard]] Segment* nextWaitingLocked(TimePoint now) const;
+    [[nodiscard]] bool someWaitLocked() const;
     [[nodiscard]] std::optional<Split> pickVictimLocked(TimePoint now) const;
     void startLocked(Segment& segment);
+    void replaceCrawlingLocked(TimePoint now);
+    [[nodiscard]] std::optional<Pace> usualPaceLocked() const;
+    void releaseLaneLocked(Segment& segment);
     [[nodiscard]] qsizetype runningLanesLocked() const;
     [[nodiscard]] bool allCompleteLocked() const;
     [[nodiscard]] DownloadProgress snapshotLocked(double speed) const;
@@ -112,7 +126,7 @@ private:
     /// Signalled when the run has ended and its last request has completed.
     std::condition_variable ended_;
 
-    std::vector<std::unique_ptr<HTTPSession>> lanes_;
+    std::vector<Lane> lanes_;
     /// Numbers of idle lanes; the last one is taken first.
     std::vector<qsizetype> freeLanes_;
     /// How many lanes may run at once.

@@ -7,6 +7,7 @@
 #include "transfer/HTTPProbe.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace fetra {
 
@@ -153,8 +154,10 @@ void SegmentedDownload::didReceiveData(HTTPTask& task, std::span<const char> dat
         segment->current += take;
         segment->runBytes += take;
         received_ += take;
-        if (cfg_.ranged && segment->retries > 0 && segment->runBytes >= bytesThatClearRetries)
+        if (cfg_.ranged && segment->runBytes >= bytesThatClearRetries) {
             segment->retries = 0;
+            segment->replacements = 0;
+        }
         // A body that is the whole file is read to its end: there may be more of it than there should be.
         wantsNoMore = segment->isComplete() && !carriesWholeFile;
     }
@@ -178,8 +181,8 @@ void SegmentedDownload::didComplete(HTTPTask& task, const TransportError* error)
         return;
     byTask_.erase(task.identifier());
     segment->task.reset();
-    freeLanes_.push_back(*segment->lane);
-    segment->lane.reset();
+    releaseLaneLocked(*segment);
+    const bool replaced = std::exchange(segment->replacing, false);
     if (finished_) {
         if (byTask_.empty())
             ended_.notify_all();
@@ -189,6 +192,8 @@ void SegmentedDownload::didComplete(HTTPTask& task, const TransportError* error)
         segment->shedding = false;
         if (!segment->isComplete())
             segment->notBefore = services_.clock.now() + asDuration(pauseAfterShedding);
+    } else if (replaced && segment->lastStatus == 0) {
+        segment->source = (segment->source + 1) % cfg_.sources.size();
     } else if (!segment->isComplete()) {
         if (segment->isOpen() && !error && segment->lastStatus == 0) {
             segment->end = segment->current - 1;

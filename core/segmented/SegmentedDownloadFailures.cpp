@@ -1,6 +1,7 @@
 // How the engine copes: failed requests, servers at their limit, the tick, and the end by failure.
 
 #include "segmented/HostLimits.h"
+#include "segmented/Median.h"
 #include "segmented/SegmentedDownload.h"
 #include "system/Log.h"
 
@@ -111,9 +112,7 @@ void SegmentedDownload::shedQueuedLocked(TimePoint now) {
     }
     if (waits.empty())
         return;
-    const auto median = waits.begin() + static_cast<std::ptrdiff_t>(waits.size() / 2);
-    std::ranges::nth_element(waits, median);
-    const double threshold = std::max(*median * sheddingFactor, sheddingFloor);
+    const double threshold = std::max(median(waits) * sheddingFactor, sheddingFloor);
 
     int shed = 0;
     for (const std::unique_ptr<Segment>& segment : segments_) {
@@ -156,6 +155,7 @@ void SegmentedDownload::tick() {
         lastThrottle_ = now;
     }
     fillLocked();
+    replaceCrawlingLocked(now);
     saveRecordLocked(now);
     if (!progress_)
         return;

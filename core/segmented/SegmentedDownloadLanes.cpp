@@ -1,11 +1,17 @@
-// Which lane fetches what: idle lanes take what waits, or the tail of a running segment.
+// Which lane fetches what: idle lanes take what waits, or the tail of a running segment, or all that a
+// crawling connection still has before it.
 
+#include "segmented/Median.h"
 #include "segmented/SegmentedDownload.h"
+#include "system/Log.h"
 #include "transfer/HTTPProbe.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace fetra {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -13,6 +19,19 @@ namespace {
 constexpr qint64 retriesBeforeOriginal = 3;
 /// A run younger than this has no rate of its own yet.
 constexpr double shortestMeasuredRun = 1.0;
+
+// When a connection crawls:
+/// Seconds that a run is given before it is judged.
+constexpr double shortestJudgedRun = 1.5;
+/// It is replaced when it needs this many times as long as a fresh connection would.
+constexpr double crawlingFactor = 4.0;
+/// Seconds that setting up a connection is taken to cost at least.
+constexpr double shortestSetUp = 0.1;
+/// Seconds between two replacements of one segment, doubled each time that the new connection brings nothing:
+/// in the end the time-out of the request decides.
+constexpr double replacementInterval = 5.0;
+/// A run of fewer bytes, where segments are not even smaller, says nothing about the pace of connections.
+constexpr qint64 fewestMeasuredBytes = 262'144;
 
 } // namespace
 
@@ -28,9 +47,7 @@ void SegmentedDownload::fillLocked() {
         if (!cfg_.ranged || !cfg_.options.dynamicSplit)
             return;
         // A segment that waits out its back-off gets the lane, not a split.
-        const bool someWait = std::ranges::any_of(
-            segments_, [](const auto& segment) { return !segment->isComplete() && !segment->lane; });
-        if (someWait)
+        if (someWaitLocked())
             return;
         const std::optional<Split> split = pickVictimLocked(now);
         if (!split)
@@ -47,6 +64,11 @@ Segment* SegmentedDownload::nextWaitingLocked(TimePoint now) const {
         return !segment->isComplete() && !segment->lane && segment->notBefore <= now;
     });
     return found == segments_.end() ? nullptr : found->get();
+}
+
+bool SegmentedDownload::someWaitLocked() const {
+    return std::ranges::any_of(segments_,
+                               [](const auto& segment) { return !segment->isComplete() && !segment->lane; });
 }
 
 /// The running segment that would end last gives up its tail. It keeps a share of what remains that is
@@ -98,18 +120,102 @@ void SegmentedDownload::startLocked(Segment& segment) {
         const std::optional<qint64> last = segment.isOpen() ? std::nullopt : std::optional(segment.end);
         request.headers.set("Range", HTTPProbe::rangeValue(segment.current, last));
     }
-    segment.task = lanes_[static_cast<size_t>(lane)]->dataTask(request, *this);
+    segment.task = lanes_[static_cast<size_t>(lane)].session->dataTask(request, *this);
     segment.requestedEnd = segment.end;
     segment.lastStatus = 0;
     segment.retryAfter = 0;
     segment.fullBody = false;
     segment.runBytes = 0;
     segment.startedAt = services_.clock.now();
+    segment.meter = SpeedMeter(SpeedMeter::engineAlpha, 0, segment.startedAt);
     segment.responseAt.reset();
     segment.shedding = false;
     byTask_.emplace(segment.task->identifier(), &segment);
     peak_ = std::max(peak_, runningLanesLocked());
     segment.task->resume();
+}
+
+/// A split leaves no less than the smallest segment to a connection, which may take long over it, so when
+/// there is nothing left to split, idle lanes take over from connections that crawl. Such a run is cancelled
+/// without counting as a failure, and what is left of its segment starts on another lane at once, from the
+/// next source where there are several.
+void SegmentedDownload::replaceCrawlingLocked(TimePoint now) {
+    for (const std::unique_ptr<Segment>& segment : segments_) {
+        if (segment->task)
+            segment->meter.sample(segment->runBytes, now);
+    }
+    if (!cfg_.ranged || someWaitLocked())
+        return;
+    auto idle =
+        std::min<qsizetype>(static_cast<qsizetype>(freeLanes_.size()), laneLimit_ - runningLanesLocked());
+    if (idle <= 0)
+        return;
+    const std::optional<Pace> usual = usualPaceLocked();
+    if (!usual)
+        return;
+    for (const std::unique_ptr<Segment>& segment : segments_) {
+        const bool canBeJudged = segment->task && !segment->isComplete() && !segment->isOpen() &&
+                                 !segment->shedding && !segment->replacing &&
+                                 secondsBetween(segment->startedAt, now) > shortestJudgedRun;
+        if (!canBeJudged)
+            continue;
+        const double pause = replacementInterval * std::exp2(std::max(segment->replacements - 1, 0));
+        if (secondsBetween(segment->replacedAt, now) < pause)
+            continue;
+        const auto left = static_cast<double>(segment->remaining());
+        const double fresh = std::max(usual->wait, shortestSetUp) + left / usual->rate;
+        if (left <= segment->meter.rate() * crawlingFactor * fresh)
+            continue;
+        segment->replacing = true;
+        segment->replacedAt = now;
+        ++segment->replacements;
+        segment->task->cancel();
+        Log::debug([&] { return u"segment %1 crawls; another connection takes over"_s.arg(segment->id); });
+        if (--idle == 0)
+            return;
+    }
+}
+
+/// Of the lanes that have brought a segment to its end, and of those that have run long enough to be judged.
+/// Medians, so a server that is slow on most connections is the usual.
+std::optional<SegmentedDownload::Pace> SegmentedDownload::usualPaceLocked() const {
+    const TimePoint now = services_.clock.now();
+    std::vector<double> waits;
+    std::vector<double> rates;
+    for (const Lane& lane : lanes_) {
+        if (!lane.pace)
+            continue;
+        waits.push_back(lane.pace->wait);
+        rates.push_back(lane.pace->rate);
+    }
+    for (const std::unique_ptr<Segment>& segment : segments_) {
+        if (segment->isStreaming() && secondsBetween(segment->startedAt, now) > shortestJudgedRun) {
+            waits.push_back(secondsBetween(segment->startedAt, *segment->responseAt));
+            rates.push_back(segment->meter.rate());
+        }
+    }
+    if (rates.empty())
+        return std::nullopt;
+    const Pace usual{.wait = median(waits), .rate = median(rates)};
+    return usual.rate > 0 ? std::optional(usual) : std::nullopt;
+}
+
+void SegmentedDownload::releaseLaneLocked(Segment& segment) {
+    const qsizetype lane = *segment.lane;
+    segment.lane.reset();
+    const TimePoint now = services_.clock.now();
+    const qint64 fewest = std::min(fewestMeasuredBytes, cfg_.options.minSegmentSize);
+    if (segment.isComplete() && segment.responseAt && *segment.responseAt < now &&
+        segment.runBytes >= fewest) {
+        lanes_[static_cast<size_t>(lane)].pace = {
+            .wait = secondsBetween(segment.startedAt, *segment.responseAt),
+            .rate = static_cast<double>(segment.runBytes) / secondsBetween(*segment.responseAt, now)};
+    }
+    // The next start takes the last one. A replaced run goes on elsewhere.
+    if (segment.replacing)
+        freeLanes_.insert(freeLanes_.begin(), lane);
+    else
+        freeLanes_.push_back(lane);
 }
 
 } // namespace fetra
