@@ -78,6 +78,10 @@ public:
         const std::lock_guard lock(mutex_);
         return log_;
     }
+    void forgetLog() {
+        const std::lock_guard lock(mutex_);
+        log_ = {};
+    }
     [[nodiscard]] std::vector<ServerRequest> log(const QByteArray& path) const {
         std::vector<ServerRequest> all = log();
         std::erase_if(all, [&](const ServerRequest& request) { return request.path != path; });
