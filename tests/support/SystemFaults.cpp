@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -13,10 +14,12 @@
 #include <utility>
 
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
+
+using fetra::test::CallWatcher;
+using fetra::test::SystemCall;
 
 constexpr std::chrono::seconds longestHold{30};
 
@@ -31,13 +34,14 @@ struct Plan {
     std::condition_variable released;
     std::vector<int> sync;
     std::vector<int> write;
-    size_t writeLimit = 0;
+    off_t writeLimit = 0;
     std::optional<File> heldSyncs;
     std::optional<File> heldWrites;
     int held = 0;
     bool skipSyncs = false;
     std::chrono::milliseconds syncDuration{0};
     int dataSyncs = 0;
+    std::map<SystemCall::Kind, int> refused;
 };
 
 Plan& plan() {
@@ -66,43 +70,65 @@ void waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::optional<File>
     --plan().held;
 }
 
-int synchronise(long call, int descriptor) {
+long synchronise(const SystemCall& call, const CallWatcher::Proceed& proceed) {
     std::chrono::milliseconds duration{0};
     {
         std::unique_lock lock(plan().mutex);
         duration = plan().syncDuration;
-        plan().dataSyncs += call == SYS_fdatasync ? 1 : 0;
-        waitWhileHeld(lock, plan().heldSyncs, descriptor);
+        plan().dataSyncs += call.kind == SystemCall::Kind::fdatasync ? 1 : 0;
+        waitWhileHeld(lock, plan().heldSyncs, call.descriptor);
         if (fails(plan().sync))
             return -1;
         if (plan().skipSyncs)
             return 0;
     }
     std::this_thread::sleep_for(duration);
-    return static_cast<int>(::syscall(call, descriptor));
+    return proceed();
 }
 
-} // namespace
-
-extern "C" int fsync(int descriptor) {
-    return synchronise(SYS_fsync, descriptor);
-}
-
-extern "C" int fdatasync(int descriptor) {
-    return synchronise(SYS_fdatasync, descriptor);
-}
-
-extern "C" ssize_t pwrite(int descriptor, const void* data, size_t size, off_t offset) {
+long writeAsPlanned(SystemCall& call, const CallWatcher::Proceed& proceed) {
     {
         std::unique_lock lock(plan().mutex);
-        waitWhileHeld(lock, plan().heldWrites, descriptor);
+        waitWhileHeld(lock, plan().heldWrites, call.descriptor);
         if (fails(plan().write))
             return -1;
         if (plan().writeLimit > 0)
-            size = std::min(size, plan().writeLimit);
+            call.size = std::min(call.size, plan().writeLimit);
     }
-    return ::syscall(SYS_pwrite64, descriptor, data, size, offset);
+    return proceed();
 }
+
+int refusal(SystemCall::Kind kind) {
+    const std::lock_guard lock(plan().mutex);
+    const auto refused = plan().refused.find(kind);
+    return refused == plan().refused.end() ? 0 : refused->second;
+}
+
+class Watcher final : public CallWatcher {
+public:
+    long call(SystemCall& call, const Proceed& proceed) override {
+        if (const int code = refusal(call.kind); code != 0) {
+            errno = code;
+            return -1;
+        }
+        switch (call.kind) {
+        case SystemCall::Kind::fsync:
+        case SystemCall::Kind::fdatasync:
+            return synchronise(call, proceed);
+        case SystemCall::Kind::pwrite:
+            return writeAsPlanned(call, proceed);
+        default:
+            return proceed();
+        }
+    }
+};
+
+CallWatcher* watcher() {
+    static Watcher instance;
+    return &instance;
+}
+
+} // namespace
 
 namespace fetra::test {
 
@@ -120,16 +146,19 @@ File fileAt(const QString& path) {
 SystemFaults::SystemFaults() {
     const std::lock_guard lock(plan().mutex);
     plan().dataSyncs = 0;
+    CallWatcher::install(watcher());
 }
 
 SystemFaults::~SystemFaults() {
     release();
+    CallWatcher::install(nullptr);
     const std::lock_guard lock(plan().mutex);
     plan().sync.clear();
     plan().write.clear();
     plan().writeLimit = 0;
     plan().skipSyncs = false;
     plan().syncDuration = {};
+    plan().refused.clear();
 }
 
 void SystemFaults::failSync(std::vector<int> codes) {
@@ -142,6 +171,11 @@ void SystemFaults::failWrite(std::vector<int> codes) {
     plan().write = std::move(codes);
 }
 
+void SystemFaults::refuse(SystemCall::Kind kind, int code) {
+    const std::lock_guard lock(plan().mutex);
+    plan().refused[kind] = code;
+}
+
 void SystemFaults::slowSyncs(std::chrono::milliseconds duration) {
     const std::lock_guard lock(plan().mutex);
     plan().syncDuration = duration;
@@ -149,7 +183,7 @@ void SystemFaults::slowSyncs(std::chrono::milliseconds duration) {
 
 void SystemFaults::limitWrites(int bytes) {
     const std::lock_guard lock(plan().mutex);
-    plan().writeLimit = static_cast<size_t>(bytes);
+    plan().writeLimit = bytes;
 }
 
 void SystemFaults::holdSyncs(const QString& path) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/SystemCalls.h"
+
 #include <QString>
 
 #include <chrono>
@@ -7,8 +9,7 @@
 
 namespace fetra::test {
 
-/// Lets system calls of this process fail while it lives; one at a time. A program that uses it has its own
-/// `fsync`, `fdatasync` and `pwrite`, which answer as told and otherwise ask the system.
+/// Lets the next syncs and writes of this process fail, wait or fall short while it lives; one at a time.
 class SystemFaults {
 public:
     SystemFaults();
@@ -22,6 +23,9 @@ public:
     void failWrite(std::vector<int> codes);
     /// From now on a write takes at most that many bytes.
     void limitWrites(int bytes);
+
+    /// From now on calls of that kind fail, as on a file system that does not know them; 0: no longer.
+    void refuse(SystemCall::Kind kind, int code);
 
     /// From now on every sync takes that long.
     void slowSyncs(std::chrono::milliseconds duration);

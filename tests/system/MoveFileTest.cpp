@@ -13,29 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include <sys/syscall.h>
 #include <unistd.h>
-
-namespace {
-
-/// What the calls fail with, as on a file system that does not know them; 0 lets them through.
-std::atomic<int> renameWithoutReplacingError = 0;
-std::atomic<int> linkError = 0;
-
-} // namespace
-
-// This program's own, in place of the system library's.
-extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
-                         unsigned int flags) noexcept {
-    errno = renameWithoutReplacingError;
-    return errno != 0 ? -1
-                      : static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
-}
-
-extern "C" int link(const char* from, const char* to) noexcept {
-    errno = linkError;
-    return errno != 0 ? -1 : static_cast<int>(::syscall(SYS_link, from, to));
-}
 
 namespace fetra {
 namespace {
@@ -51,14 +29,14 @@ struct Way {
 };
 constexpr Way ways[] = {{"rename", 0, 0}, {"second name", EINVAL, 0}, {"look and rename", EINVAL, EPERM}};
 
-void go(const Way& way) {
-    renameWithoutReplacingError = way.renameError;
-    linkError = way.linkError;
-}
-
 class MoveFileTest : public ::testing::Test {
 protected:
-    ~MoveFileTest() override { go(ways[0]); }
+    void go(const Way& way) {
+        faults.refuse(test::SystemCall::Kind::renameat2, way.renameError);
+        faults.refuse(test::SystemCall::Kind::link, way.linkError);
+    }
+
+    test::SystemFaults faults;
 };
 
 int moveError(const QString& from, const QString& to) {
@@ -106,7 +84,6 @@ TEST_F(MoveFileTest, SaysWhyItCannotMove) {
 TEST_F(MoveFileTest, ReportsAFolderThatCannotBeSynced) {
     const TempFolder folder;
     const QString file = folder.write(u"from"_s, "ours");
-    test::SystemFaults faults;
     faults.failSync({EIO});
     EXPECT_EQ(moveError(file, folder.path(u"to"_s)), EIO);
     EXPECT_EQ(folder.read(u"to"_s), "ours") << "moved, though it may not last";
