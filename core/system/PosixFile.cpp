@@ -41,6 +41,14 @@ void writeAll(int descriptor, std::span<const char> data, qint64 offset) {
     }
 }
 
+bool setLength(int descriptor, qint64 length) {
+    int result = 0;
+    do {
+        result = ::ftruncate(descriptor, length);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 bool sync(int descriptor, bool metadata) {
     int result = 0;
     do {

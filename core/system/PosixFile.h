@@ -37,6 +37,9 @@ private:
 /// Writes all of `data` at `offset`, in as many calls as the system needs. Throws `PosixError`.
 void writeAll(int descriptor, std::span<const char> data, qint64 offset);
 
+/// Cuts or extends the file. False when that failed; `errno` then says why.
+[[nodiscard]] bool setLength(int descriptor, qint64 length);
+
 /// fsync, or fdatasync without `metadata`. False when it failed; `errno` then says why.
 [[nodiscard]] bool sync(int descriptor, bool metadata);
 

@@ -5,6 +5,7 @@
 #include "system/AbsoluteURL.h"
 #include "system/Log.h"
 #include "system/PosixError.h"
+#include "system/PosixFile.h"
 #include "transfer/Checksum.h"
 #include "transfer/DownloadError.h"
 #include "transfer/HTTPProbe.h"
@@ -12,10 +13,9 @@
 #include "transfer/Reservation.h"
 #include "transfer/ResumeStore.h"
 
-#include <QFile>
 #include <QScopeGuard>
 
-#include <unistd.h>
+#include <fcntl.h>
 
 namespace fetra {
 
@@ -28,6 +28,13 @@ constexpr int probeConnectionsPerHost = 8;
 bool holdsBytes(const Reservation& place) {
     const std::optional<ResumeRecord> record = ResumeStore::load(place.sidecarPath);
     return record && record->heldBytes() > 0;
+}
+
+/// Takes off what an earlier, longer answer has left. Throws `PosixError`.
+void cutTo(const QString& path, qint64 length) {
+    const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK);
+    if (!file.isOpen() || !PosixFile::setLength(file.number(), length))
+        throw PosixError::last();
 }
 
 } // namespace
@@ -188,8 +195,8 @@ Downloader::VerifiedFile Downloader::verify(const Reservation& reservation, cons
                                             const SegmentedOutcome& outcome) const {
     const QString path = reservation.sink ? reservation.partPath : reservation.destination.toLocalFile();
     const qint64 expected = info.totalSize.value_or(outcome.finalSize);
-    if (!info.totalSize && ::truncate(QFile::encodeName(path).constData(), expected) != 0)
-        throw DownloadError::io(PosixError::last().description());
+    if (!info.totalSize)
+        cutTo(path, expected);
     // A file that failed a check must not be continued: its record says that nothing is missing.
     const qint64 actual = fileSize(path).value_or(-1);
     if (actual != expected) {

@@ -87,7 +87,7 @@ FileSink::FileSink(const QString& path, std::optional<qint64> preallocate, Exist
     // A file that was replaced between opening and locking belongs to somebody else now.
     if (!lock(file.number()) || !isAt(path, status))
         throw PosixError(isNew ? EEXIST : EBUSY);
-    if (preallocate && *preallocate >= 1 && ::ftruncate(file.number(), *preallocate) != 0)
+    if (preallocate && *preallocate >= 1 && !PosixFile::setLength(file.number(), *preallocate))
         throw PosixError::last();
     // Both numbers share the lock, which lasts until the last of them is closed.
     claim_ = PosixFile::Descriptor(::fcntl(file.number(), F_DUPFD_CLOEXEC, 0));

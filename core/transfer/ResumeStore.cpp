@@ -78,7 +78,7 @@ bool overwriteInPlace(const QString& path, QByteArray content) {
     // Blanks cover the rest of a longer record, so that the file reads as one even before it is cut.
     content = content.leftJustified(static_cast<qsizetype>(std::max<qint64>(length, status.st_size)), ' ');
     PosixFile::writeAll(file.number(), content, 0);
-    if (::ftruncate(file.number(), length) != 0 || !PosixFile::sync(file.number(), true))
+    if (!PosixFile::setLength(file.number(), length) || !PosixFile::sync(file.number(), true))
         throw PosixError::last();
     return true;
 }
