@@ -36,6 +36,13 @@ bool moveByLink(const QByteArray& from, const QByteArray& to) {
     return true;
 }
 
+/// As far as the disk still lets it.
+void moveBack(const QByteArray& from, const QByteArray& to) {
+    if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, to.constData(), RENAME_NOREPLACE) != 0 &&
+        isUnsupported(errno) && !PosixFile::exists(QFile::decodeName(to)))
+        static_cast<void>(::rename(from.constData(), to.constData()));
+}
+
 } // namespace
 
 bool withoutReplacing(const QString& from, const QString& to) {
@@ -49,7 +56,12 @@ bool withoutReplacing(const QString& from, const QString& to) {
         if (!moveByLink(source, target))
             return false;
     }
-    PosixFile::syncFolderOf(to);
+    try {
+        PosixFile::syncFolderOf(to);
+    } catch (const PosixError&) {
+        moveBack(target, source);
+        throw;
+    }
     return true;
 }
 

@@ -5,7 +5,7 @@
 namespace fetra::MoveFile {
 
 /// Renames `from` to `to` within one file system and syncs the folder. Never replaces a file: answers false
-/// when there is one at `to`. Throws `PosixError`.
+/// when there is one at `to`. Throws `PosixError`; then the file is where it was.
 [[nodiscard]] bool withoutReplacing(const QString& from, const QString& to);
 
 } // namespace fetra::MoveFile
