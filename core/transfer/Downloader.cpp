@@ -68,6 +68,8 @@ DownloadResult Downloader::download(const DownloadRequest& request) {
         if (cancelled_)
             throw DownloadError::cancelled();
         throw;
+    } catch (const PosixError& error) {
+        throw DownloadError::io(error.description());
     }
 }
 
