@@ -1,5 +1,6 @@
 #include "GetRun.h"
 
+#include "system/PosixError.h"
 #include "transfer/Reservation.h"
 #include "transfer/ResumeStore.h"
 
@@ -25,10 +26,14 @@ std::optional<qint64> bytesToContinueFrom(const TransferStart& start, const Down
     if (!start.info)
         return item.receivedBytes() > 0 ? std::optional(item.receivedBytes()) : std::nullopt;
     const Reservation place(start.destination);
-    const auto record = ResumeStore::load(place.sidecarPath);
-    if (!start.resume || !record || !ResumeStore::validate(*record, *start.info, place.partPath))
-        return std::nullopt;
-    return record->heldBytes();
+    try {
+        const auto record = ResumeStore::load(place.sidecarPath);
+        if (start.resume && record && ResumeStore::validate(*record, *start.info, place.partPath))
+            return record->heldBytes();
+    } catch (const PosixError&) {
+        // The next run will say why it cannot.
+    }
+    return std::nullopt;
 }
 
 DownloadLabel labelOf(const DownloadItem& item) {

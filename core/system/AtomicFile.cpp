@@ -86,11 +86,22 @@ PosixFile::Descriptor replace(const QString& path, std::span<const QByteArrayVie
 }
 
 std::optional<QByteArray> read(const QString& path, qint64 maxBytes) {
+    try {
+        return readIfThere(path, maxBytes);
+    } catch (const PosixError&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<QByteArray> readIfThere(const QString& path, qint64 maxBytes) {
     // Non-blocking, so that a pipe of that name cannot hold the caller up.
     const PosixFile::Descriptor file = PosixFile::open(path, O_RDONLY | O_NONBLOCK);
+    if (!file.isOpen() && errno == ENOENT && !PosixFile::exists(path))
+        return std::nullopt;
     struct stat status {};
-    if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_size > maxBytes)
+    if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
+        throw PosixError::last();
+    if (!S_ISREG(status.st_mode) || status.st_size > maxBytes)
         return std::nullopt;
     QByteArray content;
     qsizetype length = 0;
@@ -102,7 +113,7 @@ std::optional<QByteArray> read(const QString& path, qint64 maxBytes) {
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            return std::nullopt;
+            throw PosixError::last();
         if (count == 0)
             break;
         length += count;

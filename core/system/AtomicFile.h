@@ -28,5 +28,8 @@ void write(const QString& path, const QByteArray& content);
 /// The whole file, or nothing when it is missing, unreadable or longer than `maxBytes`.
 [[nodiscard]] std::optional<QByteArray> read(const QString& path, qint64 maxBytes);
 
+/// The same, but throws `PosixError` when there is something at `path` that cannot be read now.
+[[nodiscard]] std::optional<QByteArray> readIfThere(const QString& path, qint64 maxBytes);
+
 } // namespace AtomicFile
 } // namespace fetra

@@ -17,8 +17,6 @@
 
 #include <cerrno>
 
-#include <fcntl.h>
-
 namespace fetra {
 
 using namespace Qt::StringLiterals;
@@ -55,12 +53,6 @@ bool isWorthKeeping(const ResumeRecord& record, const RemoteInfo& info, const Re
     asRecorded.etag = record.etag;
     asRecorded.lastModified = record.lastModified;
     return ResumeStore::validate(record, asRecorded, place.partPath) && record.heldBytes() > 0;
-}
-
-/// A record that cannot be opened now, for want of descriptors perhaps, is no reason to start over.
-void requireReadable(const QString& sidecarPath) {
-    if (PosixFile::exists(sidecarPath) && !PosixFile::open(sidecarPath, O_RDONLY | O_NONBLOCK).isOpen())
-        throw DownloadError::io(PosixError::last().description());
 }
 
 /// Whether the place holds bytes of a file from another address, whose transfer may go on one day.
@@ -120,7 +112,6 @@ QUrl Downloader::uniqueURL(const QUrl& url) {
 Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) const {
     Reservation place(resolveDestination(target, info));
     const QUrl first = place.destination;
-    requireReadable(place.sidecarPath);
     const std::optional<ResumeRecord> record = ResumeStore::load(place.sidecarPath);
     if (record && belongsToAnother(*record, info, place)) {
         place = Reservation(uniqueURL(first));

@@ -92,7 +92,7 @@ bool validatorsAgree(const ResumeRecord& record, const RemoteInfo& info) {
 } // namespace
 
 std::optional<ResumeRecord> load(const QString& path) {
-    const auto json = AtomicFile::read(path, maxFileSize);
+    const auto json = AtomicFile::readIfThere(path, maxFileSize);
     return json ? decode(*json) : std::nullopt;
 }
 

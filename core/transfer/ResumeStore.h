@@ -40,7 +40,8 @@ struct ResumeRecord {
 /// Reads, writes and judges resume sidecars. Stateless; one writer a path at a time.
 namespace ResumeStore {
 
-/// The record in the file at `path`; nothing when it is missing, unreadable, over 4 MiB or no valid record.
+/// The record in the file at `path`; nothing when it is missing, over 4 MiB or no valid record. Throws
+/// `PosixError` when it cannot be read now, for want of descriptors perhaps: no reason to start over.
 [[nodiscard]] std::optional<ResumeRecord> load(const QString& path);
 /// The record that `json` holds, or nothing: the pure half of `load`.
 [[nodiscard]] std::optional<ResumeRecord> decode(const QByteArray& json);
