@@ -146,7 +146,7 @@ SegmentedOutcome Downloader::transfer(const SegmentedConfig& config, Reservation
         throw DownloadError::rangeNotHonored();
     Log::warn(
         [] { return u"server passed the range probe but ignored ranges; retrying as a single stream"_s; });
-    ResumeStore::remove(reservation.sidecarPath);
+    ResumeStore::forget(reservation.sidecarPath);
     try {
         reservation.sink.reset();
         reservation.sink =

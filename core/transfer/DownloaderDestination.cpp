@@ -126,7 +126,7 @@ Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) cons
     requireSpace(place, info);
     bool fresh = !place.resumeSegments;
     if (fresh && FileSink::discard(place.partPath) == FileSink::Discarded::gone)
-        ResumeStore::remove(place.sidecarPath);
+        ResumeStore::forget(place.sidecarPath);
     for (int attempt = 0; attempt < maxNames; ++attempt) {
         try {
             place.sink = std::make_unique<FileSink>(place.partPath, info.totalSize,
@@ -138,6 +138,7 @@ Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) cons
                 // Deleted since the record was read. An empty file in its place would count as received.
                 place.resumeSegments.reset();
                 fresh = true;
+                ResumeStore::forget(place.sidecarPath);
                 continue;
             }
             // Creating the partial file is what claims a name. Somebody else was quicker.
@@ -147,6 +148,7 @@ Reservation Downloader::reserve(const QUrl& target, const RemoteInfo& info) cons
         }
         place = Reservation(uniqueURL(first));
         fresh = true;
+        ResumeStore::forget(place.sidecarPath);
     }
     throw DownloadError::io(u"could not reserve a destination for "_s + first.fileName());
 }

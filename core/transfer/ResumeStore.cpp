@@ -153,6 +153,14 @@ void remove(const QString& path) {
     PosixFile::unlink(path + QLatin1StringView(AtomicFile::temporarySuffix));
 }
 
+void forget(const QString& path) {
+    if (!PosixFile::exists(path))
+        return;
+    if (!PosixFile::unlink(path) && errno != ENOENT)
+        throw PosixError::last();
+    PosixFile::syncFolderOf(path);
+}
+
 bool validate(const ResumeRecord& record, const RemoteInfo& info, const QString& partPath) {
     struct stat part {};
     return describesSameFile(record, info) && ::stat(QFile::encodeName(partPath).constData(), &part) == 0 &&

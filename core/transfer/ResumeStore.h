@@ -52,6 +52,9 @@ namespace ResumeStore {
 void save(const ResumeRecord& record, const QString& path);
 /// Deletes the file; that it is missing is no error.
 void remove(const QString& path);
+/// Deletes it for good, before another file takes the place of the one that it speaks of: when this returns,
+/// no power loss brings it back. Throws `PosixError`.
+void forget(const QString& path);
 
 /// Whether a transfer of the file that `info` describes may continue from `record` with the partial file at
 /// `partPath`.
