@@ -53,6 +53,18 @@ bool isSameFile(int descriptor, const QString& path) {
            open.st_dev == there.st_dev && open.st_ino == there.st_ino;
 }
 
+/// Under a second name where there are such, so that the first is never without a file. Throws `PosixError`.
+void putAside(const QString& path, const QString& name) {
+    const QByteArray from = QFile::encodeName(path);
+    const QByteArray to = QFile::encodeName(name);
+    if (::link(from.constData(), to.constData()) == 0)
+        return;
+    // Where no file can be made now, the new list will have no place either.
+    static_cast<void>(AtomicFile::replace(name, {}));
+    if (std::rename(from.constData(), to.constData()) != 0)
+        throw PosixError::last();
+}
+
 } // namespace
 
 StateFile::StateFile(const QString& path)
@@ -105,9 +117,8 @@ void StateFile::keep(const Unreadable& file) {
         const QByteArrayView content(*file.content);
         const auto copy = std::make_shared<PosixFile::Descriptor>(AtomicFile::replace(name, {&content, 1}));
         syncs_.async([copy] { static_cast<void>(PosixFile::sync(copy->number(), true)); });
-    } else if (std::rename(QFile::encodeName(file.path).constData(), QFile::encodeName(name).constData()) !=
-               0) {
-        throw PosixError::last();
+    } else {
+        putAside(file.path, name);
     }
     Log::warn([&] {
         return u"%1 could not be read as a download list and is replaced; its content is kept in %2"_s.arg(
