@@ -51,13 +51,14 @@ RealWorld::Environment::Environment() {
         qunsetenv(name);
 }
 
-Ending download(RealWorld& world, const DownloadRequest& request, const DownloadOptions& options) {
-    Downloader downloader(options, world.services());
+Ending download(const EngineServices& world, const DownloadRequest& request, const DownloadOptions& options) {
+    Downloader downloader(options, world);
     return endOf(downloader, request);
 }
 
-RunningDownload::RunningDownload(RealWorld& world, DownloadRequest request, const DownloadOptions& options)
-    : downloader_(options, world.services()) {
+RunningDownload::RunningDownload(const EngineServices& world, DownloadRequest request,
+                                 const DownloadOptions& options)
+    : downloader_(options, world) {
     request.onStart = [this, also = request.onStart](const QUrl& destination, const RemoteInfo& info) {
         started_ = true;
         if (also)

@@ -25,6 +25,7 @@ namespace fetra::test {
 class RealWorld {
 public:
     [[nodiscard]] EngineServices services() { return {http_, clock_, random_, ticker_}; }
+    operator EngineServices() { return services(); }
 
 private:
     struct Environment {
@@ -50,13 +51,13 @@ struct Ending {
     [[nodiscard]] QString name() const { return result ? result->destination.fileName() : QString(); }
 };
 
-[[nodiscard]] Ending download(RealWorld& world, const DownloadRequest& request,
+[[nodiscard]] Ending download(const EngineServices& world, const DownloadRequest& request,
                               const DownloadOptions& options = {});
 
 /// A download on a thread of its own. Destroying it cancels it and waits.
 class RunningDownload {
 public:
-    RunningDownload(RealWorld& world, DownloadRequest request, const DownloadOptions& options);
+    RunningDownload(const EngineServices& world, DownloadRequest request, const DownloadOptions& options);
     ~RunningDownload();
     RunningDownload(const RunningDownload&) = delete;
     RunningDownload& operator=(const RunningDownload&) = delete;

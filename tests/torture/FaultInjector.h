@@ -1,0 +1,77 @@
+#pragma once
+
+#include "FolderWatcher.h"
+
+#include <atomic>
+#include <functional>
+#include <ostream>
+
+namespace fetra::test {
+
+/// What goes wrong, and when: calls are counted from 1, those alone that can fail in this way.
+struct Fault {
+    enum class Reach {
+        once,
+        fromThenOn,
+        /// From then on, every call that would change the disk, whichever comes first.
+        wholeDisk,
+    };
+    /// In place of an errno value: the call takes a part of the data only.
+    static constexpr int shortTransfer = -1;
+
+    SystemCall::Kind kind;
+    int code;
+    Reach reach;
+    int number = 1;
+};
+
+/// As a developer needs it to see the failure again.
+std::ostream& operator<<(std::ostream& out, const Fault& fault);
+
+/// Lets the calls below a folder fail as a fault says. No sync takes any time.
+class FaultInjector final : public FolderWatcher {
+public:
+    FaultInjector(const QString& folder, const Fault& fault)
+        : FolderWatcher(folder)
+        , fault_(fault) {
+        install(this);
+    }
+    ~FaultInjector() override { install(nullptr); }
+
+    /// A kind of call that this file system does not know at all.
+    void refuse(SystemCall::Kind kind, int code) {
+        refused_ = kind;
+        refusal_ = code;
+    }
+
+    /// From now on nothing fails.
+    void end() { isOver_ = true; }
+    /// How often it has happened.
+    [[nodiscard]] int fired() const { return fired_; }
+
+private:
+    long callBelow(SystemCall& call, const QByteArray& name, const Proceed& proceed) override;
+    [[nodiscard]] bool concerns(const SystemCall& call) const;
+    [[nodiscard]] bool happens();
+
+    const Fault fault_;
+    std::atomic<int> refusal_ = 0;
+    std::atomic<SystemCall::Kind> refused_{};
+    std::atomic<bool> isOver_ = false;
+    std::atomic<int> calls_ = 0;
+    std::atomic<int> fired_ = 0;
+};
+
+/// Runs a scenario with a fault in every place where one can happen: at call 1, 2, and so on until there is
+/// no such call, for every kind and code. `run` answers whether the fault has happened. Returns how many
+/// did; each failure of the test says where.
+[[nodiscard]] int torture(const std::function<bool(const Fault&)>& run);
+
+/// Instrumented programs are slow and look for other mistakes: they see one place in so many.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr int stride = 12;
+#else
+inline constexpr int stride = 1;
+#endif
+
+} // namespace fetra::test

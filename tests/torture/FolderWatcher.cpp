@@ -1,0 +1,56 @@
+#include "FolderWatcher.h"
+
+#include <QFile>
+
+#include <array>
+
+#include <limits.h>
+#include <unistd.h>
+
+namespace fetra::test {
+
+namespace {
+
+thread_local int unseen = 0;
+
+QByteArray pathOf(const SystemCall& call) {
+    if (call.path)
+        return call.path;
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(call.descriptor);
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = ::readlink(link.constData(), path.data(), path.size());
+    return {path.data(), static_cast<qsizetype>(std::max<ssize_t>(length, 0))};
+}
+
+} // namespace
+
+FolderWatcher::FolderWatcher(const QString& folder)
+    : folder_(QFile::encodeName(folder)) {}
+
+FolderWatcher::Unseen::Unseen() {
+    ++unseen;
+}
+
+FolderWatcher::Unseen::~Unseen() {
+    --unseen;
+}
+
+bool FolderWatcher::isBelow(const QByteArray& path) const {
+    return path.startsWith(folder_) && (path.size() == folder_.size() || path.at(folder_.size()) == '/');
+}
+
+QByteArray FolderWatcher::nameBelow(const char* path) const {
+    QByteArray name = QByteArray(path).mid(folder_.size() + 1);
+    while (name.endsWith('/'))
+        name.chop(1);
+    return name;
+}
+
+long FolderWatcher::call(SystemCall& call, const Proceed& proceed) {
+    if (unseen > 0)
+        return proceed();
+    const QByteArray path = pathOf(call);
+    return isBelow(path) ? callBelow(call, nameBelow(path.constData()), proceed) : proceed();
+}
+
+} // namespace fetra::test

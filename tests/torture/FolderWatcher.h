@@ -1,0 +1,42 @@
+#pragma once
+
+#include "support/SystemCalls.h"
+
+#include <QByteArray>
+#include <QString>
+
+namespace fetra::test {
+
+/// Sees the calls that concern a folder or what lies below it, while it is installed; all others go their
+/// way.
+class FolderWatcher : public CallWatcher {
+public:
+    explicit FolderWatcher(const QString& folder);
+    ~FolderWatcher() override { install(nullptr); }
+    FolderWatcher(const FolderWatcher&) = delete;
+    FolderWatcher& operator=(const FolderWatcher&) = delete;
+
+    long call(SystemCall& call, const Proceed& proceed) final;
+
+    /// While one lives, the calls of this thread are not seen: a test looks at what the product has done.
+    class Unseen {
+    public:
+        Unseen();
+        ~Unseen();
+        Unseen(const Unseen&) = delete;
+        Unseen& operator=(const Unseen&) = delete;
+    };
+
+protected:
+    /// `name` is relative to the folder, empty for the folder itself.
+    virtual long callBelow(SystemCall& call, const QByteArray& name, const Proceed& proceed) = 0;
+    /// Relative to the folder.
+    [[nodiscard]] QByteArray nameBelow(const char* path) const;
+
+private:
+    [[nodiscard]] bool isBelow(const QByteArray& path) const;
+
+    const QByteArray folder_;
+};
+
+} // namespace fetra::test
