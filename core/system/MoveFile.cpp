@@ -21,6 +21,13 @@ bool isUnsupported(int error) {
 /// For file systems that cannot rename without replacing: a second name fails where there is one already.
 bool moveByLink(const QByteArray& from, const QByteArray& to) {
     if (::link(from.constData(), to.constData()) == 0) {
+        try {
+            // Or a power loss could leave the file without either name.
+            PosixFile::syncFolderOf(QFile::decodeName(to));
+        } catch (const PosixError&) {
+            ::unlink(to.constData());
+            throw;
+        }
         ::unlink(from.constData());
         return true;
     }
