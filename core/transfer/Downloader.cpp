@@ -30,10 +30,11 @@ bool holdsBytes(const Reservation& place) {
     return record && record->heldBytes() > 0;
 }
 
-/// Takes off what an earlier, longer answer has left. Throws `PosixError`.
+/// Takes off what an earlier, longer answer has left, for good. Throws `PosixError`.
 void cutTo(const QString& path, qint64 length) {
     const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK);
-    if (!file.isOpen() || !PosixFile::setLength(file.number(), length))
+    if (!file.isOpen() || !PosixFile::setLength(file.number(), length) ||
+        !PosixFile::sync(file.number(), true))
         throw PosixError::last();
 }
 
@@ -197,7 +198,7 @@ Downloader::VerifiedFile Downloader::verify(const Reservation& reservation, cons
                                             const SegmentedOutcome& outcome) const {
     const QString path = reservation.sink ? reservation.partPath : reservation.destination.toLocalFile();
     const qint64 expected = info.totalSize.value_or(outcome.finalSize);
-    if (!info.totalSize)
+    if (!info.totalSize && fileSize(path) != expected)
         cutTo(path, expected);
     // A file that failed a check must not be continued: its record says that nothing is missing.
     const qint64 actual = fileSize(path).value_or(-1);
