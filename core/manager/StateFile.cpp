@@ -77,7 +77,9 @@ std::optional<QJsonObject> StateFile::readObject(const QString& path) {
         return std::nullopt;
     QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(content.value_or(QByteArray()), &error);
-    const bool isJson = content && error.error == QJsonParseError::NoError;
+    // Pages that a power loss has kept from the disk read as zeros, which the parser lets pass inside a
+    // string.
+    const bool isJson = content && error.error == QJsonParseError::NoError && !content->contains('\0');
     if (!isJson && !QFileInfo(path).isDir())
         unreadable_.append({path, content});
     return isJson ? std::optional(document.object()) : std::nullopt;
