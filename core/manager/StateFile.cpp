@@ -165,6 +165,9 @@ void StateFile::syncNewest() {
         if (!PosixFile::sync(file.number(), true))
             throw PosixError::last();
         keepSynced(isLinked ? std::optional(temporary) : std::nullopt);
+        // Whoever has made the folder, its name is to last as well.
+        if (!std::exchange(folderLasts_, true))
+            MakeFolder::sync({QFileInfo(path_).absolutePath()});
     } catch (const PosixError& error) {
         Log::warn([&] { return u"state save failed: "_s + error.description(); });
     }

@@ -54,6 +54,8 @@ private:
     /// The newest generation, until the queue takes it. Only that one is worth the disk's time.
     std::mutex mutex_;
     PosixFile::Descriptor newest_;
+    /// The queue's own.
+    bool folderLasts_ = false;
     SerialQueue syncs_{"fetra.state"};
 };
 

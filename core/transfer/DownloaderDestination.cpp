@@ -2,6 +2,8 @@
 
 #include "system/AbsoluteURL.h"
 #include "system/DiskSpace.h"
+#include "system/Log.h"
+#include "system/MakeFolder.h"
 #include "system/MoveFile.h"
 #include "system/PosixError.h"
 #include "system/PosixFile.h"
@@ -27,6 +29,16 @@ constexpr int maxNames = 10'000;
 
 QUrl inFolder(const QString& folder, const QString& name) {
     return QUrl::fromLocalFile(QDir(folder).filePath(name));
+}
+
+/// A failure shows when the file is opened.
+void makeFolder(const QString& path) {
+    constexpr mode_t asTheUserLikes = 0777;
+    try {
+        MakeFolder::sync(MakeFolder::withParents(QDir::cleanPath(path), asTheUserLikes));
+    } catch (const PosixError& error) {
+        Log::debug([&] { return u"folder not made: "_s + error.description(); });
+    }
 }
 
 bool exists(const QUrl& file) {
@@ -81,10 +93,10 @@ QUrl Downloader::resolveDestination(const QUrl& target, const RemoteInfo& info) 
     const QString path = target.toLocalFile();
     QUrl candidate = target;
     if (QFileInfo(path).isDir() || path.endsWith(u'/')) {
-        QDir().mkpath(path);
+        makeFolder(path);
         candidate = inFolder(path, info.suggestedFilename);
     } else {
-        QDir().mkpath(QFileInfo(path).absolutePath());
+        makeFolder(QFileInfo(path).absolutePath());
     }
     const Reservation place(candidate);
     if (PosixFile::exists(place.sidecarPath) || PosixFile::exists(place.partPath)) {
