@@ -41,6 +41,17 @@ DownloadOptions DownloadBench::options(bool resume) {
     return options;
 }
 
+void DownloadBench::answerInTurn(const std::vector<Lies>& lies) {
+    FileScript script{.file = file};
+    for (const Lies& each : lies) {
+        const auto number = static_cast<qint64>(script.rules.size()) + 1;
+        const bool isLast = script.rules.size() + 1 == lies.size();
+        script.rules.push_back(
+            {.when = {.first = number, .last = isLast ? When().last : number}, .lies = each});
+    }
+    server_.setHandler(script.handler());
+}
+
 Ending DownloadBench::endOf(RunningDownload& running) {
     const auto begun = SteadyClock::now();
     for (auto nextTick = begun + patience; !running.isOver(); pause()) {

@@ -17,6 +17,8 @@ public:
     /// How the data requests are answered from now on.
     void answer(const Lies& lies) { server_.setHandler(serve(file, lies, {.what = When::What::Data})); }
     void answerEverything(const Lies& lies) { server_.setHandler(serve(file, lies)); }
+    /// A request each, the last one for all that follow.
+    void answerInTurn(const std::vector<Lies>& lies);
     /// The first half of each segment, then silence or the end of the connection.
     void answerHalf(Cut::How how) { answer({.cut = Cut{.how = how, .at = segmentSize / 2}}); }
 

@@ -82,7 +82,7 @@ private:
 };
 
 TEST_F(DownloadFaults, CancelledAndGoneOnWith) {
-    torture({.begin = cancelled(), .goOn = whole()}, 450);
+    torture({.begin = cancelled(), .goOn = whole()}, 400);
 }
 
 TEST_F(DownloadFaults, CutOffByTheServerAndCheckedAtTheEnd) {
@@ -94,11 +94,11 @@ TEST_F(DownloadFaults, CutOffByTheServerAndCheckedAtTheEnd) {
                      return bench.run(folder);
                  },
              .goOn = whole(checked)},
-            350);
+            300);
 }
 
 TEST_F(DownloadFaults, WhereRenamesReplaceWhatIsThere) {
-    torture({.begin = cancelled(), .goOn = whole(), .unknown = Kind::renameat2}, 450);
+    torture({.begin = cancelled(), .goOn = whole(), .unknown = Kind::renameat2}, 400);
 }
 
 TEST_F(DownloadFaults, OfUnknownSize) {
@@ -115,7 +115,7 @@ TEST_F(DownloadFaults, OfUnknownSize) {
                      bench.answerEverything(stream);
                      return bench.run(folder);
                  }},
-            200);
+            120);
 }
 
 TEST_F(DownloadFaults, StartedOverBecauseTheServerHasAnotherVersion) {
@@ -124,12 +124,12 @@ TEST_F(DownloadFaults, StartedOverBecauseTheServerHasAnotherVersion) {
                                 .cut = Cut{.how = Cut::How::Reset, .at = DownloadBench::segmentSize / 2}});
         return bench.run(folder);
     };
-    torture({.before = another, .begin = cancelled(), .goOn = whole()}, 450);
+    torture({.before = another, .begin = cancelled(), .goOn = whole()}, 400);
 }
 
 TEST_F(DownloadFaults, StartedOverOnRequestAndCancelled) {
     const Act fresh = cancelled(DownloadBench::segmentSize / 4, DownloadBench::options(false));
-    torture({.before = cancelled(), .begin = fresh, .goOn = whole()}, 250);
+    torture({.before = cancelled(), .begin = fresh, .goOn = whole()}, 220);
 }
 
 } // namespace

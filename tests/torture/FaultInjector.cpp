@@ -94,10 +94,6 @@ bool FaultInjector::happens() {
 }
 
 long FaultInjector::callBelow(SystemCall& call, const QByteArray&, const Proceed& proceed) {
-    if (refusal_ != 0 && call.kind == refused_) {
-        errno = refusal_;
-        return -1;
-    }
     if (!isOver_ && concerns(call) && happens()) {
         if (fault_.code != Fault::shortTransfer) {
             errno = fault_.code;

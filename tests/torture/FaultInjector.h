@@ -1,6 +1,7 @@
 #pragma once
 
 #include "FolderWatcher.h"
+#include "Stride.h"
 
 #include <atomic>
 #include <functional>
@@ -38,12 +39,6 @@ public:
     }
     ~FaultInjector() override { install(nullptr); }
 
-    /// A kind of call that this file system does not know at all.
-    void refuse(SystemCall::Kind kind, int code) {
-        refused_ = kind;
-        refusal_ = code;
-    }
-
     /// From now on nothing fails.
     void end() { isOver_ = true; }
     /// How often it has happened.
@@ -55,8 +50,6 @@ private:
     [[nodiscard]] bool happens();
 
     const Fault fault_;
-    std::atomic<int> refusal_ = 0;
-    std::atomic<SystemCall::Kind> refused_{};
     std::atomic<bool> isOver_ = false;
     std::atomic<int> calls_ = 0;
     std::atomic<int> fired_ = 0;
@@ -66,12 +59,5 @@ private:
 /// no such call, for every kind and code. `run` answers whether the fault has happened. Returns how many
 /// did; each failure of the test says where.
 [[nodiscard]] int torture(const std::function<bool(const Fault&)>& run);
-
-/// Instrumented programs are slow and look for other mistakes: they see one place in so many.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr int stride = 12;
-#else
-inline constexpr int stride = 1;
-#endif
 
 } // namespace fetra::test

@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <array>
+#include <cerrno>
 
 #include <limits.h>
 #include <unistd.h>
@@ -50,7 +51,13 @@ long FolderWatcher::call(SystemCall& call, const Proceed& proceed) {
     if (unseen > 0)
         return proceed();
     const QByteArray path = pathOf(call);
-    return isBelow(path) ? callBelow(call, nameBelow(path.constData()), proceed) : proceed();
+    if (!isBelow(path))
+        return proceed();
+    if (refusal_ != 0 && call.kind == refused_) {
+        errno = refusal_;
+        return -1;
+    }
+    return callBelow(call, nameBelow(path.constData()), proceed);
 }
 
 } // namespace fetra::test

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <atomic>
+
 namespace fetra::test {
 
 /// Sees the calls that concern a folder or what lies below it, while it is installed; all others go their
@@ -17,6 +19,12 @@ public:
     FolderWatcher& operator=(const FolderWatcher&) = delete;
 
     long call(SystemCall& call, const Proceed& proceed) final;
+
+    /// A kind of call that this file system does not know at all.
+    void refuse(SystemCall::Kind kind, int code) {
+        refused_ = kind;
+        refusal_ = code;
+    }
 
     /// While one lives, the calls of this thread are not seen: a test looks at what the product has done.
     class Unseen {
@@ -37,6 +45,8 @@ private:
     [[nodiscard]] bool isBelow(const QByteArray& path) const;
 
     const QByteArray folder_;
+    std::atomic<int> refusal_ = 0;
+    std::atomic<SystemCall::Kind> refused_{};
 };
 
 } // namespace fetra::test
