@@ -110,28 +110,6 @@ TEST_F(StateFileTest, KeepsWhatItCannotReadBeforeReplacingIt) {
     EXPECT_EQ(folder.read(u"Fetra/state.json.unreadable.2"_s), "[]") << "the first one is another list";
 }
 
-TEST_F(StateFileTest, FallsBackToTheGenerationThatASyncHasSecured) {
-    for (const QByteArray& torn : {QByteArray(), QByteArray("{\"items\":["), QByteArray("missing")}) {
-        SCOPED_TRACE(torn.toStdString());
-        QFile::remove(statePath() + u".unreadable"_s);
-        start();
-        for (const Item& each : QList(manager().items()))
-            manager().remove(each, false);
-        add(u"kept"_s, false);
-        stop();
-        ASSERT_EQ(folder.inode(u"Fetra/state.json"_s), folder.inode(u"Fetra/state.json.synced"_s))
-            << "the end waits for the sync";
-        // Truncating in place would tear the other name too.
-        QFile::remove(statePath());
-        if (torn != "missing")
-            folder.write(u"Fetra/state.json"_s, torn);
-        EXPECT_EQ(start().items().size(), 1);
-        EXPECT_EQ(item(0)->filename(), u"kept"_s);
-        add(u"more"_s, false);
-        EXPECT_EQ(folder.contains(u"Fetra/state.json.unreadable"_s), torn.startsWith('{'));
-    }
-}
-
 TEST_F(StateFileTest, MakesSenseOfAFileWrittenByHand) {
     const QByteArray text = state("", "");
     const QByteArray record = text.mid(10, text.indexOf("}],") - 9);
@@ -175,18 +153,6 @@ TEST_F(StateFileTest, IsTheUsersAlone) {
     for (const QString& name : folder.names(u"Fetra"_s))
         EXPECT_EQ(folder.mode(u"Fetra/"_s + name), 0600U) << name.toStdString();
     EXPECT_EQ(folder.mode(u"Fetra"_s), 0700U);
-}
-
-TEST_F(StateFileTest, AFailedSaveKeepsTheOldFile) {
-    add(u"a"_s, false);
-    const QByteArray before = folder.read(u"Fetra/state.json"_s);
-    SystemFaults faults;
-    faults.failWrite({ENOSPC});
-    add(u"b"_s, false);
-    EXPECT_EQ(folder.read(u"Fetra/state.json"_s), before);
-    EXPECT_EQ(list(), u"ab"_s);
-    add(u"c"_s, false);
-    EXPECT_EQ(savedStatuses(), u"paused paused paused"_s);
 }
 
 TEST_F(StateFileTest, NeverHoldsTheMainThreadForASlowDisk) {

@@ -143,14 +143,5 @@ TEST_F(DownloaderDisk, StopsWhenTheDiskFillsUpAndGoesOnWhenThereIsRoom) {
     expectCompletion(kept);
 }
 
-TEST_F(DownloaderDisk, KeepsAFileOfUnknownSizeOffItsNameWhenTheDiskFillsUp) {
-    server->setHandler(
-        serve(ServerFile::ofSize(2 * diskSize), {.ignoreRange = true, .framing = Framing::Chunked}));
-    EXPECT_EQ(download(*world, request, impatient(8)).words, noSpace);
-    EXPECT_EQ(disk.folder().names(), QStringList{u"f.bin.part"_s});
-    server->setHandler(serve(file));
-    expectCompletion(0);
-}
-
 } // namespace
 } // namespace fetra::test

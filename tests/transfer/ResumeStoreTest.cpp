@@ -97,21 +97,6 @@ TEST(ResumeStoreTest, ReadsNoMoreThanItsLimits) {
     EXPECT_FALSE(ResumeStore::load(folder.path(u"missing"_s)));
 }
 
-TEST(ResumeStoreTest, AFailedSaveKeepsThePreviousRecord) {
-    const TempFolder folder;
-    const QString path = folder.path(u"f.fetra"_s);
-    ResumeStore::save(recordOf(100), path);
-    const ino_t inode = folder.inode(u"f.fetra"_s);
-    for (const int code : {EIO, EACCES}) {
-        SystemFaults faults;
-        faults.failSync({code});
-        ResumeStore::save(recordOf(99), path);
-        EXPECT_EQ(ResumeStore::load(path), recordOf(100)) << code;
-        EXPECT_EQ(folder.inode(u"f.fetra"_s), inode);
-        EXPECT_EQ(folder.names(), QStringList{u"f.fetra"_s});
-    }
-}
-
 TEST(ResumeStoreTest, OnAFullDiskTheRecordIsOverwrittenWhereItFits) {
     const std::tuple<const char*, qint64, qint64, int, bool> cases[] = {
         {"shorter", 100, 90, ENOSPC, true},
