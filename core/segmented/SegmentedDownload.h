@@ -53,6 +53,10 @@ public:
     /// Makes `run` end with `DownloadError::cancelled`. Any thread, any time; never waits.
     void cancel();
 
+    /// Whether a resume record is on its way to the disk; the other one returns when none is.
+    [[nodiscard]] bool isSaving() const { return saving_; }
+    void awaitSave() const { saving_.wait(true); }
+
     HTTPDisposition didReceiveResponse(HTTPTask& task, const HTTPResponse& response) override;
     void didReceiveData(HTTPTask& task, std::span<const char> data) override;
     void didComplete(HTTPTask& task, const TransportError* error) override;

@@ -185,6 +185,7 @@ void SegmentedDownload::saveRecordLocked(TimePoint now) {
             failLocked(flushError());
         }
         saving_ = false;
+        saving_.notify_all();
     });
 }
 
