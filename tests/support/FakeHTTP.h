@@ -44,6 +44,7 @@ public:
     [[nodiscard]] bool isCancelAsked() const { return cancelAsked_; }
     [[nodiscard]] bool isComplete() const { return complete_; }
     [[nodiscard]] bool hasAnswered() const { return answered_; }
+    [[nodiscard]] bool isRefused() const { return refused_; }
     /// Where in the file the next byte of an honest body lies.
     [[nodiscard]] qint64 position() const { return bodyStart_ + sent_; }
 

@@ -1,0 +1,266 @@
+#include "OracleFile.h"
+
+#include "SegmentedDownloadTest.h"
+
+#include <cerrno>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fetra::test {
+
+namespace {
+
+constexpr qint64 surplus = 64;
+
+std::string rangeText(qint64 offset, qint64 end) {
+    return std::to_string(offset) + "-" + std::to_string(end - 1);
+}
+
+} // namespace
+
+OracleFile::OracleFile(const QString& path)
+    : path_(path)
+    , descriptor_(::open(QFile::encodeName(path).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)) {
+    struct stat status {};
+    if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0)
+        throw std::runtime_error("no partial file");
+    inode_ = status.st_ino;
+}
+
+OracleFile::~OracleFile() {
+    ::close(descriptor_);
+}
+
+void OracleFile::begin(qint64 total, const Bytes& held, size_t piece) {
+    const std::lock_guard lock(mutex_);
+    total_ = total;
+    piece_ = piece;
+    content_ = fileBytes(total + surplus);
+    held_ = held;
+    cache_ = QByteArray(capacity, '\0');
+    for (qint64 i = 0; i < total; ++i) {
+        if (held[static_cast<size_t>(i)])
+            cache_[i] = content_[i];
+    }
+    disk_ = cache_;
+    lost_.reset();
+    writes_.clear();
+    faults_ = {};
+    writeFaults_ = syncFaults_ = sidecarFaults_ = records_ = 0;
+    running_ = true;
+    const bool laid =
+        ::ftruncate(descriptor_, 0) == 0 && ::lseek(descriptor_, 0, SEEK_SET) == 0 &&
+        (held.none() || ::write(descriptor_, cache_.constData(), static_cast<size_t>(total)) == total);
+    if (!laid)
+        complainLocked("the partial file cannot be laid out");
+}
+
+void OracleFile::end() {
+    const std::lock_guard lock(mutex_);
+    running_ = false;
+}
+
+bool OracleFile::isOwn(int descriptor) const {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && status.st_ino == inode_;
+}
+
+long OracleFile::call(SystemCall& call, const Proceed& proceed) {
+    int code = 0;
+    if (call.kind == SystemCall::Kind::fsync || call.kind == SystemCall::Kind::fdatasync) {
+        code = willSync(call.descriptor);
+        if (code == 0)
+            return 0;
+    } else if (call.kind == SystemCall::Kind::pwrite) {
+        std::span<const char> data(static_cast<const char*>(call.data), static_cast<size_t>(call.size));
+        code = willWrite(call.descriptor, data, call.offset);
+        call.size = static_cast<off_t>(data.size());
+    }
+    if (code == 0)
+        return proceed();
+    errno = code;
+    return -1;
+}
+
+int OracleFile::willWrite(int descriptor, std::span<const char>& data, qint64 offset) {
+    if (!isOwn(descriptor))
+        return willSave(data);
+    const qint64 end = offset + static_cast<qint64>(data.size());
+    {
+        const std::lock_guard lock(mutex_);
+        const bool goesOn = !writes_.empty() && writes_.back().end == end && writes_.back().offset < offset;
+        if (!goesOn)
+            takeLocked(offset, end);
+    }
+    if (midWrite)
+        midWrite();
+    const std::lock_guard lock(mutex_);
+    if (const int code = std::exchange(faults_.write, 0)) {
+        ++writeFaults_;
+        for (qint64 i = writes_.back().offset; i < end && i < total_; ++i)
+            held_.reset(static_cast<size_t>(i));
+        writes_.pop_back();
+        return code;
+    }
+    data = data.first(std::min(piece_, data.size()));
+    for (size_t i = 0; i < data.size(); ++i) {
+        const qint64 at = offset + static_cast<qint64>(i);
+        if (at < total_) {
+            if (data[i] != content_[at])
+                complainLocked("a wrong byte at " + std::to_string(at));
+            cache_[at] = data[i];
+            lost_.reset(static_cast<size_t>(at));
+        }
+    }
+    if (offset + static_cast<qint64>(data.size()) == end)
+        writes_.pop_back();
+    return 0;
+}
+
+/// Each byte is written once, where it belongs.
+void OracleFile::takeLocked(qint64 offset, qint64 end) {
+    writes_.push_back({.offset = offset, .end = end});
+    if (!running_)
+        complainLocked("a write after the end of the run");
+    if (offset < 0 || end > total_)
+        complainLocked("a write outside the file: " + rangeText(offset, end));
+    for (qint64 i = offset; i < end && i < total_; ++i) {
+        if (held_[static_cast<size_t>(i)])
+            complainLocked("byte " + std::to_string(i) + " fetched twice");
+        held_.set(static_cast<size_t>(i));
+    }
+}
+
+int OracleFile::willSave(std::span<const char> data) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (const int code = std::exchange(faults_.sidecarWrite, 0)) {
+            ++sidecarFaults_;
+            return code;
+        }
+    }
+    const auto record =
+        ResumeStore::decode(QByteArray::fromRawData(data.data(), static_cast<qsizetype>(data.size())));
+    if (!record)
+        complain("a sidecar that is no record");
+    else
+        check(*record);
+    ++records_;
+    return 0;
+}
+
+int OracleFile::willSync(int descriptor) {
+    if (!isOwn(descriptor)) {
+        const std::lock_guard lock(mutex_);
+        const int code = std::exchange(faults_.sidecarSync, 0);
+        sidecarFaults_ += code ? 1 : 0;
+        return code;
+    }
+    QByteArray synced;
+    {
+        // What is written while the sync is under way may or may not be on the disk afterwards.
+        const std::lock_guard lock(mutex_);
+        synced = cache_;
+    }
+    if (hold_) {
+        holding_ = true;
+        hold_ = false;
+        hold_.notify_all();
+        holding_.wait(true);
+    }
+    const std::lock_guard lock(mutex_);
+    const int code = std::exchange(faults_.sync, 0);
+    syncFaults_ += code ? 1 : 0;
+    for (qint64 i = 0; i < total_; ++i) {
+        const auto bit = static_cast<size_t>(i);
+        if (synced[i] == disk_[i])
+            continue;
+        if (code)
+            lost_.set(bit);
+        else if (!lost_[bit])
+            disk_[i] = synced[i];
+    }
+    return code;
+}
+
+void OracleFile::setFaults(const Faults& faults) {
+    const std::lock_guard lock(mutex_);
+    faults_ = faults;
+}
+
+void OracleFile::releaseSync() {
+    hold_ = false;
+    if (holding_.exchange(false))
+        holding_.notify_all();
+}
+
+bool OracleFile::isHeldUp() const {
+    hold_.wait(true);
+    return holding_;
+}
+
+OracleFile::Bytes OracleFile::held() const {
+    const std::lock_guard lock(mutex_);
+    return held_;
+}
+
+void OracleFile::rewind() {
+    const std::lock_guard lock(mutex_);
+    for (size_t i = 0; i < capacity && held_[i]; ++i)
+        held_.reset(i);
+}
+
+OracleFile::Bytes OracleFile::check(const ResumeRecord& record) {
+    const std::lock_guard lock(mutex_);
+    Bytes claimed;
+    if (record.totalSize != total_ || !ResumeStore::isValidPartition(record.segments, total_)) {
+        complainLocked("a record that does not tile the file");
+        return claimed;
+    }
+    for (const ResumeRecord::Seg& segment : record.segments) {
+        for (qint64 i = segment.start; i < segment.current; ++i) {
+            claimed.set(static_cast<size_t>(i));
+            if (disk_[i] != content_[i])
+                complainLocked("a record claims byte " + std::to_string(i) + ", which is not on the disk");
+        }
+    }
+    return claimed;
+}
+
+void OracleFile::checkWhole() {
+    const std::lock_guard lock(mutex_);
+    const QByteArray right = content_.first(total_);
+    if (held_.count() != static_cast<size_t>(total_))
+        complainLocked("finished with bytes missing");
+    if (disk_.first(total_) != right)
+        complainLocked("finished with bytes that are wrong or not on the disk");
+    QByteArray file(capacity, '\0');
+    const ssize_t size = ::pread(descriptor_, file.data(), capacity, 0);
+    if (size != total_ || file.first(total_) != right)
+        complainLocked("the finished file is not the server's");
+}
+
+void OracleFile::complain(const std::string& what) {
+    const std::lock_guard lock(mutex_);
+    complainLocked(what);
+}
+
+void OracleFile::complainLocked(const std::string& what) {
+    if (complaint_.empty())
+        complaint_ = what;
+}
+
+std::string OracleFile::complaint() const {
+    const std::lock_guard lock(mutex_);
+    return complaint_;
+}
+
+std::string OracleFile::takeComplaint() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(complaint_, {});
+}
+
+} // namespace fetra::test

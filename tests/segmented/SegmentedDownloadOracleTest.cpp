@@ -1,0 +1,70 @@
+#include "OracleRun.h"
+#include "support/Environment.h"
+
+#include <cstdio>
+
+#include <sys/prctl.h>
+
+namespace fetra::test {
+namespace {
+
+// FETRA_ORACLE_SEQUENCES: how many sequences; FETRA_ORACLE_SEED: the seed of the first one. Each has the seed
+// after that of the one before, and is the same each time: the seed in a failure and 1 play it again.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr qint64 usualSequences = 10'000;
+#else
+constexpr qint64 usualSequences = 40'000;
+#endif
+constexpr qint64 firstSeed = 1;
+/// With fewer, chance may leave out something rare.
+constexpr qint64 enoughForCoverage = 10'000;
+
+qint64 number(const char* variable, qint64 otherwise) {
+    bool isNumber = false;
+    const qint64 value = qEnvironmentVariable(variable).toLongLong(&isNumber);
+    return isNumber ? value : otherwise;
+}
+
+/// The sidecars are many; where there is a folder in memory they go there.
+class SegmentedDownloadOracleTest : public ::testing::Test {
+protected:
+    SegmentedDownloadOracleTest() {
+        CallWatcher::install(&world.file);
+        ::prctl(PR_SET_TIMERSLACK, 1UL);
+    }
+    ~SegmentedDownloadOracleTest() override { CallWatcher::install(nullptr); }
+
+    Environment inMemory{"TMPDIR", QFileInfo(QStringLiteral("/dev/shm")).isWritable()
+                                       ? std::optional<QByteArray>("/dev/shm")
+                                       : std::nullopt};
+    TempFolder folder;
+    OracleWorld world{folder};
+};
+
+TEST_F(SegmentedDownloadOracleTest, WhateverHappensEveryByteIsFetchedOnceAndNoneIsClaimedThatIsNotSafe) {
+    const qint64 sequences = number("FETRA_ORACLE_SEQUENCES", usualSequences);
+    const auto base = static_cast<quint64>(number("FETRA_ORACLE_SEED", firstSeed));
+    for (qint64 i = 0; i < sequences; ++i) {
+        const quint64 seed = base + static_cast<quint64>(i);
+        const std::string complaint = playSequence(world, seed);
+        if (complaint.empty())
+            continue;
+        world.logs = true;
+        static_cast<void>(playSequence(world, seed));
+        std::string steps;
+        for (const std::string& line : world.log)
+            steps += "  " + line + "\n";
+        FAIL() << complaint << "\nFETRA_ORACLE_SEED=" << seed << " FETRA_ORACLE_SEQUENCES=1 plays it again:\n"
+               << steps;
+    }
+    for (size_t i = 0; i < world.coverage.size(); ++i) {
+        const char* const name = nameOf(static_cast<Event>(i));
+        std::printf("%12lld %s\n", static_cast<long long>(world.coverage[i]), name);
+        if (sequences >= enoughForCoverage) {
+            EXPECT_GT(world.coverage[i], sequences / 1'000) << name;
+        }
+    }
+}
+
+} // namespace
+} // namespace fetra::test
