@@ -84,25 +84,6 @@ TEST_F(SegmentedDownloadRecordTest, SaysAllThatALaterRunNeeds) {
     expectRecordHolds(run, 1'000);
 }
 
-TEST_F(SegmentedDownloadRecordTest, NeverClaimsBytesThatAreStillBeingWritten) {
-    StartedRun run(*this, rangedConfig(1'000, 2));
-    run.send(run.task(0), 100);
-    run.send(run.task(1), 50);
-    faults.holdWrites(run.filePath());
-    auto writer = std::async(std::launch::async, [&] { run.send(run.task(0), 200); });
-    ASSERT_TRUE(eventually(10s, [&] { return faults.heldCount() == 1; }));
-    run.at(1);
-    EXPECT_EQ(run.progress().receivedBytes, 350);
-    EXPECT_TRUE(run.saves({{0, 499, 100}, {500, 999, 550}}));
-    expectRecordHolds(run, 1'000);
-    EXPECT_EQ(faults.heldCount(), 1);
-    faults.release();
-    writer.get();
-    run.at(2);
-    EXPECT_TRUE(run.saves({{0, 499, 300}, {500, 999, 550}}));
-    expectRecordHolds(run, 1'000);
-}
-
 TEST_F(SegmentedDownloadRecordTest, TheEndWaitsForTheWriteUnderWayAndCountsIt) {
     StartedRun run(*this, rangedConfig(1'000));
     run.send(run.task(0), 100);
@@ -184,29 +165,6 @@ TEST_F(SegmentedDownloadRecordTest, AFailedWriteEndsTheRunWithTheSystemsWords) {
     EXPECT_EQ(run.error(), DownloadError::io(PosixError(ENOSPC).description()));
     EXPECT_EQ(run.record()->segments, (Segments{{0, 499, 100}, {500, 999, 530}}));
     expectRecordHolds(run, 1'000);
-}
-
-TEST_F(SegmentedDownloadRecordTest, ACancelledRunLeavesARecordOfWhatIsOnDisk) {
-    SegmentedConfig config = rangedConfig(300'000, 4);
-    config.options.dynamicSplit = true;
-    config.options.minSegmentSize = 1'000;
-    StartedRun run(*this, config);
-    run.send(run.task(0), 10'000);
-    run.serve(run.task(1));
-    run.send(run.task(2), 1);
-    run.at(0.5);
-    run.send(run.lastTask(), 333);
-    const qint64 held = 10'000 + 75'000 + 1 + 333;
-    run.engine().cancel();
-    // What arrives between the cancellation and the end of a request is nobody's.
-    run.task(2).send(QByteArray(50, '!'));
-    EXPECT_EQ(run.error(), DownloadError::cancelled());
-    expectRecordHolds(run, 300'000);
-    qint64 claimed = 0;
-    const Segments segments = run.record().value_or(ResumeRecord()).segments;
-    for (const ResumeRecord::Seg& each : segments)
-        claimed += each.current - each.start;
-    EXPECT_EQ(claimed, held);
 }
 
 TEST_F(SegmentedDownloadRecordTest, AFinishedRunKeepsACompleteRecordWhereThereWasOne) {
