@@ -13,7 +13,7 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr qint64 usualSequences = 10'000;
 #else
-constexpr qint64 usualSequences = 40'000;
+constexpr qint64 usualSequences = 20'000;
 #endif
 constexpr qint64 firstSeed = 1;
 /// With fewer, chance may leave out something rare.
