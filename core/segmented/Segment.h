@@ -57,6 +57,8 @@ struct Segment {
     double retryAfter = 0;
     /// A request for a range was answered with the whole file.
     bool fullBody = false;
+    /// That answer named no length, so only its end will show whether it is the file.
+    bool unproven = false;
     qint64 runBytes = 0;
     TimePoint startedAt;
     std::optional<TimePoint> responseAt{};

@@ -72,11 +72,14 @@ HTTPDisposition SegmentedDownload::judgePartialLocked(Segment& segment, const HT
 HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const HTTPResponse& response) {
     const qint64 length = response.expectedLength;
     const bool fits = segment.isOpen() || length == segment.end - segment.start + 1;
-    const bool alone = segments_.size() == 1 && (fits || length < 0);
+    const bool untold = length < 0 && !segment.isOpen();
+    // Held bytes are not given up for a body that may be anything.
+    const bool alone = segments_.size() == 1 && (fits || (untold && received_ == 0));
     if (segment.start != 0 || !((alone || fits) && isSameVersionLocked(segment, response)))
         return endLocked(DownloadError::rangeNotHonored());
     rewindLocked(segment);
     segment.fullBody = true;
+    segment.unproven = untold;
     return HTTPDisposition::allow;
 }
 
@@ -154,7 +157,9 @@ void SegmentedDownload::didReceiveData(HTTPTask& task, std::span<const char> dat
         segment->current += take;
         segment->runBytes += take;
         received_ += take;
-        if (cfg_.ranged && segment->runBytes >= bytesThatClearRetries) {
+        // A whole file that begins anew each time gets no further by being long.
+        const bool progresses = cfg_.ranged && !segment->fullBody;
+        if (progresses && segment->runBytes >= bytesThatClearRetries) {
             segment->retries = 0;
             segment->replacements = 0;
         }
@@ -195,6 +200,8 @@ void SegmentedDownload::didComplete(HTTPTask& task, const TransportError* error)
     } else if (replaced && segment->lastStatus == 0) {
         segment->source = (segment->source + 1) % cfg_.sources.size();
     } else if (!segment->isComplete()) {
+        if (segment->unproven)
+            rewindLocked(*segment);
         if (segment->isOpen() && !error && segment->lastStatus == 0) {
             segment->end = segment->current - 1;
             total_ = segment->current;

@@ -199,10 +199,13 @@ std::optional<ResumeRecord> SegmentedDownload::recordLocked() const {
     record.etag = cfg_.validators.front().etag;
     record.lastModified = cfg_.validators.front().lastModified;
     record.segments.reserve(static_cast<qsizetype>(segments_.size()));
+    const bool succeeded = finished_ && !failure_;
     for (const std::unique_ptr<Segment>& segment : segments_) {
-        record.segments.append({.start = segment->start,
-                                .end = segment->end,
-                                .current = segment->written.load(std::memory_order_acquire)});
+        const bool counts = succeeded || !segment->unproven;
+        record.segments.append(
+            {.start = segment->start,
+             .end = segment->end,
+             .current = counts ? segment->written.load(std::memory_order_acquire) : segment->start});
     }
     return record;
 }

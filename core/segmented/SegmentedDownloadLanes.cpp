@@ -76,7 +76,7 @@ bool SegmentedDownload::someWaitLocked() const {
 /// gets less than the smallest segment.
 std::optional<SegmentedDownload::Split> SegmentedDownload::pickVictimLocked(TimePoint now) const {
     const auto isCandidate = [](const auto& segment) {
-        return segment->task && !segment->isOpen() && !segment->isComplete();
+        return segment->task && !segment->isOpen() && !segment->isComplete() && !segment->unproven;
     };
     const auto candidates = std::ranges::count_if(segments_, isCandidate);
     if (candidates == 0)
@@ -125,6 +125,7 @@ void SegmentedDownload::startLocked(Segment& segment) {
     segment.lastStatus = 0;
     segment.retryAfter = 0;
     segment.fullBody = false;
+    segment.unproven = false;
     segment.runBytes = 0;
     segment.startedAt = services_.clock.now();
     segment.meter = SpeedMeter(SpeedMeter::engineAlpha, 0, segment.startedAt);
@@ -155,7 +156,7 @@ void SegmentedDownload::replaceCrawlingLocked(TimePoint now) {
         return;
     for (const std::unique_ptr<Segment>& segment : segments_) {
         const bool canBeJudged = segment->task && !segment->isComplete() && !segment->isOpen() &&
-                                 !segment->shedding && !segment->replacing &&
+                                 !segment->fullBody && !segment->shedding && !segment->replacing &&
                                  secondsBetween(segment->startedAt, now) > shortestJudgedRun;
         if (!canBeJudged)
             continue;
