@@ -42,11 +42,9 @@ private:
     bool isChunked() const {
         return lies_.framing != Framing::Length && lies_.framing != Framing::UntilClose;
     }
-    QByteArray total() const {
-        return lies_.contentRangeTotal.value_or(QByteArray::number(file_.content.size()));
-    }
     std::optional<qint64> cutWithinBody() const;
     bool sendHead();
+    bool sendSlowly(QByteArrayView bytes, double bytesPerSecond);
     bool sendPayload();
     bool sendPiece(QByteArrayView piece);
     void sendEnd();
@@ -106,7 +104,7 @@ void FileAnswer::release() {
 bool FileAnswer::rangeIsHonoured() const {
     const ServerRequest& request = exchange_.request();
     const auto condition = request.header("If-Range");
-    if (!request.range || lies_.ignoreRange || (condition && lies_.ignoreRangeWithIfRange))
+    if (!request.range || lies_.ignoreRange)
         return false;
     if (!condition)
         return true;
@@ -144,11 +142,15 @@ void FileAnswer::compose() {
         composePartial(*span);
     } else {
         status_ = 416;
-        headers_.emplace_back("Content-Range", "bytes */" + total());
+        headers_.emplace_back("Content-Range", "bytes */" + QByteArray::number(file_.content.size()));
     }
     if (lies_.contentEncoding)
         headers_.emplace_back("Content-Encoding", *lies_.contentEncoding);
     headers_.insert(headers_.end(), lies_.extraHeaders.begin(), lies_.extraHeaders.end());
+    for (int line = 0; line < lies_.padding.lines; ++line) {
+        const QByteArray name = "X-Padding-" + QByteArray::number(line);
+        headers_.emplace_back(name, QByteArray(lies_.padding.bytesPerLine - name.size() - 4, 'p'));
+    }
     addFraming();
 }
 
@@ -157,9 +159,13 @@ void FileAnswer::composePartial(Span span) {
     addFileHeaders();
     payload_ = QByteArray::fromRawData(file_.content.constData() + span.first, span.last - span.first + 1);
     payloadOffset_ = span.first;
-    if (!lies_.omitContentRange)
-        headers_.emplace_back("Content-Range", "bytes " + QByteArray::number(span.first) + '-' +
-                                                   QByteArray::number(span.last) + '/' + total());
+    if (lies_.omitContentRange)
+        return;
+    QByteArray label = lies_.contentRange.value_or("bytes FIRST-LAST/TOTAL");
+    label.replace("FIRST", QByteArray::number(span.first));
+    label.replace("LAST", QByteArray::number(span.last));
+    label.replace("TOTAL", QByteArray::number(file_.content.size()));
+    headers_.emplace_back("Content-Range", label);
 }
 
 void FileAnswer::addFileHeaders() {
@@ -191,17 +197,30 @@ void FileAnswer::addFraming() {
 
 bool FileAnswer::sendHead() {
     QByteArray head = exchange_.makeHead(status_, headers_, lies_.version);
+    head.replace("\r\n", lies_.lineEnd);
     const bool cutHere = lies_.cut && lies_.cut->where == Cut::Where::Head && lies_.cut->at < head.size();
     if (cutHere)
         head.truncate(lies_.cut->at);
     if (!cutHere && (!hasBody() || payload_.isEmpty()))
         release();
 
-    if (!exchange_.send(head))
+    if (!sendSlowly(head, lies_.headBytesPerSecond))
         return false;
     if (cutHere)
         carryOutCut();
     return !cutHere;
+}
+
+bool FileAnswer::sendSlowly(QByteArrayView bytes, double bytesPerSecond) {
+    if (bytesPerSecond <= 0)
+        return exchange_.send(bytes);
+    const auto pause =
+        std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(1 / bytesPerSecond));
+    for (qsizetype index = 0; index < bytes.size(); ++index) {
+        if (!exchange_.wait(pause) || !exchange_.send(bytes.sliced(index, 1)))
+            return false;
+    }
+    return true;
 }
 
 /// How much of the payload goes out before the cut; nothing when it is not met.
@@ -249,7 +268,8 @@ bool FileAnswer::sendPayload() {
 bool FileAnswer::sendPiece(QByteArrayView piece) {
     if (!isChunked())
         return exchange_.sendBody(piece);
-    const QByteArray size = QByteArray::number(piece.size(), 16);
+    QByteArray size = lies_.chunkSize;
+    size.replace("SIZE", QByteArray::number(piece.size(), 16));
     return exchange_.send(size + "\r\n") && exchange_.sendBody(piece) && exchange_.send("\r\n");
 }
 
@@ -265,7 +285,7 @@ void FileAnswer::sendEnd() {
     }
     const bool endsByClosing =
         lies_.framing == Framing::UntilClose || lies_.framing == Framing::ChunkedWithoutEnd;
-    if (isChunked() && !endsByClosing && !exchange_.send("0\r\n\r\n"))
+    if (isChunked() && !endsByClosing && !exchange_.send("0\r\n" + lies_.trailers + "\r\n"))
         return;
     if (lies_.surplus > 0 && !exchange_.send(QByteArray(lies_.surplus, 'X')))
         return;
@@ -285,6 +305,9 @@ void FileAnswer::carryOutCut() {
         break;
     case Cut::How::Reset:
         exchange_.reset();
+        break;
+    case Cut::How::Spoil:
+        exchange_.spoil();
         break;
     case Cut::How::Stall:
         exchange_.stall();

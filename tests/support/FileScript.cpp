@@ -29,15 +29,6 @@ FixedAnswer loginPage() {
             "<!DOCTYPE html><html><head><title>Sign in</title></head><body><form>...</form></body></html>\n"};
 }
 
-HeaderList paddingHeaders(int lines, int bytesPerLine) {
-    HeaderList headers;
-    for (int line = 0; line < lines; ++line) {
-        const QByteArray name = "X-Padding-" + QByteArray::number(line);
-        headers.emplace_back(name, QByteArray(std::max<qsizetype>(1, bytesPerLine - name.size() - 4), 'p'));
-    }
-    return headers;
-}
-
 std::chrono::steady_clock::time_point SharedPace::reserve(qint64 bytes, double bytesPerSecond) {
     const auto span = std::chrono::duration<double>(static_cast<double>(bytes) / bytesPerSecond);
     const std::lock_guard lock(mutex_);

@@ -42,7 +42,7 @@ private:
 
 /// Ends an answer before its time.
 struct Cut {
-    enum class How { Close, CloseWithoutNotify, Reset, Stall };
+    enum class How { Close, CloseWithoutNotify, Reset, Spoil, Stall };
     enum class Where {
         Body, ///< after that many bytes of this answer's body
         File, ///< before that offset of the file, in answers that cover it
@@ -74,6 +74,12 @@ enum class Framing {
     GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
+/// Header lines that fill a head.
+struct Padding {
+    int lines = 0;
+    int bytesPerLine = 0;
+};
+
 /// Everything that can be wrong with an answer; a default one is honest. The fields combine freely; of those
 /// that exclude one another the earlier stands.
 struct Lies {
@@ -88,7 +94,6 @@ struct Lies {
     std::optional<ServerFile> file = {}; ///< another file than the script's: new content, size, validators
     bool freshETag = false;              ///< another strong ETag on every request
     bool ignoreRange = false;            ///< 200 and the whole file
-    bool ignoreRangeWithIfRange = false; ///< the same, but only when If-Range is sent, whatever it says
     qint64 rangeShift = 0; ///< 206 for a range that far from the one asked for: Content-Range and bytes agree
     qint64 rangeExtra = 0; ///< 206 for a range that much longer (negative: shorter), truthfully labelled
 
@@ -96,24 +101,26 @@ struct Lies {
     QByteArray version = "HTTP/1.1";
     std::optional<int> partialStatus = {}; ///< status of a ranged answer in place of 206
     bool omitContentRange = false;
-    std::optional<QByteArray> contentRangeTotal = {}; ///< in place of the size: "*", "12345"
+    std::optional<QByteArray> contentRange = {}; ///< verbatim, with FIRST, LAST and TOTAL for the truth
     std::optional<std::vector<QByteArray>> contentLengths =
         {};                   ///< verbatim, one header each; empty: none (Framing::Length)
     qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
     std::optional<QByteArray> contentEncoding = {}; ///< the header's value; the body stays as it is
     HeaderList extraHeaders = {};
+    Padding padding = {};
     bool connectionClose = false; ///< says so and does so
+    QByteArray lineEnd = "\r\n";
+    double headBytesPerSecond = 0; ///< 0: at once
 
     // The body.
     Framing framing = Framing::Length;
+    QByteArray chunkSize = "SIZE";  ///< line before each chunk, with SIZE for the truth
+    QByteArray trailers = {};       ///< lines after the last chunk, each with its end
     double bytesPerSecond = 0;      ///< of each answer; 0: as fast as it goes
     double totalBytesPerSecond = 0; ///< of all answers under the same rule together
     qint64 surplus = 0;             ///< junk bytes after the end of a body that was declared correctly
     std::optional<Cut> cut = {};
 };
-
-/// Header lines that fill a head: `lines` of `bytesPerLine` bytes each.
-[[nodiscard]] HeaderList paddingHeaders(int lines, int bytesPerLine);
 
 /// Which requests a lie is told to. `first` and `last` number, from 1, the requests that match `what`,
 /// counted from the making of the handler.

@@ -220,6 +220,9 @@ void ScriptedServer::serve(Connection& connection) {
     case ConnectionFate::Reset:
         connection.socket.reset();
         break;
+    case ConnectionFate::Babble:
+        (void)connection.socket.send("SSH-2.0-nonsense\r\n");
+        break;
     case ConnectionFate::Silence:
         while (connection.socket.wait(1h)) {
         }

@@ -25,6 +25,7 @@ enum class ConnectionFate {
     Close,   ///< FIN at once
     Reset,   ///< RST at once
     Silence, ///< neither read nor answered until the client goes
+    Babble,  ///< plain text that is neither HTTP nor TLS, then FIN
 };
 
 struct ServerOptions {
@@ -60,7 +61,7 @@ public:
     /// The path is percent-encoded text and may carry a query. Hosts that lead here: "127.0.0.1",
     /// "localhost", and for libcurl any name below ".localhost": "a.localhost" and "b.localhost" are two
     /// sites, "x.a.localhost" and "y.a.localhost" two hosts of one. The test certificate covers the first
-    /// five names and no others.
+    /// five names, those below ".test.localhost" and no others.
     [[nodiscard]] QUrl url(const QByteArray& path = "/", const QByteArray& host = "127.0.0.1") const;
 
     [[nodiscard]] qint64 requests() const {

@@ -175,6 +175,12 @@ void ServerExchange::closeWithoutNotify() {
     socket_.finish(kLinger);
 }
 
+void ServerExchange::spoil() {
+    release();
+    socket_.sendBeneathTLS(QByteArrayView("\x15\x03\x03\x00\x02\x02\x50", 7));
+    socket_.finish(kLinger);
+}
+
 void ServerExchange::reset() {
     release();
     socket_.reset();

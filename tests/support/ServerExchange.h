@@ -75,10 +75,11 @@ public:
     /// Holds the connection silent until the client goes or the server stops.
     void stall();
 
-    /// The three ends. What was sent before has reached the client's kernel first.
+    /// The ends. What was sent before has reached the client's kernel first.
     void close();              ///< close_notify under TLS, then FIN
     void closeWithoutNotify(); ///< FIN alone, as a cut connection looks under TLS
     void reset();              ///< RST
+    void spoil();              ///< an alert in the clear, which a TLS connection cannot hold, then FIN
 
     /// No longer counts as in progress. For use just before the last bytes, so that a client that has seen
     /// the end of one answer never meets its ghost in a count of simultaneous exchanges.

@@ -10,6 +10,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace fetra::test {
 
@@ -76,6 +77,12 @@ bool ServerSocket::send(QByteArrayView bytes) {
         bytes = bytes.sliced(static_cast<qsizetype>(taken));
     }
     return !ended_;
+}
+
+void ServerSocket::sendBeneathTLS(QByteArrayView bytes) {
+    const std::shared_ptr<ssl_st> above = std::exchange(tls_, nullptr);
+    (void)send(bytes);
+    tls_ = above;
 }
 
 bool ServerSocket::wait(std::chrono::milliseconds time) const {

@@ -9,7 +9,8 @@
 
 namespace fetra::test {
 
-TempFolder::TempFolder() {
+TempFolder::TempFolder(const QString& parent)
+    : folder_(parent + QStringLiteral("/fetra-test-XXXXXX")) {
     if (!folder_.isValid())
         throw std::runtime_error("no temporary folder: " + folder_.errorString().toStdString());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDir>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -13,7 +14,10 @@ namespace fetra::test {
 /// An empty folder that is gone, with all it holds, when the object is. Names may be relative paths.
 class TempFolder {
 public:
-    TempFolder(); ///< throws std::runtime_error when none can be made
+    /// Throws std::runtime_error when none can be made.
+    explicit TempFolder(const QString& parent);
+    TempFolder()
+        : TempFolder(QDir::tempPath()) {}
 
     [[nodiscard]] QString path() const { return folder_.path(); }
     [[nodiscard]] QString path(const QString& name) const { return folder_.filePath(name); }

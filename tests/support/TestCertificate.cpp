@@ -21,7 +21,7 @@ using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
 
 constexpr long kDay = 24 * 60 * 60;
 constexpr char kNames[] = "DNS:localhost,DNS:a.localhost,DNS:b.localhost,DNS:x.a.localhost,DNS:y.a.localhost,"
-                          "IP:127.0.0.1";
+                          "DNS:*.test.localhost,IP:127.0.0.1";
 
 void require(bool done) {
     if (!done)

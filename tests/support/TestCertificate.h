@@ -10,7 +10,8 @@ namespace fetra::test {
 class TestCertificate {
 public:
     enum class Kind {
-        Valid,      ///< localhost, a.localhost, b.localhost, x.a.localhost, y.a.localhost, 127.0.0.1
+        Valid,      ///< localhost, a.localhost, b.localhost, x.a.localhost, y.a.localhost, *.test.localhost,
+                    ///< 127.0.0.1
         Expired,    ///< a month ago
         OtherName,  ///< elsewhere.example
         SelfSigned, ///< right names, no authority

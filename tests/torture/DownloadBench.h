@@ -1,7 +1,7 @@
 #pragma once
 
+#include "support/DownloadRun.h"
 #include "support/FakeClock.h"
-#include "transfer/DownloadRun.h"
 
 namespace fetra::test {
 

@@ -1,6 +1,6 @@
 // Where a download goes: names found, claimed and given.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 #include "support/Eventually.h"
 #include "support/Routes.h"
 #include "transfer/FileSink.h"

@@ -1,6 +1,6 @@
 // Stopping: at once, at any moment, and with nothing left behind.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 #include "support/Eventually.h"
 #include "support/SystemFaults.h"
 

@@ -1,6 +1,6 @@
 // Disks that are full, from the start or half-way.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 #include "support/Eventually.h"
 #include "support/FileScript.h"
 #include "support/ScriptedServer.h"

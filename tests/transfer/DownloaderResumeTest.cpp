@@ -1,6 +1,7 @@
 // Downloads that stop and go on: what is fetched again, and what is taken for a finished file.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
+#include "support/Eventually.h"
 #include "support/Routes.h"
 #include "transfer/ResumeStore.h"
 
@@ -183,6 +184,32 @@ TEST_F(DownloaderAdoption, GivesAWholePartialFileItsNameWithoutFetching) {
     ASSERT_TRUE(QFile::rename(folder.path(u"f.bin"_s), folder.path(u"f.bin.part"_s)));
     expectDelivered(run(), file, fileSize);
     EXPECT_EQ(server.requests(), 1) << "the probe only";
+}
+
+TEST(DownloaderResumeAfterAbsence, ContinuesAfterTheServerWasAwayForLongerThanItsPatience) {
+    RealWorld world;
+    const TempFolder folder;
+    const ServerFile file = ServerFile::ofSize(4 * 1024 * 1024);
+    auto server =
+        std::make_unique<ScriptedServer>(serve(file, {.totalBytesPerSecond = 4e6}, {.what = What::Data}));
+    const quint16 port = server->port();
+    const DownloadRequest request = toFolder(server->url("/f.bin"), folder.path());
+    RunningDownload running(world, request, impatient(8, 1));
+    ASSERT_TRUE(eventually(std::chrono::seconds(10), [&] { return running.receivedBytes() > 1'000'000; }));
+    server->stop();
+    EXPECT_EQ(running.end().words, u"exhaustedRetries Could not connect to 127.0.0.1: Connection refused"_s);
+    const qint64 held = heldBytes(folder, u"f.bin"_s, file.content);
+    EXPECT_GT(held, 1'000'000);
+
+    server = std::make_unique<ScriptedServer>(serve(file), ServerOptions{.port = port});
+    DownloadOptions options = impatient(8);
+    options.dynamicSplit = false;
+    const Ending ending = download(world, request, options);
+    ASSERT_EQ(ending.words, u"complete"_s);
+    EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
+    EXPECT_EQ(ending.result->resumedFrom, held);
+    EXPECT_EQ(server->bodyBytesSent(), file.content.size() - held + 1)
+        << "all but the probe's byte was missing";
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // Cookies, authorisation and passwords reach the site they were given for and nobody else.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 #include "support/Routes.h"
 
 #include <set>

@@ -1,6 +1,6 @@
 // Sizes and digests: what is checked before a file gets its name, and what the result says.
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 
 #include <QCryptographicHash>
 
@@ -63,22 +63,6 @@ TEST_F(DownloaderVerification, ForgetsTheRecordOfAFileThatFailedTheDigest) {
     EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content);
 }
 
-TEST_F(DownloaderVerification, DeliversEmptyFilesHoweverTheServerSaysSo) {
-    const ServerFile empty = ServerFile::ofSize(0);
-    const std::pair<const char*, Lies> cases[] = {
-        {"416 with a total of 0", {}},
-        {"200 with a length of 0", {.ignoreRange = true}},
-        {"200 with an empty chunked body", {.ignoreRange = true, .framing = Framing::Chunked}},
-        {"200 and the end", {.ignoreRange = true, .framing = Framing::UntilClose}},
-    };
-    for (const auto& [name, lies] : cases) {
-        SCOPED_TRACE(name);
-        server.setHandler(serve(empty, lies));
-        expectDelivered(run(), empty);
-        QFile::remove(folder.path(u"f.bin"_s));
-    }
-}
-
 TEST_F(DownloaderVerification, CutsAFileOfUnknownSizeToWhatCame) {
     const Lies untold{.ignoreRange = true, .framing = Framing::Chunked};
     for (const qint64 size : {qint64(1), qint64(65'536), fileSize}) {
@@ -92,21 +76,6 @@ TEST_F(DownloaderVerification, CutsAFileOfUnknownSizeToWhatCame) {
         expectDelivered(run(options), other);
         ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
     }
-}
-
-TEST_F(DownloaderVerification, ForgetsTheLongerOfTwoAttemptsAtAFileOfUnknownSize) {
-    // The first answer breaks after more bytes than the second one has in all.
-    const ServerFile shorter = ServerFile::ofSize(300'000, 5);
-    server.setHandler(FileScript{
-        .file = file,
-        .rules = {{.when = {.what = When::What::Data, .last = 1},
-                   .lies = {.ignoreRange = true, .framing = Framing::Chunked, .cut = Cut{.at = 800'000}}},
-                  {.when = {.what = When::What::Data},
-                   .lies = {.file = shorter, .ignoreRange = true, .framing = Framing::Chunked}},
-                  {.when = {}, .lies = {.ignoreRange = true, .framing = Framing::Chunked}}}}
-                          .handler());
-    EXPECT_EQ(run().words, u"complete"_s);
-    EXPECT_TRUE(folder.read(u"f.bin"_s) == shorter.content);
 }
 
 } // namespace

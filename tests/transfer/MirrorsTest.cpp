@@ -1,6 +1,6 @@
 #include "transfer/Mirrors.h"
 
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 #include "support/Routes.h"
 #include "transfer/HTTPProbe.h"
 
@@ -85,7 +85,7 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
         {"slow to answer", serve(file, {.latency = 300ms}), Admitted},
         {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Differs},
         {"no ranges", serve(file, {.ignoreRange = true}), Differs},
-        {"no total", serve(file, {.contentRangeTotal = "*"}), Differs},
+        {"no total", serve(file, {.contentRange = "bytes FIRST-LAST/*"}), Differs},
         {"missing", serve(file, {.answer = statusAnswer(404)}), Differs},
         {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}), Differs},
         {"other first byte", serve(damagedAt(0)), SampledBytesDiffer},

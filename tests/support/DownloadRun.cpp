@@ -1,4 +1,4 @@
-#include "DownloadRun.h"
+#include "support/DownloadRun.h"
 
 #include "http/TransportError.h"
 #include "support/Eventually.h"
