@@ -156,7 +156,7 @@ double DownloadItem::fraction() const {
         return 1.0;
     if (totalBytes().value_or(0) <= 0)
         return 0.0;
-    return std::min(static_cast<double>(receivedBytes()) / static_cast<double>(*totalBytes()), 1.0);
+    return std::clamp(static_cast<double>(receivedBytes()) / static_cast<double>(*totalBytes()), 0.0, 1.0);
 }
 
 std::optional<double> DownloadItem::eta() const {

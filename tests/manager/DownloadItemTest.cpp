@@ -29,6 +29,7 @@ TEST(DownloadItemTest, DerivesFractionAndTimeLeft) {
         {downloading, 100, 25, 5, 0.25, 15.0},
         {downloading, 100, 25, 1.0, 0.25, std::nullopt},
         {downloading, 100, 130, 2, 1.0, 0.0},
+        {downloading, 100, -50, 2, 0.0, 75.0},
         {probing, 100, 50, 5, 0.5, std::nullopt},
         {paused, 100, 50, 5, 0.5, std::nullopt},
     };
