@@ -22,13 +22,13 @@ QByteArray bytes(std::string_view text) {
     return QByteArray(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// The status of a status line, or 0.
+/// The status of a status line, or 0 for what has no three digits there.
 int statusOf(std::string_view line) {
     const size_t space = line.find(' ');
     int status = 0;
     if (space != std::string_view::npos)
         std::from_chars(line.data() + space + 1, line.data() + line.size(), status);
-    return status;
+    return status >= 100 && status <= 999 ? status : 0;
 }
 
 std::optional<qint64> parseLength(const QByteArray& text) {
