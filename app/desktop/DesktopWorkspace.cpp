@@ -6,6 +6,7 @@
 #include <QDBusMessage>
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QMimeDatabase>
 #include <QStringList>
 
 #include <utility>
@@ -18,6 +19,11 @@ namespace {
 
 constexpr auto fileManager = "org.freedesktop.FileManager1"_L1;
 
+/// Whether some desktops run what the file says instead of showing it.
+bool isLauncher(const QString& path) {
+    return QMimeDatabase().mimeTypeForFile(path).inherits(u"application/x-desktop"_s);
+}
+
 } // namespace
 
 DesktopWorkspace::DesktopWorkspace()
@@ -28,7 +34,12 @@ DesktopWorkspace::DesktopWorkspace(QDBusConnection bus, Opener opener)
     , opener_(std::move(opener)) {}
 
 bool DesktopWorkspace::open(const QUrl& file) {
-    return isLocalPath(file) && QFileInfo::exists(file.toLocalFile()) && opener_(file);
+    if (!isLocalPath(file) || !QFileInfo::exists(file.toLocalFile()))
+        return false;
+    if (!isLauncher(file.toLocalFile()))
+        return opener_(file);
+    reveal({file});
+    return true;
 }
 
 void DesktopWorkspace::reveal(const QList<QUrl>& files, const QString& activationToken) {

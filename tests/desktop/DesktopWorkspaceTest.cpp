@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <QFileInfo>
 
 namespace fetra {
 
@@ -116,6 +117,16 @@ TEST_F(DesktopWorkspaceTest, OpensFilesThatAreThere) {
 
     opens = false;
     EXPECT_FALSE(workspace.open(there)) << "refused";
+}
+
+TEST_F(DesktopWorkspaceTest, ShowsLaunchersInsteadOfOpeningThem) {
+    for (const QString& name : {u"a/invoice.pdf.desktop"_s, u"b/invoice"_s}) {
+        opened.clear();
+        const QString path = folder.write(name, "[Desktop Entry]\nType=Application\nExec=true\n");
+        EXPECT_TRUE(workspace.open(QUrl::fromLocalFile(path)));
+        EXPECT_TRUE(runUntil([&] { return !opened.isEmpty(); }));
+        EXPECT_EQ(opened, QList<QUrl>{QUrl::fromLocalFile(QFileInfo(path).path())});
+    }
 }
 
 } // namespace
