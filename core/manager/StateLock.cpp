@@ -17,7 +17,8 @@ std::optional<StateLock> StateLock::tryAcquire(const QString& path) {
     const QString target = state.canonicalFilePath();
     const QString real = target.isEmpty() ? state.absoluteFilePath() : target;
     MakeFolder::withParents(QFileInfo(real).absolutePath());
-    PosixFile::Descriptor file = PosixFile::open(real + QLatin1StringView(suffix), O_RDWR | O_CREAT, 0600);
+    PosixFile::Descriptor file =
+        PosixFile::open(real + QLatin1StringView(suffix), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
     if (!file.isOpen())
         throw PosixError::last();
     if (::flock(file.number(), LOCK_EX | LOCK_NB) == 0)

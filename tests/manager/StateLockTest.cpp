@@ -28,6 +28,10 @@ TEST(StateLockTest, OneHolderWhateverTheFileIsCalled) {
     EXPECT_TRUE(StateLock::tryAcquire(folder.path(u"new/other.json"_s))) << "before there is a file";
     EXPECT_EQ(folder.read(u"state.json"_s), "{}");
     EXPECT_THROW(static_cast<void>(StateLock::tryAcquire(path + u"/below"_s)), PosixError);
+    const QString planted = folder.path(u"planted.json"_s);
+    ASSERT_TRUE(QFile::link(folder.path(u"elsewhere"_s), planted + QLatin1StringView(StateLock::suffix)));
+    EXPECT_THROW(static_cast<void>(StateLock::tryAcquire(planted)), PosixError);
+    EXPECT_FALSE(QFile::exists(folder.path(u"elsewhere"_s))) << "nothing is made at the end of a link";
 }
 
 } // namespace
