@@ -1,9 +1,8 @@
 #include "browser/CaptureJob.h"
 #include "Check.h"
+#include "http/HeaderRules.h"
 
 #include <QJsonDocument>
-
-#include <algorithm>
 
 using namespace fetra;
 using fuzz::check;
@@ -14,10 +13,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!job)
         return 0;
     check(job->url.isValid() && !job->url.scheme().isEmpty(), "the link is absolute");
-    for (const QString& value : job->headers()) {
-        check(!value.isEmpty(), "no header is empty");
-        check(std::ranges::none_of(value, [](QChar c) { return c.unicode() < 0x20 || c.unicode() == 0x7f; }),
-              "no header smuggles in a line");
+    const QMap<QString, QString> headers = job->headers();
+    for (auto header = headers.begin(); header != headers.end(); ++header) {
+        check(!header->isEmpty(), "no header is empty");
+        check(header->toUtf8().size() <= CaptureJob::maxStringBytes, "nor too long");
+        check(HeaderRules::isValidName(header.key().toUtf8()) && HeaderRules::isValidValue(header->toUtf8()),
+              "every header can be sent");
+        check(!HeaderRules::isReserved(header.key().toUtf8()), "none of them breaks a transfer");
     }
     // So short, it cannot grow over a limit when it is encoded.
     if (size < 10'000) {

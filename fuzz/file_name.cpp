@@ -1,4 +1,5 @@
 #include "Check.h"
+#include "system/TextTrim.h"
 #include "transfer/HTTPProbe.h"
 
 #include <array>
@@ -40,11 +41,18 @@ QString text(const uint8_t* data, size_t size) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::array types{QStringLiteral("application/pdf"), QStringLiteral("image/jpeg; x"),
                                   QStringLiteral("application/x-compressed-tar"), QStringLiteral("no/type")};
+    // A known type is read from disk each time it is asked for.
+    constexpr size_t typesEvery = 64;
     const QString name = text(data, size);
     const QString safe = HTTPProbe::sanitize(name);
     checkSafe(safe);
-    checkSafe(HTTPProbe::ensureExtension(safe, types[size % types.size()]));
-    static_cast<void>(HTTPProbe::ensureExtension(safe, name));
+    // A blank behind the dots of a hidden name is left, once.
+    check(TextTrim::isBlank(safe.front()) || HTTPProbe::sanitize(safe) == safe, "a safe name stays as it is");
+    check(HTTPProbe::usableName(name).value_or(QStringLiteral("download")) == safe,
+          "made up only where it must be");
+    if (size % typesEvery < types.size())
+        checkSafe(HTTPProbe::ensureExtension(safe, types[size % typesEvery]));
+    checkSafe(HTTPProbe::ensureExtension(safe, name));
     if (const auto fromURL = HTTPProbe::filenameFromURL(QUrl(name)))
         checkSafe(HTTPProbe::sanitize(*fromURL));
     return 0;

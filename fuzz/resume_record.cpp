@@ -17,6 +17,7 @@ void checkPartition(const ResumeRecord& record) {
         received += segment.current - segment.start;
     }
     check(covered == record.totalSize, "the segments cover the file");
+    check(received == record.heldBytes(), "what is held is what the segments claim");
     check((received == covered) == record.isComplete(), "complete means every byte");
 }
 

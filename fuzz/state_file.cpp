@@ -18,11 +18,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const auto again = DownloadRecord::fromJson(QJsonDocument::fromJson(item.encodedRecord()).object());
         check(again.has_value(), "what was loaded can be saved and loaded again");
         check(again->id == record.id && again->status == record.status, "as the same download");
+        check(DownloadItem(*again).encodedRecord() == item.encodedRecord(), "with nothing lost");
         check(item.fraction() >= 0 && item.fraction() <= 1, "the fraction is one");
     }
-    const auto settings = ManagerState::toJson(state->settings);
+    const QJsonObject settings = ManagerState::toJson(state->settings);
     QJsonObject object = settings;
     object.insert(QStringLiteral("items"), QJsonArray());
-    check(ManagerState::fromJson(object).has_value(), "settings survive being written");
+    const auto again = ManagerState::fromJson(object);
+    check(again && ManagerState::toJson(again->settings) == settings, "settings survive being written");
     return 0;
 }
