@@ -1,6 +1,7 @@
 #include "app/views/ActiveDownloadsModel.h"
 
 #include "app/model/InspectorFacts.h"
+#include "app/views/PlainToolTip.h"
 #include "transfer/ByteFormat.h"
 
 namespace fetra {
@@ -21,7 +22,9 @@ QVariant ActiveDownloadsModel::data(const QModelIndex& index, int role) const {
     if (!checkIndex(index, CheckIndexOption::IndexIsValid))
         return {};
     const ActiveDownload& row = value(index.row());
-    if (role == Qt::ToolTipRole || role == Qt::DisplayRole)
+    if (role == Qt::ToolTipRole)
+        return plainToolTip(row.name);
+    if (role == Qt::DisplayRole)
         return row.name;
     if (role != Qt::AccessibleTextRole)
         return {};

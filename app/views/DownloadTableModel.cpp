@@ -1,5 +1,7 @@
 #include "app/views/DownloadTableModel.h"
 
+#include "app/views/PlainToolTip.h"
+
 #include <QLocale>
 
 #include <algorithm>
@@ -120,7 +122,7 @@ QVariant DownloadTableModel::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
         return shown.text(column);
     case Qt::ToolTipRole:
-        return shown.toolTip(column);
+        return plainToolTip(shown.toolTip(column));
     case Qt::AccessibleTextRole:
         return shown.accessibleText(column);
     case Qt::TextAlignmentRole:

@@ -1,5 +1,7 @@
 #include "app/views/ElidedLabel.h"
 
+#include "app/views/PlainToolTip.h"
+
 #include <QHelpEvent>
 #include <QPainter>
 #include <QStyle>
@@ -39,7 +41,7 @@ bool ElidedLabel::event(QEvent* event) {
     if (event->type() != QEvent::ToolTip)
         return QLabel::event(event);
     if (fontMetrics().horizontalAdvance(text()) > contentsRect().width())
-        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), text(), this);
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), plainToolTip(text()), this);
     else
         QToolTip::hideText();
     return true;

@@ -1,6 +1,7 @@
 #include "app/views/LinkListModel.h"
 
 #include "app/model/LinkGrabber.h"
+#include "app/views/PlainToolTip.h"
 #include "app/views/Symbol.h"
 
 #include <algorithm>
@@ -33,7 +34,7 @@ QVariant LinkListModel::data(const QModelIndex& index, int role) const {
     case Qt::DecorationRole:
         return Symbol::icon(fileKindSymbol(LinkGrabber::row(link).kind));
     case Qt::ToolTipRole:
-        return LinkGrabber::row(link).help;
+        return plainToolTip(LinkGrabber::row(link).help);
     case Qt::AccessibleDescriptionRole:
     case detailRole:
         return LinkGrabber::row(link).detail;

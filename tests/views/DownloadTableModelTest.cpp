@@ -102,6 +102,10 @@ TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
     };
     for (const Case& each : cases)
         EXPECT_EQ(text(each.item, each.column, each.role), each.text);
+    failed->setErrorMessage(u"<b>No</b> route"_s);
+    EXPECT_TRUE(runUntil([&] {
+        return text(failed, Column::status, Qt::ToolTipRole) == u"<span>&lt;b&gt;No&lt;/b&gt; route</span>"_s;
+    })) << "what a server says is no markup";
     EXPECT_EQ(table->row(table->indexOf(failed->id())).speed, 0);
     EXPECT_EQ(table->row(table->indexOf(failed->id())).size, -1);
 }
