@@ -66,11 +66,11 @@ struct Segment {
     bool shedding = false;
     /// Fed on every tick.
     SpeedMeter meter;
-    /// The run was cancelled because another connection would be far quicker.
+    /// The run was cancelled because another connection would be far quicker. Set until that one starts.
     bool replacing = false;
     TimePoint replacedAt = distantPast;
-    /// Since the last good stretch of data.
-    int replacements = 0;
+    /// Of this run and of those that it has replaced, or when the first of them was issued.
+    TimePoint lastByteAt = distantPast;
 
     [[nodiscard]] bool isOpen() const { return end == openEnd; }
     [[nodiscard]] bool isComplete() const { return current > end; }

@@ -156,13 +156,12 @@ void SegmentedDownload::didReceiveData(HTTPTask& task, std::span<const char> dat
         take = segment->isOpen() ? size : std::min(size, segment->remaining());
         segment->current += take;
         segment->runBytes += take;
+        segment->lastByteAt = services_.clock.now();
         received_ += take;
         // A whole file that begins anew each time gets no further by being long.
         const bool progresses = cfg_.ranged && !segment->fullBody;
-        if (progresses && segment->runBytes >= bytesThatClearRetries) {
+        if (progresses && segment->retries > 0 && segment->runBytes >= bytesThatClearRetries)
             segment->retries = 0;
-            segment->replacements = 0;
-        }
         // A body that is the whole file is read to its end: there may be more of it than there should be.
         wantsNoMore = segment->isComplete() && !carriesWholeFile;
     }
@@ -187,7 +186,8 @@ void SegmentedDownload::didComplete(HTTPTask& task, const TransportError* error)
     byTask_.erase(task.identifier());
     segment->task.reset();
     releaseLaneLocked(*segment);
-    const bool replaced = std::exchange(segment->replacing, false);
+    const bool replaced = segment->replacing && segment->lastStatus == 0 && !segment->isComplete();
+    segment->replacing = replaced;
     if (finished_) {
         if (byTask_.empty())
             ended_.notify_all();
@@ -197,7 +197,7 @@ void SegmentedDownload::didComplete(HTTPTask& task, const TransportError* error)
         segment->shedding = false;
         if (!segment->isComplete())
             segment->notBefore = services_.clock.now() + asDuration(pauseAfterShedding);
-    } else if (replaced && segment->lastStatus == 0) {
+    } else if (replaced) {
         segment->source = (segment->source + 1) % cfg_.sources.size();
     } else if (!segment->isComplete()) {
         if (segment->unproven)

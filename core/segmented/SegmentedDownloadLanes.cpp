@@ -7,7 +7,7 @@
 #include "transfer/HTTPProbe.h"
 
 #include <algorithm>
-#include <cmath>
+#include <utility>
 
 namespace fetra {
 
@@ -27,9 +27,10 @@ constexpr double shortestJudgedRun = 1.5;
 constexpr double crawlingFactor = 4.0;
 /// Seconds that setting up a connection is taken to cost at least.
 constexpr double shortestSetUp = 0.1;
-/// Seconds between two replacements of one segment, doubled each time that the new connection brings nothing:
-/// in the end the time-out of the request decides.
+/// Seconds between two replacements of one segment.
 constexpr double replacementInterval = 5.0;
+/// The part of the request's time-out for which silent connections are replaced by others. Then it decides.
+constexpr double silenceThatIsReplaced = 0.5;
 /// A run of fewer bytes, where segments are not even smaller, says nothing about the pace of connections.
 constexpr qint64 fewestMeasuredBytes = 262'144;
 
@@ -120,6 +121,11 @@ void SegmentedDownload::startLocked(Segment& segment) {
         const std::optional<qint64> last = segment.isOpen() ? std::nullopt : std::optional(segment.end);
         request.headers.set("Range", HTTPProbe::rangeValue(segment.current, last));
     }
+    const TimePoint now = services_.clock.now();
+    if (!std::exchange(segment.replacing, false))
+        segment.lastByteAt = now;
+    // A server that has fallen silent gets no more time by having its connections replaced.
+    request.timeout -= secondsBetween(segment.lastByteAt, now);
     segment.task = lanes_[static_cast<size_t>(lane)].session->dataTask(request, *this);
     segment.requestedEnd = segment.end;
     segment.lastStatus = 0;
@@ -127,8 +133,8 @@ void SegmentedDownload::startLocked(Segment& segment) {
     segment.fullBody = false;
     segment.unproven = false;
     segment.runBytes = 0;
-    segment.startedAt = services_.clock.now();
-    segment.meter = SpeedMeter(SpeedMeter::engineAlpha, 0, segment.startedAt);
+    segment.startedAt = now;
+    segment.meter = SpeedMeter(SpeedMeter::engineAlpha, 0, now);
     segment.responseAt.reset();
     segment.shedding = false;
     byTask_.emplace(segment.task->identifier(), &segment);
@@ -160,8 +166,8 @@ void SegmentedDownload::replaceCrawlingLocked(TimePoint now) {
                                  secondsBetween(segment->startedAt, now) > shortestJudgedRun;
         if (!canBeJudged)
             continue;
-        const double pause = replacementInterval * std::exp2(std::max(segment->replacements - 1, 0));
-        if (secondsBetween(segment->replacedAt, now) < pause)
+        if (secondsBetween(segment->replacedAt, now) < replacementInterval ||
+            secondsBetween(segment->lastByteAt, now) > cfg_.options.requestTimeout * silenceThatIsReplaced)
             continue;
         const auto left = static_cast<double>(segment->remaining());
         const double fresh = std::max(usual->wait, shortestSetUp) + left / usual->rate;
@@ -169,7 +175,6 @@ void SegmentedDownload::replaceCrawlingLocked(TimePoint now) {
             continue;
         segment->replacing = true;
         segment->replacedAt = now;
-        ++segment->replacements;
         segment->task->cancel();
         Log::debug([&] { return u"segment %1 crawls; another connection takes over"_s.arg(segment->id); });
         if (--idle == 0)

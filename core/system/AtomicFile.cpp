@@ -95,9 +95,14 @@ std::optional<QByteArray> read(const QString& path, qint64 maxBytes) {
 
 std::optional<QByteArray> readIfThere(const QString& path, qint64 maxBytes) {
     // Non-blocking, so that a pipe of that name cannot hold the caller up.
-    const PosixFile::Descriptor file = PosixFile::open(path, O_RDONLY | O_NONBLOCK);
-    if (!file.isOpen() && errno == ENOENT && !PosixFile::exists(path))
-        return std::nullopt;
+    const auto open = [&path] { return PosixFile::open(path, O_RDONLY | O_NONBLOCK); };
+    PosixFile::Descriptor file = open();
+    if (!file.isOpen() && errno == ENOENT) {
+        if (!PosixFile::exists(path))
+            return std::nullopt;
+        // It has come in between, or is a link that leads nowhere.
+        file = open();
+    }
     struct stat status {};
     if (!file.isOpen() || ::fstat(file.number(), &status) != 0)
         throw PosixError::last();
