@@ -47,7 +47,13 @@ TEST_F(ScriptedServerTest, IsHonestButForTheLieThatItIsTold) {
         {"another version", "5-9", "\"v2\"", {}, 200, u""_s, all},
         {"ignored", "5-9", "", {.ignoreRange = true}, 200, u""_s, all},
         {"too long", "5-9", "", {.rangeExtra = 2}, 206, u"bytes 5-11/1000"_s, all.sliced(5, 7)},
-        {"no total", "5-9", "", {.contentRange = "bytes FIRST-LAST/*"}, 206, u"bytes 5-9/*"_s, all.sliced(5, 5)},
+        {"no total",
+         "5-9",
+         "",
+         {.contentRange = "bytes FIRST-LAST/*"},
+         206,
+         u"bytes 5-9/*"_s,
+         all.sliced(5, 5)},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
