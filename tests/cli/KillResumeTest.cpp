@@ -210,7 +210,8 @@ public:
         const qint64 before = server_.bodyBytesSent();
         FetraRun last = start({});
         EXPECT_EQ(last.exitStatus(), 0) << last.errors().constData();
-        EXPECT_LE(server_.bodyBytesSent() - before, downloads * eachSize_ - held_ + bytesInFlight);
+        // Unpaced it sends far ahead into connections that are cut by splits.
+        EXPECT_LT(server_.bodyBytesSent() - before, downloads * eachSize_) << "all of it once more";
         QStringList names{u"list"_s};
         for (int i = 0; i < downloads; ++i) {
             names.insert(i, name(i));
