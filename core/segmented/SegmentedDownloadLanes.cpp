@@ -125,7 +125,8 @@ void SegmentedDownload::startLocked(Segment& segment) {
     if (!std::exchange(segment.replacing, false))
         segment.lastByteAt = now;
     // A server that has fallen silent gets no more time by having its connections replaced.
-    request.timeout -= secondsBetween(segment.lastByteAt, now);
+    request.timeout -=
+        std::min(secondsBetween(segment.lastByteAt, now), request.timeout * silenceThatIsReplaced);
     segment.task = lanes_[static_cast<size_t>(lane)].session->dataTask(request, *this);
     segment.requestedEnd = segment.end;
     segment.lastStatus = 0;
