@@ -54,7 +54,7 @@ Rows ranges() {
         refused("data_beyond_the_end", beyondTheEnd("bytes */4194304"), "416"),
         Row("login_page_for_data", {data({.answer = loginPage()})})
             .ends("sizeMismatch " + wholeSize, 12, Left::Part),
-        Row("login_page_half_way", {firstIsCut, data({.latency = 700ms, .answer = loginPage()}, 2)})
+        Row("login_page_half_way", {firstIsCut, data({.latency = 2s, .answer = loginPage()}, 2)})
             .ends("rangeNotHonored")
             .keeps(30'000),
     };
