@@ -65,12 +65,8 @@ std::vector<Combination> combinationsOf(const Misbehaviour& row) {
         for (const qint64 lanes : row.lanes)
             all.emplace_back(row, lanes, tls);
     }
-    if (isReduced()) {
-        const Combination first = all.front();
-        std::erase_if(all, [](const Combination& each) { return each.lanes != (each.tls ? 64 : 8); });
-        if (all.empty())
-            all = {first};
-    }
+    if (isReduced())
+        return {all[row.name.size() % all.size()]};
     return all;
 }
 

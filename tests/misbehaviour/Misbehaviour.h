@@ -95,7 +95,7 @@ private:
 /// Downloads under every row of a table with each of its numbers of lanes, plain and over TLS, many at once,
 /// and judges the end, how soon it came, what is in the folder, and, after a failure, whether an honest
 /// server gets asked for no byte that was held. Two words in the environment change that: FETRA_ROW picks a
-/// row by its name, and FETRA_REDUCED_MATRIX, for slow builds, leaves 8 lanes plain and 64 over TLS, and does
+/// row by its name, and FETRA_REDUCED_MATRIX, for slow builds, leaves a row one of its combinations, and does
 /// not judge the time.
 void runMisbehaviours(const std::vector<Misbehaviour>& rows);
 
