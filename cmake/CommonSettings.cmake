@@ -21,7 +21,7 @@ target_compile_definitions(FetraCommon INTERFACE
     QT_NO_NARROWING_CONVERSIONS_IN_CONNECT)
 
 if(FETRA_SANITIZE)
-    add_compile_options(-fsanitize=${FETRA_SANITIZE} -fno-omit-frame-pointer -O1)
+    add_compile_options(-fsanitize=${FETRA_SANITIZE} -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${FETRA_SANITIZE})
     if(FETRA_SANITIZE MATCHES "undefined")
         add_compile_options(-fno-sanitize-recover=undefined)
@@ -30,9 +30,8 @@ endif()
 
 if(FETRA_FUZZ)
     # The libraries are instrumented too: a fuzzer follows only the paths that it can see.
-    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=undefined
-        -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=address,undefined)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_compile_definitions(QT_FORCE_ASSERTS _GLIBCXX_ASSERTIONS)
 endif()
 
 include(cmake/Hardening.cmake)
