@@ -1,3 +1,4 @@
+#include "app/model/SettingsPane.h"
 #include "model/ModelWorld.h"
 
 #include <QSignalSpy>
@@ -15,14 +16,13 @@ const QString magnet = u"magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef012
 class AppModelTest : public ModelWorld {};
 
 TEST_F(AppModelTest, TicksOncePerSecondHoweverOftenItIsStarted) {
-    QSignalSpy samples(&model().history(), &ThroughputHistory::changed);
+    const QSignalSpy samples(&model().history(), &ThroughputHistory::changed);
     model().start();
     model().start();
     ASSERT_TRUE(runUntil([&] { return samples.size() >= 2; }));
     EXPECT_EQ(fake.notifications.requests, 1);
-    const QDateTime first = model().history().total().at(0).date;
-    const QDateTime second = model().history().total().at(1).date;
-    EXPECT_GE(first.msecsTo(second), 1000);
+    const QList<ThroughputSample>& total = model().history().total();
+    EXPECT_GE(total.at(0).date.msecsTo(total.at(1).date), 1000);
 }
 
 TEST_F(AppModelTest, ATickShowsHowManyRunAndUnselectsWhatIsGone) {
@@ -39,123 +39,53 @@ TEST_F(AppModelTest, ATickShowsHowManyRunAndUnselectsWhatIsGone) {
     EXPECT_EQ(fake.badge.shown, 0);
 }
 
-TEST_F(AppModelTest, SaysOnceWhatHasChangedAndNothingWhenNothingHas) {
-    QList<AppModel::Field> heard;
-    QObject::connect(&model(), &AppModel::changed, [&](AppModel::Field field) { heard.append(field); });
-    model().setSearch(u"x"_s);
-    model().setSearch(u"x"_s);
-    model().setFilter(DownloadFilter::all);
-    model().setErrorMessage(u"No."_s);
-    model().setErrorMessage(u"No."_s);
-    EXPECT_EQ(heard, (QList{AppModel::Field::search, AppModel::Field::errorMessage}));
-}
-
-TEST_F(AppModelTest, TellsWhichCommandsHaveSomethingToDo) {
-    struct Case {
-        std::optional<Status> status;
-        bool canPause, canResume, hasCompleted;
-    };
-    const Case cases[] = {
-        {std::nullopt, false, false, false},     {Status::queued, true, true, false},
-        {Status::probing, true, false, false},   {Status::downloading, true, false, false},
-        {Status::paused, false, true, false},    {Status::failed, false, true, false},
-        {Status::completed, false, false, true},
-    };
-    for (const Case& each : cases) {
-        startModel();
-        manager().setMaxConcurrentDownloads(0);
-        manager().remove(manager().items(), false);
-        if (each.status)
-            addAt(u"http://host.example/a"_s, *each.status);
-        SCOPED_TRACE(each.status ? static_cast<int>(*each.status) : -1);
-        EXPECT_EQ(model().canPause(), each.canPause);
-        EXPECT_EQ(model().canResume(), each.canResume);
-        EXPECT_EQ(model().hasCompleted(), each.hasCompleted);
-    }
-}
-
 TEST_F(AppModelTest, FindsDownloadsByNameAddressAndHostInAnySpelling) {
     addAt(u"http://one.example/M%C3%BCller.zip"_s);
     addAt(u"http://two.example/%C3%89t%C3%A9%20STRASSE.txt"_s);
     addAt(u"https://b%C3%BCcher.example.com/list?page=7"_s);
-    struct Case {
-        QString search;
-        QString found;
-    };
-    const Case cases[] = {
-        {u""_s, u"Müller.zip Été STRASSE.txt list"_s},
-        {u"   "_s, u"Müller.zip Été STRASSE.txt list"_s},
-        {u"Muller"_s, u"Müller.zip"_s},
-        {u" MÜLLER "_s, u"Müller.zip"_s},
-        {u"mu\u0308ller"_s, u"Müller.zip"_s},
-        {u"ete straße"_s, u"Été STRASSE.txt"_s},
-        {u"TWO.EXAMPLE"_s, u"Été STRASSE.txt"_s},
-        {u"page=7"_s, u"list"_s},
-        {u"BUCHER"_s, u"list"_s},
-        {u"ziphttp"_s, u""_s},
-        {u"nowhere"_s, u""_s},
-    };
-    for (const Case& each : cases) {
-        model().setSearch(each.search);
-        EXPECT_EQ(names(model().filteredItems()), each.found) << each.search.toStdString();
+    const QString first = u"Müller.zip"_s;
+    const QString second = u"Été STRASSE.txt"_s;
+    for (const auto& [search, found] : {
+             std::pair{u"   "_s, first + u' ' + second + u" list"_s},
+             {u"Muller"_s, first},
+             {u" MÜLLER "_s, first},
+             {u"mu\u0308ller"_s, first},
+             {u"ete straße"_s, second},
+             {u"TWO.EXAMPLE"_s, second},
+             {u"page=7"_s, u"list"_s},
+             {u"BUCHER"_s, u"list"_s},
+             {u"ziphttp"_s, QString()},
+         }) {
+        model().setSearch(search);
+        EXPECT_EQ(names(model().filteredItems()), found) << search.toStdString();
     }
     model().setSearch(u"renamed"_s);
     item(0)->setFilename(u"Renamed.zip"_s);
     EXPECT_EQ(names(model().filteredItems()), u"Renamed.zip"_s);
     model().setFilter(DownloadFilter::kind(FileKind::documents));
     EXPECT_TRUE(model().filteredItems().isEmpty());
-    model().setFilter(std::nullopt);
-    EXPECT_EQ(model().filteredItems().size(), 1);
 }
 
 TEST_F(AppModelTest, OpensTheGrabberOnlyWithTextThatHoldsLinks) {
+    const QString words = u"see http://host.example/a and b"_s;
     struct Case {
-        std::optional<QString> text, copied, opened;
+        std::optional<QString> text, copied;
+        QString opened;
     };
-    const Case cases[] = {
-        {std::nullopt, std::nullopt, u""_s},
-        {std::nullopt, u"a word"_s, u""_s},
-        {std::nullopt, magnet, magnet},
-        {u"see http://host.example/a and b"_s, magnet, u"see http://host.example/a and b"_s},
-        {u"nothing here"_s, magnet, u""_s},
-    };
-    for (const Case& each : cases) {
-        fake.pasteboard.copy(each.copied);
-        model().showGrabber(each.text);
+    for (const auto& [text, copied, opened] : {Case{{}, {}, {}},
+                                               {{}, u"a word"_s, {}},
+                                               {{}, magnet, magnet},
+                                               {words, magnet, words},
+                                               {u"nothing here"_s, magnet, {}}}) {
+        fake.pasteboard.copy(copied);
+        model().showGrabber(text);
         ASSERT_TRUE(model().grabber());
-        EXPECT_EQ(model().grabber()->text, each.opened);
+        EXPECT_EQ(model().grabber()->text, opened);
         const QUuid id = model().grabber()->id;
         model().showGrabber(u"http://host.example/other"_s);
         EXPECT_EQ(model().grabber()->id, id);
         model().setGrabber(std::nullopt);
     }
-}
-
-TEST_F(AppModelTest, AddsAndShowsTheTorrentFilesAmongWhatIsOpened) {
-    model().setFilter(DownloadFilter::failed);
-    model().setSearch(u"x"_s);
-    EXPECT_FALSE(model().openTorrentFiles({file(u"a.zip"_s), QUrl(u"http://host.example/b.torrent"_s)}));
-    EXPECT_TRUE(model().openTorrentFiles({file(u"a.torrent"_s), file(u"b.txt"_s), file(u"c.TORRENT"_s)},
-                                         file(u"elsewhere"_s)));
-    EXPECT_EQ(manager().items().size(), 2);
-    EXPECT_EQ(item(1)->url(), file(u"c.TORRENT"_s));
-    EXPECT_EQ(item(1)->directory(), file(u"elsewhere"_s));
-    EXPECT_EQ(model().filter(), DownloadFilter::all);
-    EXPECT_EQ(model().search(), QString());
-    EXPECT_EQ(model().selection(), ids(manager().items()));
-}
-
-TEST_F(AppModelTest, ChoosesTorrentFilesOnlyAndSaysWhenSomeWereAdded) {
-    int opened = 0;
-    model().chooseTorrentFiles(std::nullopt, [&] { ++opened; });
-    const OpenPanel& panel = fake.panels.shown.at(0);
-    EXPECT_EQ(panel.title, u"Open Torrent File"_s);
-    EXPECT_EQ(panel.mimeType, u"application/x-bittorrent"_s);
-    EXPECT_TRUE(panel.allowsSeveral);
-    fake.panels.choose({file(u"a.zip"_s)});
-    EXPECT_EQ(opened, 0);
-    fake.panels.choose({file(u"a.torrent"_s)});
-    EXPECT_EQ(opened, 1);
 }
 
 TEST_F(AppModelTest, ResumesAndTogglesEachByItsState) {
@@ -178,17 +108,16 @@ TEST_F(AppModelTest, ResumesAndTogglesEachByItsState) {
     ASSERT_TRUE(runUntil([&] { return list() == u"AbcdEf"_s; }));
 }
 
-TEST_F(AppModelTest, OpensWhatIsCompleteAndSaysWhenItIsGone) {
+TEST_F(AppModelTest, SaysWhatTheDesktopCouldNotDo) {
     const Item whole = addComplete(u"whole.zip"_s);
-    const Item half = addPartial(u"half.zip"_s);
-    model().open(*half);
+    fake.workspace.refuses = fake.pasteboard.refuses = true;
+    model().open(*addPartial(u"half.zip"_s));
     EXPECT_TRUE(fake.workspace.opened.isEmpty());
     model().primaryAction(ids({whole}));
     EXPECT_EQ(fake.workspace.opened, QList{file(u"whole.zip"_s)});
-    EXPECT_EQ(error(), QString());
-    fake.workspace.refuses = true;
-    model().open(*whole);
     EXPECT_EQ(error(), u"Could not open whole.zip. The file may have been moved or removed."_s);
+    model().copy({u"text"_s});
+    EXPECT_EQ(error(), u"Could not copy to the clipboard."_s);
 }
 
 TEST_F(AppModelTest, RevealsWhatThereIsOfEachDownload) {
@@ -203,19 +132,11 @@ TEST_F(AppModelTest, RevealsWhatThereIsOfEachDownload) {
               QList<QList<QUrl>>({{file(u"whole.zip"_s), file(u"half.zip.part"_s), here, here}}));
 }
 
-TEST_F(AppModelTest, CopiesLinesAndSaysWhenTheClipboardRefuses) {
-    model().copy({u"one"_s, u"two"_s});
-    EXPECT_EQ(fake.pasteboard.content, u"one\ntwo"_s);
-    fake.pasteboard.refuses = true;
-    model().copy({u"three"_s});
-    EXPECT_EQ(error(), u"Could not copy to the clipboard."_s);
-}
-
 TEST_F(AppModelTest, ARunningTorrentKeepsTheUploadLimitItStartedWith) {
-    manager().setTorrentUploadLimitKB(20);
+    SettingsPane settings(model());
+    settings.setTorrentUploadLimitKB(20);
     const Item torrent = manager().add({.url = QUrl(magnet)});
-    model().tick();
-    manager().setTorrentUploadLimitKB(50);
+    settings.setTorrentUploadLimitKB(50);
     EXPECT_EQ(model().torrentUploadLimit(*torrent), 20);
     manager().pause(torrent);
     ASSERT_TRUE(runUntil([&] { return !torrent->isActive(); }));

@@ -122,9 +122,7 @@ struct FakeAlerts final : Alerts {
 };
 
 struct FakeWindows final : Windows {
-    void openMain() override { ++opened; }
-
-    int opened = 0;
+    void openMain() override {}
 };
 
 struct FakeTray final : Tray {

@@ -1,13 +1,10 @@
 #include "app/model/LinkGrabber.h"
 #include "model/ModelWorld.h"
 
-#include <QMimeData>
-
 namespace fetra {
 namespace {
 
 using namespace Qt::StringLiterals;
-using test::runUntil;
 
 const QString magnet = u"magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567&dn=Film.mp4"_s;
 const QString digest = QString(64, u'a');
@@ -28,40 +25,23 @@ protected:
     }
 };
 
-TEST_F(LinkGrabberTest, ChecksNewLinksAndRemembersWhatWasUnchecked) {
-    LinkGrabber grabber(model(), link(u"a"_s) + u'\n' + link(u"b"_s));
-    EXPECT_EQ(checkedNames(grabber), u"a b"_s);
-    EXPECT_EQ(grabber.countText(), u"2 links detected"_s);
-    grabber.setChecked({QUrl(link(u"a"_s))}, false);
-    grabber.setText(grabber.text() + u' ' + link(u"c"_s));
-    EXPECT_EQ(checkedNames(grabber), u"b c"_s);
-    EXPECT_EQ(grabber.selectedText(), u"2 selected"_s);
-    grabber.setText(link(u"b"_s));
-    EXPECT_EQ(grabber.countText(), u"1 link detected"_s);
-    grabber.setText(link(u"a"_s));
-    EXPECT_EQ(checkedNames(grabber), u"a"_s);
-    grabber.setChecked({QUrl(link(u"stranger"_s))}, true);
-    EXPECT_EQ(checkedNames(grabber), u"a"_s);
-}
-
 TEST_F(LinkGrabberTest, ShowsEachLinkForWhatItIs) {
     struct Case {
         QString url;
         FileKind kind;
         QString title, detail;
     };
-    const Case cases[] = {
-        {link(u"dir/Movie.MKV?x=1"_s), FileKind::video, u"Movie.MKV"_s, u"host.example"_s},
-        {u"http://host.example/"_s, FileKind::other, u"host.example"_s, u"host.example"_s},
-        {magnet, FileKind::torrents, u"Film.mp4"_s, u"magnet"_s},
-        {u"file:///tmp/disk.torrent"_s, FileKind::torrents, u"disk.torrent"_s, QString()},
-    };
-    for (const Case& each : cases) {
-        const LinkGrabber::Row row = LinkGrabber::row(QUrl(each.url));
-        EXPECT_EQ(row.kind, each.kind) << each.url.toStdString();
-        EXPECT_EQ(row.title, each.title);
-        EXPECT_EQ(row.detail, each.detail);
-        EXPECT_EQ(row.help, each.url);
+    for (const auto& [url, kind, title, detail] : {
+             Case{link(u"dir/Movie.MKV?x=1"_s), FileKind::video, u"Movie.MKV"_s, u"host.example"_s},
+             {u"http://host.example/"_s, FileKind::other, u"host.example"_s, u"host.example"_s},
+             {magnet, FileKind::torrents, u"Film.mp4"_s, u"magnet"_s},
+             {u"file:///tmp/disk.torrent"_s, FileKind::torrents, u"disk.torrent"_s, QString()},
+         }) {
+        const LinkGrabber::Row row = LinkGrabber::row(QUrl(url));
+        EXPECT_EQ(row.kind, kind) << url.toStdString();
+        EXPECT_EQ(row.title, title);
+        EXPECT_EQ(row.detail, detail);
+        EXPECT_EQ(row.help, url);
     }
 }
 
@@ -106,6 +86,8 @@ TEST_F(LinkGrabberTest, TakesAChecksumWhereOneFileComesOfIt) {
 }
 
 TEST_F(LinkGrabberTest, AddsWhatIsCheckedAsItWasAskedToAndCloses) {
+    manager().setConnectionsPerDownload(100);
+    EXPECT_EQ(LinkGrabber(model(), {}).connections(), 64);
     manager().setConnectionsPerDownload(5);
     model().clipboard().setLinks({QUrl(link(u"offered"_s))});
     model().setSearch(u"hidden"_s);
@@ -125,68 +107,34 @@ TEST_F(LinkGrabberTest, AddsWhatIsCheckedAsItWasAskedToAndCloses) {
     EXPECT_FALSE(model().grabber());
 }
 
-TEST_F(LinkGrabberTest, MirrorsMakeOneDownload) {
-    LinkGrabber grabber(model(), link(u"a"_s) + u' ' + link(u"b"_s) + u' ' + link(u"c"_s));
-    grabber.setMirrors(true);
-    grabber.add(true);
-    ASSERT_EQ(manager().items().size(), 1);
-    EXPECT_EQ(item(0)->url(), QUrl(link(u"a"_s)));
-    EXPECT_EQ(item(0)->mirrors(), (QList{QUrl(link(u"b"_s)), QUrl(link(u"c"_s))}));
-    EXPECT_EQ(item(0)->status(), DownloadStatus::queued);
-}
-
-TEST_F(LinkGrabberTest, OffersBetweenOneAndSixtyFourConnections) {
-    for (const auto& [setting, shown] : {std::pair{100, 64}, {0, 1}, {8, 8}}) {
-        manager().setConnectionsPerDownload(setting);
-        EXPECT_EQ(LinkGrabber(model(), {}).connections(), shown);
-    }
-}
-
-TEST_F(LinkGrabberTest, AddsOnlyToAFolderItCanWriteTo) {
-    const QString plain = folder.write(u"plain"_s, "x");
+TEST_F(LinkGrabberTest, AddsToAFolderItCanWriteToAndTorrentFilesAtOnce) {
+    const QString plain = folder.write(u"into/plain"_s, "x");
+    LinkGrabber grabber(model(), link(u"a"_s));
     for (const QUrl& directory : {file(u"missing"_s), QUrl::fromLocalFile(plain), QUrl(u"http://x/"_s)}) {
-        LinkGrabber grabber(model(), link(u"a"_s));
         grabber.setDirectory(directory);
+        EXPECT_EQ(grabber.errorMessage(), std::nullopt);
         grabber.add(true);
         EXPECT_EQ(grabber.errorMessage(), u"Choose an existing folder you have permission to write to."_s);
-        EXPECT_TRUE(manager().items().isEmpty());
-        EXPECT_TRUE(model().grabber());
+        EXPECT_TRUE(manager().items().isEmpty() && model().grabber());
     }
-    LinkGrabber grabber(model(), link(u"a"_s));
-    grabber.setDirectory(file(u"missing"_s));
-    grabber.add(true);
-    ASSERT_TRUE(grabber.errorMessage());
     grabber.chooseDirectory();
-    EXPECT_EQ(fake.panels.shown.at(0).title, u"Choose Download Folder"_s);
     EXPECT_EQ(fake.panels.shown.at(0).start, grabber.directory());
-    fake.panels.choose({QUrl::fromLocalFile(folder.path())});
-    EXPECT_EQ(grabber.errorMessage(), std::nullopt);
+    fake.panels.choose({file(u"into"_s)});
     model().setTerminating(true);
     grabber.add(true);
     EXPECT_TRUE(manager().items().isEmpty());
     model().setTerminating(false);
-    grabber.add(true);
-    EXPECT_EQ(item(0)->directory(), QUrl::fromLocalFile(folder.path()));
-}
 
-TEST_F(LinkGrabberTest, OpensTorrentFilesIntoItsFolderAndCloses) {
-    LinkGrabber grabber(model(), {});
-    grabber.setDirectory(file(u"into"_s));
     grabber.chooseTorrentFiles();
-    fake.panels.choose({file(u"a.torrent"_s)});
-    EXPECT_EQ(item(0)->directory(), file(u"into"_s));
+    EXPECT_TRUE(fake.panels.shown.at(1).allowsSeveral);
+    fake.panels.choose({file(u"a.zip"_s), QUrl(u"http://host.example/b.torrent"_s)});
+    EXPECT_TRUE(manager().items().isEmpty() && model().grabber());
+    fake.panels.choose({file(u"a.torrent"_s), file(u"b.txt"_s), file(u"c.TORRENT"_s)});
+    ASSERT_EQ(manager().items().size(), 2);
+    EXPECT_EQ(item(1)->directory(), file(u"into"_s));
     EXPECT_FALSE(model().grabber());
-}
-
-TEST_F(LinkGrabberTest, ADropAddsLinesAndTorrentFiles) {
-    LinkGrabber grabber(model(), link(u"a"_s));
-    QMimeData mixed;
-    mixed.setUrls({file(u"t.torrent"_s), file(u"t.torrent"_s), file(u"archive.zip"_s), QUrl(link(u"b"_s))});
-    EXPECT_TRUE(grabber.drop(LinkDrop::itemsIn(mixed)));
-    ASSERT_TRUE(runUntil([&] { return grabber.links().size() == 3; }));
-    EXPECT_EQ(grabber.text(), link(u"a"_s) + u'\n' + link(u"b"_s));
-    EXPECT_EQ(checkedNames(grabber), u"a b t.torrent"_s);
-    EXPECT_EQ(grabber.errorMessage(), u"Only .torrent files can be opened as local downloads."_s);
+    grabber.add(true);
+    EXPECT_EQ(item(2)->directory(), file(u"into"_s));
 }
 
 /// What a drop gives to each action, as lines.

@@ -1,3 +1,4 @@
+#include "app/model/DownloadContextMenu.h"
 #include "model/ModelWorld.h"
 
 #include <QDir>
@@ -22,69 +23,22 @@ protected:
     [[nodiscard]] bool ends() {
         return runUntil([&] { return model().deleting().isEmpty(); });
     }
-    /// Without the folder of the state file.
-    [[nodiscard]] QString files() {
-        QStringList names = folder.names();
-        names.removeAll(u"Fetra"_s);
-        return names.join(u' ');
-    }
 };
 
-TEST_F(RemovalTest, AsksWithTheTextsOfWhatWillHappen) {
-    const AppModel::Items items{addPartial(u"a"_s), addPartial(u"b"_s)};
-    model().requestRemoval({}, false);
-    EXPECT_FALSE(model().removal());
-    model().requestRemoval(ids(items), false);
-    EXPECT_EQ(model().removal()->title(), u"Remove selected downloads?"_s);
-    EXPECT_EQ(model().removal()->message(),
-              u"2 downloads will be removed from the list. Downloaded files will be kept."_s);
-    EXPECT_EQ(model().removal()->button(), u"Remove"_s);
-    model().requestRemoval(ids(items), true);
-    EXPECT_EQ(model().removal()->title(), u"Remove downloads and delete their files?"_s);
-    EXPECT_EQ(model().removal()->message(), u"2 downloads will be removed. Their downloaded files and "
-                                            "partial data will be permanently deleted."_s);
-    EXPECT_EQ(model().removal()->button(), u"Remove and Delete Files"_s);
-}
-
-TEST_F(RemovalTest, DeletesWhatBelongsToADownloadAndNothingElse) {
-    struct Case {
-        bool isComplete;
-        bool deleteFiles;
-        QString left;
-    };
-    const Case cases[] = {
-        {false, false, u"f f.fetra f.part"_s},
-        {false, true, u"f"_s},
-        {true, false, u"f f.fetra f.part"_s},
-        {true, true, u""_s},
-    };
-    for (const Case& each : cases) {
-        const Item other = addAt(u"http://host.example/other"_s);
-        const Item item = addPartial(u"f"_s);
-        folder.write(u"f"_s, "somebody's or ours");
-        item->setStatus(each.isComplete ? DownloadStatus::completed : DownloadStatus::paused);
-        model().setSelection(ids({other, item}));
-        remove({item}, each.deleteFiles);
-        EXPECT_TRUE(model().deleting().contains(item->id()));
-        ASSERT_TRUE(ends());
-        EXPECT_EQ(files(), each.left);
-        EXPECT_EQ(manager().items(), QList{other});
-        EXPECT_EQ(model().selection(), ids({other}));
-        EXPECT_EQ(error(), QString());
-        manager().remove(other, false);
-    }
-}
-
 TEST_F(RemovalTest, StopsARunningDownloadFirstAndLeavesItToNobodyElse) {
-    addAll(u"ab"_s);
+    addAll(u"abc"_s);
     const Item running = item(0);
+    const Item other = item(2);
+    model().setSelection(ids(manager().items()));
     remove({running, item(1)}, false);
     EXPECT_TRUE(transfer(0).isCancelled());
     model().requestRemoval({running->id()}, true);
     EXPECT_FALSE(model().removal());
+    EXPECT_FALSE(DownloadContextMenu(model(), {running->id()}).entries().back().isEnabled);
     model().resume({running});
     ASSERT_TRUE(ends());
-    EXPECT_TRUE(manager().items().isEmpty());
+    EXPECT_EQ(manager().items(), QList{other});
+    EXPECT_EQ(model().selection(), ids({other}));
     EXPECT_FALSE(running->isActive());
 }
 
@@ -144,7 +98,7 @@ TEST_F(RemovalTest, NeverDeletesWhatAnotherDownloadOfTheListUses) {
     }
 }
 
-TEST_F(RemovalTest, LeavesAFileThatHasTakenTheNameMeanwhile) {
+TEST_F(RemovalTest, LeavesWhatHasTakenTheNameMeanwhile) {
     const Item item = addComplete(u"f"_s);
     const DownloadFiles files(*item);
     folder.write(u"g"_s, "another");
@@ -152,45 +106,29 @@ TEST_F(RemovalTest, LeavesAFileThatHasTakenTheNameMeanwhile) {
               0);
     EXPECT_EQ(files.remove(), std::nullopt);
     EXPECT_EQ(folder.read(u"f"_s), "another");
-}
 
-TEST_F(RemovalTest, SaysWhyAFileCouldNotBeDeletedAndKeepsItsDownload) {
-    const Item item = addComplete(u"f"_s);
-    ASSERT_TRUE(QFile::remove(folder.path(u"f"_s)));
-    ASSERT_TRUE(QDir().mkpath(folder.path(u"f"_s)));
+    ASSERT_TRUE(QFile::remove(folder.path(u"f"_s)) && QDir().mkpath(folder.path(u"f"_s)));
     remove({item}, true);
     ASSERT_TRUE(ends());
     EXPECT_EQ(error(), u"Could not delete files for f: Is a directory"_s);
     EXPECT_EQ(manager().items(), QList{item});
 }
 
-TEST_F(RemovalTest, DeletesTheFolderOfACompleteTorrentButNeverTheFolderItWasPutIn) {
+TEST_F(RemovalTest, DeletesTheFolderOfACompleteTorrentUnlessSomethingElseIsThere) {
     folder.write(u"Album/disc/one.flac"_s, "music");
-    folder.write(u"keep.txt"_s, "mine");
-    const auto torrent = [&](const QUrl& destination) {
-        const Item item = addAt(u"magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567"_s,
-                                DownloadStatus::completed);
-        item->setDestination(destination);
-        return item;
-    };
     const Item inside = addAt(u"http://host.example/x"_s);
     inside->setDestination(file(u"Album/x"_s));
-    const Item album = torrent(file(u"Album"_s));
-    remove({album}, true);
-    ASSERT_TRUE(ends());
-    EXPECT_TRUE(error().contains(u"Another download uses these files."_s)) << error().toStdString();
-    EXPECT_EQ(files(), u"Album keep.txt"_s);
-    manager().remove(inside, false);
-    model().setErrorMessage(std::nullopt);
-    remove({album}, true);
-    ASSERT_TRUE(ends());
-    EXPECT_EQ(files(), u"keep.txt"_s);
-    EXPECT_EQ(error(), QString());
-    remove({torrent(QUrl::fromLocalFile(folder.path()))}, true);
-    ASSERT_TRUE(ends());
-    EXPECT_EQ(files(), u"keep.txt"_s);
-    EXPECT_NE(error(), QString());
-    EXPECT_EQ(manager().items().size(), 1);
+    const Item album =
+        addAt(u"magnet:?xt=urn:btih:0123456789abcdef0123456789abcdef01234567"_s, DownloadStatus::completed);
+    album->setDestination(file(u"Album"_s));
+    for (const bool isShared : {true, false}) {
+        model().setErrorMessage(std::nullopt);
+        remove({album}, true);
+        ASSERT_TRUE(ends());
+        EXPECT_EQ(error().contains(u"Another download uses these files."_s), isShared);
+        EXPECT_EQ(folder.contains(u"Album"_s), isShared);
+        manager().remove(inside, false);
+    }
 }
 
 } // namespace
