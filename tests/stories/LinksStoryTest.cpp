@@ -6,6 +6,7 @@
 #include <QListView>
 #include <QMimeData>
 #include <QPlainTextEdit>
+#include <QPushButton>
 
 namespace fetra {
 namespace {
@@ -32,7 +33,8 @@ TEST_F(LinksStory, PastedLinksAreReviewedDownloadedRevealedAndDeleted) {
     const auto manager = fileManager();
     const test::ServerFile file = serve("/b.bin");
     EXPECT_TRUE(shows(u"No Downloads Yet"_s));
-    grab(link("/a.bin").toString() + u'\n' + link("/b.bin").toString());
+    click(control<QPushButton>(u"Add Links"_s));
+    paste(link("/a.bin").toString() + u'\n' + link("/b.bin").toString());
     EXPECT_TRUE(shows(u"2 links detected"_s));
     uncheck(u"a.bin"_s);
     EXPECT_TRUE(shows(u"1 selected"_s));
@@ -49,9 +51,16 @@ TEST_F(LinksStory, PastedLinksAreReviewedDownloadedRevealedAndDeleted) {
     choose(u"b.bin"_s, u"Reveal in Files"_s);
     const QString path = u"file://"_s + home.path(u"Downloads/b.bin"_s);
     EXPECT_TRUE(runUntil([&] { return revealed(*manager) == QStringList(path); }));
+    press("Ctrl+I");
+    click(u"Reveal destination in Files"_s);
+    EXPECT_TRUE(runUntil([&] { return revealed(*manager) == QStringList({path, path}); }));
+    click(u"Copy source URL"_s);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), link("/b.bin").toString());
 
     choose(u"b.bin"_s, u"Remove and Delete Files..."_s);
     EXPECT_TRUE(shows(u"Remove downloads and delete their files?"_s));
+    EXPECT_TRUE(shows(u"1 downloads will be removed. Their downloaded files and partial data will be "
+                      "permanently deleted."_s));
     // Return would keep the files.
     press("Tab");
     press("Space");

@@ -1,5 +1,7 @@
 #include "stories/StoryWorld.h"
 
+#include "app/views/SidebarView.h"
+
 #include <QLineEdit>
 
 namespace fetra {
@@ -27,7 +29,9 @@ TEST_F(ListStory, AFailedDownloadSaysWhyAndIsTriedAgain) {
     ASSERT_TRUE(becomes(u"a.bin Completed"_s));
     EXPECT_TRUE(runUntil([&] { return !shows(why); }));
     click(u"Clear Completed"_s);
-    EXPECT_TRUE(runUntil([] { return shows(u"No Downloads Yet"_s); }));
+    EXPECT_TRUE(runUntil([] {
+        return shows(u"No Downloads Yet"_s) && shows(u"No Selection"_s) && shows(u"down 0.00 B/s"_s);
+    }));
     EXPECT_TRUE(home.read(u"Downloads/a.bin"_s) == file.content);
 }
 
@@ -41,6 +45,7 @@ TEST_F(ListStory, WhatIsRemovedOnItsWayLeavesNoMoreThanTheUserWants) {
     click(u"Remove and Delete Files"_s);
     ASSERT_TRUE(becomes(u"b.bin Downloading"_s));
     choose(u"b.bin"_s, u"Remove"_s);
+    EXPECT_TRUE(shows(u"1 downloads will be removed from the list. Downloaded files will be kept."_s));
     press("Return");
     ASSERT_TRUE(runUntil([] { return shows(u"No Downloads Yet"_s); }));
     EXPECT_EQ(home.names(u"Downloads"_s), (QStringList{u".keep"_s, u"b.bin.fetra"_s, u"b.bin.part"_s}));
@@ -52,8 +57,17 @@ TEST_F(ListStory, SpacePausesWhatRunsAndResumesWhatRests) {
     download(link("/a.bin"));
     addPaused(link("/b.bin"));
     ASSERT_TRUE(becomes(u"b.bin Paused, a.bin Downloading"_s));
-    clickRow(u"a.bin"_s);
+    EXPECT_TRUE(runUntil([] {
+        return shows(u"1 active · 0 queued · 0 completed"_s) && shows(u"2 downloads"_s) &&
+               !shows(u"down 0.00 B/s"_s) && shows(u"  up 0.00 B/s"_s);
+    }));
+    press("Ctrl+I");
+    for (const QString& name : {u"b.bin"_s, u"a.bin"_s}) {
+        clickRow(name);
+        EXPECT_TRUE(runUntil([&] { return shows(name); })) << "in the inspector";
+    }
     clickRow(u"b.bin"_s, Qt::ControlModifier);
+    EXPECT_TRUE(runUntil([] { return shows(u"Multiple Downloads"_s); }));
     press("Space");
     EXPECT_TRUE(becomes(u"b.bin Downloading, a.bin Paused"_s));
 }
@@ -67,6 +81,15 @@ TEST_F(ListStory, WhatIsTypedFindsARow) {
     press("Ctrl+F");
     type(u"et"_s);
     EXPECT_TRUE(becomes(u"beta Paused"_s));
+    type(u"q"_s);
+    EXPECT_TRUE(runUntil([] { return shows(u"No Results for “etq”"_s); }));
+    press("Ctrl+A");
+    press("Del");
+    auto& sidebar = *mainWindow().findChild<SidebarView*>();
+    const QModelIndex failed =
+        sidebar.model()->match(sidebar.model()->index(0, 0), Qt::DisplayRole, u"Failed"_s).value(0);
+    click(*sidebar.viewport(), sidebar.visualRect(failed).center());
+    EXPECT_TRUE(runUntil([] { return shows(u"No Results for “Failed”"_s); }));
 }
 
 TEST_F(ListStory, EveryShortcutDoesWhatItsMenuSays) {
