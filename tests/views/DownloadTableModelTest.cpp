@@ -4,7 +4,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QElapsedTimer>
-#include <QLocale>
 #include <QSignalSpy>
 
 #include <algorithm>
@@ -24,11 +23,10 @@ protected:
         ModelWorld::SetUp();
         manager().setMaxConcurrentDownloads(0);
         table = std::make_unique<DownloadTableModel>(model());
-        tester = std::make_unique<QAbstractItemModelTester>(
-            table.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+        new QAbstractItemModelTester(table.get(), QAbstractItemModelTester::FailureReportingMode::Fatal,
+                                     table.get());
         table->setActive(true);
     }
-    void TearDown() override { table.reset(); }
 
     [[nodiscard]] QString shown() const {
         QStringList names;
@@ -36,21 +34,8 @@ protected:
             names.append(table->row(row).name);
         return names.join(u' ');
     }
-    [[nodiscard]] QString text(const Item& item, Column column, int role = Qt::DisplayRole) const {
-        return table->index(table->indexOf(item->id()), static_cast<int>(column)).data(role).toString();
-    }
-    /// Adds without telling of each.
-    void addMany(int count) {
-        const DownloadManager::Batch batch(manager());
-        for (int number = 0; number < count; ++number) {
-            const Item item =
-                add(u"file %1.%2"_s.arg(number * 7919 % count).arg(number % 3 ? u"iso" : u"mp4"), false);
-            item->setTotalBytes(number * 104'729 % 1'000'003);
-        }
-    }
 
     std::unique_ptr<DownloadTableModel> table;
-    std::unique_ptr<QAbstractItemModelTester> tester;
 };
 
 TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
@@ -62,7 +47,7 @@ TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
     running->setConnectionLimit(8);
     const Item unknown = addAt(u"http://host.example/b"_s, Status::probing);
     const Item failed = addAt(u"http://host.example/c"_s, Status::failed);
-    failed->setErrorMessage(u"No route"_s);
+    failed->setErrorMessage(u"<b>No</b> route"_s);
     failed->setBytesPerSecond(99);
     const Item paused = addAt(u"http://host.example/d"_s, Status::paused);
     paused->setTotalBytes(100);
@@ -77,95 +62,71 @@ TEST_F(DownloadTableModelTest, CellsSayWhatIsKnownOfADownload) {
         QString text;
         int role = Qt::DisplayRole;
     };
-    const Case cases[] = {
-        {running, Column::name, u"a.iso"_s},
-        {running, Column::name, u"a.iso, Downloading, 25 percent, 512.00 B/s, 6s left"_s,
-         Qt::AccessibleTextRole},
-        {running, Column::size, u"4.00 KB"_s},
-        {running, Column::progress, u"6s"_s},
-        {running, Column::progress, u"25 percent, 6s left"_s, Qt::AccessibleTextRole},
-        {running, Column::progress, u"1.00 KB of 4.00 KB (25 percent)"_s, Qt::ToolTipRole},
-        {running, Column::speed, u"512.00 B/s"_s},
-        {running, Column::segments, u"25 percent, 3 of 8"_s, Qt::AccessibleTextRole},
-        {running, Column::connections, u"3 of 8"_s},
-        {running, Column::status, u"Downloading"_s},
-        {unknown, Column::size, u"Unknown"_s},
-        {unknown, Column::progress, u"--"_s},
-        {unknown, Column::status, u"Connecting"_s},
-        {failed, Column::progress, u""_s},
-        {failed, Column::speed, u""_s},
-        {failed, Column::connections, u""_s},
-        {failed, Column::status, u"No route"_s, Qt::ToolTipRole},
-        {paused, Column::progress, u"29 percent"_s, Qt::AccessibleTextRole},
-        {torrent, Column::connections, u"4 peers, 2 seeds"_s},
-        {torrent, Column::added, QLocale().toString(torrent->addedAt().toLocalTime(), QLocale::ShortFormat)},
-    };
-    for (const Case& each : cases)
-        EXPECT_EQ(text(each.item, each.column, each.role), each.text);
-    failed->setErrorMessage(u"<b>No</b> route"_s);
-    EXPECT_TRUE(runUntil([&] {
-        return text(failed, Column::status, Qt::ToolTipRole) == u"<span>&lt;b&gt;No&lt;/b&gt; route</span>"_s;
-    })) << "what a server says is no markup";
-    EXPECT_EQ(table->row(table->indexOf(failed->id())).speed, 0);
-    EXPECT_EQ(table->row(table->indexOf(failed->id())).size, -1);
+    for (const auto& [item, column, text, role] : {
+             Case{running, Column::name, u"a.iso, Downloading, 25 percent, 512.00 B/s, 6s left"_s,
+                  Qt::AccessibleTextRole},
+             {running, Column::size, u"4.00 KB"_s},
+             {running, Column::progress, u"6s"_s},
+             {running, Column::progress, u"25 percent, 6s left"_s, Qt::AccessibleTextRole},
+             {running, Column::progress, u"1.00 KB of 4.00 KB (25 percent)"_s, Qt::ToolTipRole},
+             {running, Column::speed, u"512.00 B/s"_s},
+             {running, Column::segments, u"25 percent, 3 of 8"_s, Qt::AccessibleTextRole},
+             {unknown, Column::size, u"Unknown"_s},
+             {unknown, Column::progress, u"--"_s},
+             {unknown, Column::status, u"Connecting"_s},
+             {failed, Column::progress, u""_s},
+             {failed, Column::speed, u""_s},
+             {failed, Column::connections, u""_s},
+             // What a server says is no markup.
+             {failed, Column::status, u"<span>&lt;b&gt;No&lt;/b&gt; route</span>"_s, Qt::ToolTipRole},
+             {paused, Column::progress, u"29 percent"_s, Qt::AccessibleTextRole},
+             {torrent, Column::connections, u"4 peers, 2 seeds"_s},
+         })
+        EXPECT_EQ(table->index(table->indexOf(item->id()), static_cast<int>(column)).data(role).toString(),
+                  text);
 }
 
-TEST_F(DownloadTableModelTest, OnlyChangedCellsAreReportedAndEachOnce) {
-    const Item changing = addAt(u"http://host.example/a"_s, Status::downloading);
-    addAt(u"http://host.example/b"_s, Status::downloading);
-    ASSERT_TRUE(runUntil([&] { return table->rowCount() == 2; }));
-    struct Case {
-        std::function<void()> change;
-        QList<Column> columns;
-    };
-    const Case cases[] = {
-        {[&] { changing->setFilename(u"n"_s); }, {Column::name}},
-        {[&] { changing->setTotalBytes(900); }, {Column::size, Column::progress, Column::segments}},
-        {[&] {
-             for (const int bytes : {1, 2, 3})
-                 changing->setReceivedBytes(bytes);
-         },
-         {Column::progress}},
-        {[&] { changing->setBytesPerSecond(7); }, {Column::progress, Column::speed}},
-        {[&] { changing->setSegments({SegmentSnapshot{}}); }, {Column::segments}},
-        {[&] {
-             changing->setActiveConnections(2);
-             changing->setConnectionLimit(4);
-         },
-         {Column::connections}},
-        {[&] { changing->setErrorMessage(u"e"_s); }, {Column::status}},
-        {[&] { changing->setStatus(Status::paused); },
-         {Column::progress, Column::speed, Column::segments, Column::connections, Column::status}},
-    };
-    const int row = table->indexOf(changing->id());
-    for (const Case& each : cases) {
+TEST_F(DownloadTableModelTest, OnlyChangedCellsAreReportedAndEachOnceOrAllTogetherWhenTheyAreMany) {
+    {
+        const DownloadManager::Batch batch(manager());
+        for (int number = 0; number < 100; ++number)
+            addAt(u"http://host.example/a"_s);
+    }
+    table->refreshNow();
+    const Item changing = item(7);
+    const auto reported = [&](const std::function<void()>& change) {
         const QSignalSpy cells(table.get(), &QAbstractItemModel::dataChanged);
-        // Nobody shows it.
-        changing->setMirrors(changing->mirrors() + QList{QUrl(u"http://mirror.example/"_s)});
-        each.change();
+        change();
         EXPECT_EQ(cells.size(), 0);
-        ASSERT_TRUE(runUntil([&] { return !cells.isEmpty(); }));
+        EXPECT_TRUE(runUntil([&] { return !cells.isEmpty(); }));
         QList<Column> columns;
         for (const QList<QVariant>& cell : cells) {
             EXPECT_EQ(cell.at(0).toModelIndex(), cell.at(1).toModelIndex());
-            EXPECT_EQ(cell.at(0).toModelIndex().row(), row);
+            EXPECT_EQ(cell.at(0).toModelIndex().row(), table->indexOf(changing->id()));
             columns.append(static_cast<Column>(cell.at(0).toModelIndex().column()));
         }
-        EXPECT_EQ(columns, each.columns);
-    }
-}
+        return columns;
+    };
+    EXPECT_EQ(reported([&] {
+                  changing->setMirrors({QUrl(u"http://mirror.example/"_s)}); // nobody shows it
+                  for (const int bytes : {1, 2, 3})
+                      changing->setReceivedBytes(bytes);
+              }),
+              QList{Column::progress});
+    EXPECT_EQ(reported([&] {
+                  changing->setActiveConnections(2);
+                  changing->setConnectionLimit(4);
+                  changing->setErrorMessage(u"e"_s);
+              }),
+              (QList{Column::connections, Column::status}));
 
-TEST_F(DownloadTableModelTest, ManyChangedRowsAreReportedTogether) {
-    addMany(300);
-    table->refreshNow();
     const QSignalSpy cells(table.get(), &QAbstractItemModel::dataChanged);
-    for (const Item& item : manager().items().first(200))
-        item->setStatus(Status::failed);
+    for (const Item& each : manager().items().first(70))
+        each->setStatus(Status::failed);
     ASSERT_TRUE(runUntil([&] { return !cells.isEmpty(); }));
     ASSERT_EQ(cells.size(), 1);
-    EXPECT_EQ(cells.first().at(0).toModelIndex(), table->index(0, 0));
-    EXPECT_EQ(cells.first().at(1).toModelIndex(), table->index(299, downloadColumnCount - 1));
-    EXPECT_EQ(text(manager().items()[199], Column::status), u"Failed"_s);
+    EXPECT_EQ(cells[0][0].toModelIndex(), table->index(0, 0));
+    EXPECT_EQ(cells[0][1].toModelIndex(), table->index(99, downloadColumnCount - 1));
 }
 
 TEST_F(DownloadTableModelTest, EachColumnSortsByItsValue) {
@@ -209,11 +170,7 @@ TEST_F(DownloadTableModelTest, EveryIndexStaysWithItsDownloadThroughAnyRearrange
     const std::optional<DownloadFilter> filters[] = {DownloadFilter::all, DownloadFilter::paused,
                                                      DownloadFilter::failed, std::nullopt};
     const Status statuses[] = {Status::paused, Status::failed, Status::completed};
-    int resets = 0, inserts = 0, removals = 0, moves = 0;
-    QObject::connect(table.get(), &QAbstractItemModel::modelReset, [&] { ++resets; });
-    QObject::connect(table.get(), &QAbstractItemModel::rowsInserted, [&] { ++inserts; });
-    QObject::connect(table.get(), &QAbstractItemModel::rowsRemoved, [&] { ++removals; });
-    QObject::connect(table.get(), &QAbstractItemModel::layoutChanged, [&] { ++moves; });
+    const QSignalSpy resets(table.get(), &QAbstractItemModel::modelReset);
     for (int step = 0; step < 150; ++step) {
         std::vector<std::pair<QPersistentModelIndex, QUuid>> followed;
         for (int row = 0; row < table->rowCount(); ++row)
@@ -246,27 +203,22 @@ TEST_F(DownloadTableModelTest, EveryIndexStaysWithItsDownloadThroughAnyRearrange
                 EXPECT_FALSE(index.isValid());
             }
     }
-    EXPECT_EQ(resets, 0);
-    EXPECT_GT(inserts, 20);
-    EXPECT_GT(removals, 20);
-    EXPECT_GT(moves, 20);
+    EXPECT_EQ(resets.size(), 0);
 }
 
 TEST_F(DownloadTableModelTest, ADownloadLeavesTheListWhenItMatchesNoMore) {
     const Item item = addAt(u"http://host.example/a.mp4"_s);
+    const auto isListed = [this](bool listed) {
+        return runUntil([&] { return table->rowCount() == (listed ? 1 : 0); });
+    };
     model().setFilter(DownloadFilter::paused);
-    model().setSearch(u"mp4"_s);
-    ASSERT_TRUE(runUntil([&] { return table->rowCount() == 1; }));
+    ASSERT_TRUE(isListed(true));
     item->setStatus(Status::failed);
-    EXPECT_TRUE(runUntil([&] { return table->rowCount() == 0; }));
-    item->setStatus(Status::paused);
-    EXPECT_TRUE(runUntil([&] { return table->rowCount() == 1; }));
-    item->setFilename(u"renamed.iso"_s);
-    model().setSearch(u"renamed"_s);
+    EXPECT_TRUE(isListed(false));
     model().setFilter(DownloadFilter::kind(FileKind::video));
-    EXPECT_TRUE(runUntil([&] { return table->rowCount() == 0; }));
-    item->setFilename(u"renamed.mkv"_s);
-    EXPECT_TRUE(runUntil([&] { return table->rowCount() == 1; }));
+    EXPECT_TRUE(isListed(true));
+    item->setFilename(u"renamed.iso"_s);
+    EXPECT_TRUE(isListed(false));
 }
 
 TEST_F(DownloadTableModelTest, WhatChangesAllTheTimeMovesRowsAtMostOnceASecond) {
@@ -297,58 +249,16 @@ TEST_F(DownloadTableModelTest, DoesNothingWhileInactiveAndCatchesUpAfterwards) {
     const Item kept = addAt(u"http://host.example/a"_s);
     const Item gone = addAt(u"http://host.example/b"_s);
     ASSERT_TRUE(runUntil([&] { return table->rowCount() == 2; }));
-    gone->setTotalBytes(1);
     table->setActive(false);
-    QSignalSpy cells(table.get(), &QAbstractItemModel::dataChanged);
-    kept->setTotalBytes(2048);
+    kept->setFilename(u"renamed"_s);
     manager().remove(gone, false);
-    const Item added = addAt(u"http://host.example/c"_s);
-    model().setSearch(u"host"_s);
+    addAt(u"http://host.example/c"_s);
     QElapsedTimer timer;
     timer.start();
     ASSERT_TRUE(runUntil([&] { return timer.elapsed() > 250; }));
-    EXPECT_EQ(cells.size(), 0);
     EXPECT_EQ(shown(), u"b a"_s);
     table->setActive(true);
-    EXPECT_EQ(shown(), u"c a"_s);
-    EXPECT_EQ(text(kept, Column::size), u"2.00 KB"_s);
-}
-
-TEST_F(DownloadTableModelTest, TenThousandRowsAreFilteredAndSortedInAMoment) {
-    tester.reset();
-    addMany(10'000);
-    table->refreshNow();
-    ASSERT_EQ(table->rowCount(), 10'000);
-    struct Case {
-        const char* what;
-        std::function<void(bool odd)> change;
-    };
-    const Case cases[] = {
-        {"sorting by name",
-         [&](bool odd) { table->sort(0, odd ? Qt::AscendingOrder : Qt::DescendingOrder); }},
-        {"sorting by size",
-         [&](bool odd) { table->sort(1, odd ? Qt::AscendingOrder : Qt::DescendingOrder); }},
-        {"filtering",
-         [&](bool odd) {
-             model().setFilter(odd ? DownloadFilter::kind(FileKind::video) : DownloadFilter::all);
-             table->refreshNow();
-         }},
-        {"searching",
-         [&](bool odd) {
-             model().setSearch(odd ? u"99"_s : QString());
-             table->refreshNow();
-         }},
-    };
-    for (const Case& each : cases) {
-        each.change(true);
-        each.change(false);
-        QElapsedTimer timer;
-        timer.start();
-        each.change(true);
-        each.change(false);
-        // Many times what it takes, for slow machines; a step for each pair of rows would take longer.
-        EXPECT_LT(timer.elapsed(), 3'000) << each.what;
-    }
+    EXPECT_EQ(shown(), u"c renamed"_s);
 }
 
 } // namespace
