@@ -5,7 +5,6 @@
 #include "support/EventLoop.h"
 #include "support/TempFolder.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <QFileInfo>
 
@@ -13,7 +12,6 @@ namespace fetra {
 
 using namespace Qt::StringLiterals;
 using namespace test;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -41,9 +39,9 @@ protected:
 TEST_F(DesktopWorkspaceTest, RevealsAllFilesInOneCallByUrisThatLeadBackToThem) {
     MockService manager(bus, place);
     manager.addMethod(u"ShowItems"_s, u"ass"_s, {}, {});
-    QStringList names{u"plain.iso"_s,      u"two words"_s,  u"100%.bin"_s,      u"%41%2F"_s,
-                      u"a#b?c=d&e;f"_s,    u"[x]{y}'\"z"_s, u"back\\slash"_s,   u"new\nline"_s,
-                      u"Ünï \U0001F4BE"_s, u"e\u0301"_s,    u"+a:b@c,d|e^f`g"_s};
+    const QStringList names{u"100%.bin"_s,       u"%41%2F"_s,      u"a #b?c=d&e;f"_s,
+                            u"[x]{y}'\"z"_s,     u"back\\slash"_s, u"new\nline"_s,
+                            u"Ünï \U0001F4BE"_s, u"e\u0301"_s,     u"+a:b@c,d|e^f`g"_s};
     QList<QUrl> files{QUrl(u"https://example.org/elsewhere"_s), folderUrl()};
     QStringList paths{folder.path()};
     for (const QString& name : names) {
@@ -64,37 +62,34 @@ TEST_F(DesktopWorkspaceTest, RevealsAllFilesInOneCallByUrisThatLeadBackToThem) {
     }
     EXPECT_EQ(arrived, paths);
     EXPECT_EQ(calls.at(0).at(1), u"token"_s);
-    EXPECT_THAT(opened, IsEmpty());
+    EXPECT_TRUE(opened.isEmpty());
 }
 
 TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
-    enum class Manager { none, refuses, isSlow };
-    for (const Manager kind : {Manager::none, Manager::refuses, Manager::isSlow}) {
+    const QUrl first = file(u"sub 1%/a#"_s);
+    const std::pair<QList<QUrl>, QList<QUrl>> cases[] = {
+        {{first, file(u"b"_s)}, {QUrl::fromLocalFile(folder.path(u"sub 1%"_s))}},
+        {{folderUrl(), first}, {folderUrl()}},
+        {{QUrl::fromLocalFile(folder.path(u"gone"_s))}, {folderUrl()}},
+        {{QUrl::fromLocalFile(folder.path(u"no/where"_s))}, {}},
+        {{}, {}},
+    };
+    const auto noReply = "freedesktop.DBus.Error.NoReply";
+    for (const char* error : {static_cast<const char*>(nullptr), "example.No", noReply}) {
         std::unique_ptr<MockService> manager;
-        if (kind != Manager::none) {
+        if (error) {
             manager = std::make_unique<MockService>(bus, place);
             manager->addMethod(
                 u"ShowItems"_s, u"ass"_s, {},
-                u"raise dbus.exceptions.DBusException('no', name='org.%1')"_s.arg(
-                    kind == Manager::refuses ? u"example.No"_s : u"freedesktop.DBus.Error.NoReply"_s));
+                u"raise dbus.exceptions.DBusException('no', name='org.%1')"_s.arg(QLatin1StringView(error)));
         }
-        const QUrl first = file(u"sub 1%/a#"_s);
-        const QUrl gone = QUrl::fromLocalFile(folder.path(u"gone"_s));
-        const QUrl lost = QUrl::fromLocalFile(folder.path(u"no/where"_s));
-        const QList<std::pair<QList<QUrl>, QList<QUrl>>> cases{
-            {{first, file(u"b"_s)}, {QUrl::fromLocalFile(folder.path(u"sub 1%"_s))}},
-            {{folderUrl(), first}, {folderUrl()}},
-            {{gone}, {folderUrl()}},
-            {{lost}, {}},
-            {{}, {}},
-        };
         QList<QUrl> expected;
         opened.clear();
         for (const auto& [files, folders] : cases) {
             workspace.reveal(files);
             expected += folders;
         }
-        if (kind == Manager::isSlow) {
+        if (error == noReply) {
             PrivateBus::settle(application, place.name);
             expected.clear(); // It may still show them.
         }
@@ -103,23 +98,17 @@ TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
     }
 }
 
-TEST_F(DesktopWorkspaceTest, OpensFilesThatAreThere) {
+TEST_F(DesktopWorkspaceTest, OpensFilesThatAreThereAndShowsLaunchersInstead) {
     const QUrl there = file(u"50% #1?.iso"_s);
     EXPECT_TRUE(workspace.open(there));
     EXPECT_TRUE(workspace.open(folderUrl()));
-    EXPECT_EQ(opened, (QList<QUrl>{there, folderUrl()}));
-
-    opened.clear();
     for (const QUrl& url : {QUrl::fromLocalFile(folder.path(u"gone"_s)), QUrl(u"https://example.org/"_s),
                             QUrl(u"relative"_s), QUrl()})
         EXPECT_FALSE(workspace.open(url)) << url.toString().toStdString();
-    EXPECT_THAT(opened, IsEmpty());
-
+    EXPECT_EQ(opened, (QList<QUrl>{there, folderUrl()}));
     opens = false;
     EXPECT_FALSE(workspace.open(there)) << "refused";
-}
 
-TEST_F(DesktopWorkspaceTest, ShowsLaunchersInsteadOfOpeningThem) {
     for (const QString& name : {u"a/invoice.pdf.desktop"_s, u"b/invoice"_s}) {
         opened.clear();
         const QString path = folder.write(name, "[Desktop Entry]\nType=Application\nExec=true\n");

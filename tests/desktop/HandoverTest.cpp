@@ -41,13 +41,11 @@ TEST(HandoverTest, TakesNothingMalformedOrBeyondTheLimits) {
         QByteArray message;
         bool isTaken;
     } cases[] = {
-        {"plain", messageWith("t", "t"), true},
         {"keys of a later version", messageWith("{", R"({"later":[1],)"), true},
         {"no version", messageWith("version", "other"), false},
         {"another version", messageWith("1", "2"), false},
         {"nothing opened", messageWith(opened, "[]"), true},
         {"no list", messageWith(opened, R"("https://a.example/x")"), false},
-        {"no texts in the list", messageWith(opened, "[1]"), false},
         {"an empty address", messageWith(opened, R"([""])"), false},
         {"a relative address", messageWith(opened, R"(["x/y"])"), false},
         {"half a character", messageWith("/x", R"(/\ud800)"), false},
@@ -62,7 +60,6 @@ TEST(HandoverTest, TakesNothingMalformedOrBeyondTheLimits) {
         {"token too long", messageWith(R"("t")", '"' + longestToken + "t\""), false},
         {"token with a line feed", messageWith(R"("t")", R"("t\nu")"), false},
         {"two values", messageWith("}", "}{}"), false},
-        {"a list", "[]", false},
         {"nothing", "", false},
         {"too long a message", messageWith("{", "{" + QByteArray(Handover::maxMessageBytes, ' ')), false},
     };
@@ -90,13 +87,11 @@ TEST(HandoverTest, MeansTheSameInAnotherWorkingFolder) {
 
 TEST(HandoverTest, TakesTheTokenThatTheDesktopGave) {
     const struct {
-        QByteArray activation;
-        QByteArray startup;
+        QByteArray activation, startup;
         QString token;
     } cases[] = {
-        {"", "", u""_s},          {"new", "", u"new"_s},    {"", "old", u"old"_s},
-        {"new", "old", u"new"_s}, {"a b", "old", u"old"_s}, {QByteArray(2000, 'x'), "old", u"old"_s},
-        {"\x1b[", "", u""_s},     {"\xc3\xbc", "", u""_s},
+        {"", "", u""_s},          {"", "old", u"old"_s},   {"new", "old", u"new"_s},
+        {"a b", "old", u"old"_s}, {"\xc3\xbc", "", u""_s}, {QByteArray(2000, 'x'), "old", u"old"_s},
     };
     for (const auto& [activation, startup, token] : cases) {
         const Environment newer("XDG_ACTIVATION_TOKEN", activation);
