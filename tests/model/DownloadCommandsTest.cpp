@@ -1,6 +1,5 @@
 #include "app/model/DownloadCommands.h"
 
-#include "app/model/SettingsPane.h"
 #include "model/ModelWorld.h"
 
 #include <QSignalSpy>
@@ -51,25 +50,6 @@ TEST_F(DownloadCommandsTest, EnablementFollowsTheModelAtOnce) {
                                                  Command::toggleInspector}));
     model().setTerminating(true);
     EXPECT_EQ(enabled(commands), (QList{Command::reveal, Command::toggleInspector}));
-}
-
-TEST_F(DownloadCommandsTest, SettingsStayWithinTheRangesOfTheirControls) {
-    SettingsPane pane(model());
-    struct Case {
-        void (SettingsPane::*set)(qint64);
-        qint64 (DownloadManager::*get)() const;
-        qint64 least, most;
-    };
-    for (const auto& [set, get, least, most] : {
-             Case{&SettingsPane::setTorrentUploadLimitKB, &DownloadManager::torrentUploadLimitKB, 0, 100'000},
-             {&SettingsPane::setMaxConcurrentDownloads, &DownloadManager::maxConcurrentDownloads, 1, 10},
-             {&SettingsPane::setConnectionsPerDownload, &DownloadManager::connectionsPerDownload, 1, 64},
-         }) {
-        (pane.*set)(least - 1);
-        EXPECT_EQ((manager().*get)(), least);
-        (pane.*set)(most + 1);
-        EXPECT_EQ((manager().*get)(), most);
-    }
 }
 
 } // namespace

@@ -96,12 +96,19 @@ TEST_F(SettingsWindowTest, ShowsWhatIsChangedElsewhere) {
     }
     window->hide();
     model().settings().set(AppSettings::watchClipboard, true);
-    // More than its stepper can say is shown, and left alone.
-    manager().setMaxConcurrentDownloads(40);
     window->show();
     EXPECT_TRUE(box.isChecked());
-    EXPECT_EQ(named<QSpinBox>(u"Simultaneous downloads"_s).value(), 10);
-    EXPECT_EQ(manager().maxConcurrentDownloads(), 40);
+
+    // What a stepper cannot say is shown as its end, and left alone.
+    auto& simultaneous = named<QSpinBox>(u"Simultaneous downloads"_s);
+    auto& connections = named<QSpinBox>(u"Connections per download"_s);
+    for (const auto& [set, shown, shownConnections] : {std::tuple{0, 1, 1}, {100, 10, 64}}) {
+        manager().setMaxConcurrentDownloads(set);
+        manager().setConnectionsPerDownload(set);
+        EXPECT_EQ(simultaneous.value(), shown);
+        EXPECT_EQ(connections.value(), shownConnections);
+    }
+    EXPECT_EQ(manager().maxConcurrentDownloads(), 100);
 }
 
 } // namespace
