@@ -67,7 +67,7 @@ TEST_F(ThroughputChartTest, TheHoverLineTellsTheRateAndTheTimeAtThePointer) {
     QTest::mouseMove(&chart, QPoint(1, 1));
     EXPECT_EQ(chart.hoverText(), QString()) << "on the scale";
     chart.setSamples(rising(30), false);
-    pointAt(60);
+    pointAt(90);
     EXPECT_EQ(chart.hoverText(), QString()) << "before the first sample";
 }
 
