@@ -127,32 +127,9 @@ QVariant DownloadTableModel::data(const QModelIndex& index, int role) const {
         return shown.accessibleText(column);
     case Qt::TextAlignmentRole:
         return QVariant::fromValue(Qt::AlignVCenter | (isNumber(column) ? Qt::AlignRight : Qt::AlignLeft));
-    case sortRole:
-        return sortValue(shown, column);
     default:
         return {};
     }
-}
-
-QVariant DownloadTableModel::sortValue(const DownloadTableRow& row, DownloadColumn column) {
-    switch (column) {
-    case DownloadColumn::name:
-        return row.name;
-    case DownloadColumn::size:
-        return row.size;
-    case DownloadColumn::progress:
-    case DownloadColumn::segments:
-        return row.progress;
-    case DownloadColumn::speed:
-        return row.speed;
-    case DownloadColumn::connections:
-        return row.connections;
-    case DownloadColumn::status:
-        return row.status;
-    case DownloadColumn::added:
-        return row.added;
-    }
-    return {};
 }
 
 QVariant DownloadTableModel::headerData(int section, Qt::Orientation orientation, int role) const {

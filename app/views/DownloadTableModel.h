@@ -23,11 +23,6 @@ class DownloadTableModel final : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Role {
-        /// The value that the column sorts by.
-        sortRole = Qt::UserRole,
-    };
-
     /// `model` outlives this. Starts inactive and empty.
     explicit DownloadTableModel(AppModel& model, QObject* parent = nullptr);
 
@@ -63,7 +58,6 @@ private:
     using Range = std::pair<int, int>;
 
     [[nodiscard]] static Columns columnsShowing(DownloadItem::Field field);
-    [[nodiscard]] static QVariant sortValue(const DownloadTableRow& row, DownloadColumn column);
 
     void noteChange(const DownloadManager::Item& item, DownloadItem::Field field);
     [[nodiscard]] bool decidesMembership(DownloadItem::Field field) const;
