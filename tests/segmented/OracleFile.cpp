@@ -1,6 +1,6 @@
 #include "OracleFile.h"
 
-#include "SegmentedDownloadTest.h"
+#include <QFile>
 
 #include <cerrno>
 #include <stdexcept>
@@ -14,6 +14,14 @@ namespace fetra::test {
 namespace {
 
 constexpr qint64 surplus = 64;
+
+/// Every place in it looks different.
+QByteArray serverFile(qint64 size) {
+    QByteArray bytes(size, '\0');
+    for (qint64 i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>(1 + (i * 7 + i / 251) % 255);
+    return bytes;
+}
 
 std::string rangeText(qint64 offset, qint64 end) {
     return std::to_string(offset) + "-" + std::to_string(end - 1);
@@ -34,11 +42,11 @@ OracleFile::~OracleFile() {
     ::close(descriptor_);
 }
 
-void OracleFile::begin(qint64 total, const Bytes& held, size_t piece) {
+void OracleFile::begin(qint64 total, const Bytes& held) {
     const std::lock_guard lock(mutex_);
     total_ = total;
-    piece_ = piece;
-    content_ = fileBytes(total + surplus);
+    static const QByteArray longest = serverFile(capacity + surplus);
+    content_ = longest.first(total + surplus);
     held_ = held;
     cache_ = QByteArray(capacity, '\0');
     for (qint64 i = 0; i < total; ++i) {
@@ -47,9 +55,9 @@ void OracleFile::begin(qint64 total, const Bytes& held, size_t piece) {
     }
     disk_ = cache_;
     lost_.reset();
-    writes_.clear();
-    faults_ = {};
-    writeFaults_ = syncFaults_ = sidecarFaults_ = records_ = 0;
+    for (size_t i = 0; i < come_.size(); ++i)
+        coming_[i] = come_[i] = 0;
+    records_ = 0;
     running_ = true;
     const bool laid =
         ::ftruncate(descriptor_, 0) == 0 && ::lseek(descriptor_, 0, SEEK_SET) == 0 &&
@@ -75,9 +83,8 @@ long OracleFile::call(SystemCall& call, const Proceed& proceed) {
         if (code == 0)
             return 0;
     } else if (call.kind == SystemCall::Kind::pwrite) {
-        std::span<const char> data(static_cast<const char*>(call.data), static_cast<size_t>(call.size));
+        const std::span data(static_cast<const char*>(call.data), static_cast<size_t>(call.size));
         code = willWrite(call.descriptor, data, call.offset);
-        call.size = static_cast<off_t>(data.size());
     }
     if (code == 0)
         return proceed();
@@ -85,44 +92,34 @@ long OracleFile::call(SystemCall& call, const Proceed& proceed) {
     return -1;
 }
 
-int OracleFile::willWrite(int descriptor, std::span<const char>& data, qint64 offset) {
+int OracleFile::willWrite(int descriptor, std::span<const char> data, qint64 offset) {
     if (!isOwn(descriptor))
         return willSave(data);
-    const qint64 end = offset + static_cast<qint64>(data.size());
-    {
-        const std::lock_guard lock(mutex_);
-        const bool goesOn = !writes_.empty() && writes_.back().end == end && writes_.back().offset < offset;
-        if (!goesOn)
-            takeLocked(offset, end);
-    }
+    take(offset, offset + static_cast<qint64>(data.size()));
     if (midWrite)
         midWrite();
     const std::lock_guard lock(mutex_);
-    if (const int code = std::exchange(faults_.write, 0)) {
-        ++writeFaults_;
-        for (qint64 i = writes_.back().offset; i < end && i < total_; ++i)
-            held_.reset(static_cast<size_t>(i));
-        writes_.pop_back();
-        return code;
-    }
-    data = data.first(std::min(piece_, data.size()));
+    const int code = comes(Fault::write);
     for (size_t i = 0; i < data.size(); ++i) {
         const qint64 at = offset + static_cast<qint64>(i);
-        if (at < total_) {
-            if (data[i] != content_[at])
-                complainLocked("a wrong byte at " + std::to_string(at));
-            cache_[at] = data[i];
-            lost_.reset(static_cast<size_t>(at));
+        if (at >= total_)
+            break;
+        const auto bit = static_cast<size_t>(at);
+        if (code) {
+            held_.reset(bit);
+            continue;
         }
+        if (data[i] != content_[at])
+            complainLocked("a wrong byte at " + std::to_string(at));
+        cache_[at] = data[i];
+        lost_.reset(bit);
     }
-    if (offset + static_cast<qint64>(data.size()) == end)
-        writes_.pop_back();
-    return 0;
+    return code;
 }
 
 /// Each byte is written once, where it belongs.
-void OracleFile::takeLocked(qint64 offset, qint64 end) {
-    writes_.push_back({.offset = offset, .end = end});
+void OracleFile::take(qint64 offset, qint64 end) {
+    const std::lock_guard lock(mutex_);
     if (!running_)
         complainLocked("a write after the end of the run");
     if (offset < 0 || end > total_)
@@ -135,13 +132,8 @@ void OracleFile::takeLocked(qint64 offset, qint64 end) {
 }
 
 int OracleFile::willSave(std::span<const char> data) {
-    {
-        const std::lock_guard lock(mutex_);
-        if (const int code = std::exchange(faults_.sidecarWrite, 0)) {
-            ++sidecarFaults_;
-            return code;
-        }
-    }
+    if (const int code = comes(Fault::sidecarWrite))
+        return code;
     const auto record =
         ResumeStore::decode(QByteArray::fromRawData(data.data(), static_cast<qsizetype>(data.size())));
     if (!record)
@@ -153,12 +145,8 @@ int OracleFile::willSave(std::span<const char> data) {
 }
 
 int OracleFile::willSync(int descriptor) {
-    if (!isOwn(descriptor)) {
-        const std::lock_guard lock(mutex_);
-        const int code = std::exchange(faults_.sidecarSync, 0);
-        sidecarFaults_ += code ? 1 : 0;
-        return code;
-    }
+    if (!isOwn(descriptor))
+        return comes(Fault::sidecarSync);
     QByteArray synced;
     {
         // What is written while the sync is under way may or may not be on the disk afterwards.
@@ -172,8 +160,7 @@ int OracleFile::willSync(int descriptor) {
         holding_.wait(true);
     }
     const std::lock_guard lock(mutex_);
-    const int code = std::exchange(faults_.sync, 0);
-    syncFaults_ += code ? 1 : 0;
+    const int code = comes(Fault::sync);
     for (qint64 i = 0; i < total_; ++i) {
         const auto bit = static_cast<size_t>(i);
         if (synced[i] == disk_[i])
@@ -186,9 +173,10 @@ int OracleFile::willSync(int descriptor) {
     return code;
 }
 
-void OracleFile::setFaults(const Faults& faults) {
-    const std::lock_guard lock(mutex_);
-    faults_ = faults;
+int OracleFile::comes(Fault fault) {
+    const int code = coming_[static_cast<size_t>(fault)].exchange(0);
+    come_[static_cast<size_t>(fault)] += code ? 1 : 0;
+    return code;
 }
 
 void OracleFile::releaseSync() {

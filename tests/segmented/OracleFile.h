@@ -5,13 +5,13 @@
 
 #include <QByteArray>
 
+#include <array>
 #include <atomic>
 #include <bitset>
 #include <functional>
 #include <mutex>
 #include <span>
 #include <string>
-#include <vector>
 
 #include <sys/types.h>
 
@@ -26,22 +26,15 @@ public:
     static constexpr size_t capacity = 512;
     using Bytes = std::bitset<capacity>;
 
-    /// Faults to come: each is an errno value that the next such call fails with.
-    struct Faults {
-        int write = 0;
-        int sync = 0;
-        int sidecarWrite = 0;
-        int sidecarSync = 0;
-    };
+    enum class Fault { write, sync, sidecarWrite, sidecarSync };
 
     explicit OracleFile(const QString& path);
     ~OracleFile() override;
     OracleFile(const OracleFile&) = delete;
     OracleFile& operator=(const OracleFile&) = delete;
 
-    /// A run begins on a file of `total` bytes, in which only those of `held` are left. Writes at most
-    /// `piece` bytes a call.
-    void begin(qint64 total, const Bytes& held, size_t piece);
+    /// A run begins on a file of `total` bytes, in which only those of `held` are left.
+    void begin(qint64 total, const Bytes& held);
     /// No write is right from now on.
     void end();
 
@@ -51,11 +44,14 @@ public:
     /// What happens while a write of the engine is under way. Called on the writing thread.
     std::function<void()> midWrite;
 
-    void setFaults(const Faults& faults);
-    /// Faults that have come to pass in this run.
-    [[nodiscard]] int writeFaults() const { return writeFaults_; }
-    [[nodiscard]] int syncFaults() const { return syncFaults_; }
-    [[nodiscard]] int sidecarFaults() const { return sidecarFaults_; }
+    /// The next such call fails with that errno value.
+    void failNext(Fault fault, int code) { coming_[static_cast<size_t>(fault)] = code; }
+    /// How many have come to pass in this run.
+    [[nodiscard]] int faults(Fault fault) const { return come_[static_cast<size_t>(fault)]; }
+    [[nodiscard]] int dataFaults() const { return faults(Fault::write) + faults(Fault::sync); }
+    [[nodiscard]] int sidecarFaults() const {
+        return faults(Fault::sidecarWrite) + faults(Fault::sidecarSync);
+    }
     [[nodiscard]] int recordCount() const { return records_; }
 
     /// The next sync of the file waits to be released, unless one waits already.
@@ -84,16 +80,14 @@ public:
     [[nodiscard]] std::string takeComplaint();
 
 private:
-    struct Write {
-        qint64 offset;
-        qint64 end;
-    };
     [[nodiscard]] bool isOwn(int descriptor) const;
-    /// These answer the errno value that the call fails with, or 0. Of `data` only what is left is written.
-    [[nodiscard]] int willWrite(int descriptor, std::span<const char>& data, qint64 offset);
+    /// These answer the errno value that the call fails with, or 0.
+    [[nodiscard]] int willWrite(int descriptor, std::span<const char> data, qint64 offset);
     [[nodiscard]] int willSync(int descriptor);
     [[nodiscard]] int willSave(std::span<const char> data);
-    void takeLocked(qint64 offset, qint64 end);
+    /// What this call fails with.
+    [[nodiscard]] int comes(Fault fault);
+    void take(qint64 offset, qint64 end);
     void complainLocked(const std::string& what);
 
     const QString path_;
@@ -102,7 +96,6 @@ private:
 
     mutable std::mutex mutex_;
     qint64 total_ = 0;
-    size_t piece_ = capacity;
     bool running_ = false;
     QByteArray content_;
     Bytes held_;
@@ -110,13 +103,10 @@ private:
     QByteArray disk_;
     /// Bytes that a failed sync gave up: no later one brings them to the disk.
     Bytes lost_;
-    std::vector<Write> writes_;
-    Faults faults_;
     std::string complaint_;
 
-    std::atomic<int> writeFaults_ = 0;
-    std::atomic<int> syncFaults_ = 0;
-    std::atomic<int> sidecarFaults_ = 0;
+    std::array<std::atomic<int>, 4> coming_{};
+    std::array<std::atomic<int>, 4> come_{};
     std::atomic<int> records_ = 0;
     /// Orders to hold a sync are `hold_` until they are obeyed.
     std::atomic<bool> hold_ = false;

@@ -1,14 +1,12 @@
 #include "SegmentedDownloadTest.h"
 
 #include <algorithm>
-#include <thread>
 
 namespace fetra::test {
 namespace {
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using Segments = QList<ResumeRecord::Seg>;
 
 /// The longest that a call which never waits may take.
 constexpr auto instant = 5ms;
@@ -21,35 +19,6 @@ std::chrono::steady_clock::duration timeOf(Work&& work) {
 }
 
 class SegmentedDownloadEndTest : public SegmentedDownloadTest {};
-
-TEST_F(SegmentedDownloadEndTest, ARunCancelledBeforeItsStartSendsNothingAndLosesNothing) {
-    SegmentedConfig config = rangedConfig(1'000, 4);
-    config.resumeSegments = Segments{{0, 999, 400}};
-    EngineRun run(*this, config);
-    const ResumeRecord record{
-        .url = config.recordURL, .totalSize = 1'000, .segments = *config.resumeSegments};
-    ResumeStore::save(record, run.sidecarPath());
-    run.engine().cancel();
-    run.start();
-    EXPECT_EQ(run.error(), DownloadError::cancelled());
-    EXPECT_EQ(run.http.startedCount(), 0);
-    EXPECT_TRUE(run.http.sessions().empty());
-    EXPECT_EQ(run.record(), record);
-    EXPECT_EQ(ticker.additions(), 0);
-}
-
-TEST_F(SegmentedDownloadEndTest, ARunReturnsWhenItsLastRequestHasCompleted) {
-    StartedRun run(*this, rangedConfig(1'000, 3));
-    run.engine().cancel();
-    for (size_t i = 0; i < 3; ++i) {
-        EXPECT_TRUE(run.task(i).isCancelAsked());
-        EXPECT_FALSE(eventually(10ms, [&] { return run.hasEnded(); }));
-        run.task(i).fail(TransportError::cancelled, u"cancelled"_s);
-    }
-    EXPECT_TRUE(eventually(10s, [&] { return run.hasEnded(); }));
-    EXPECT_EQ(run.error(), DownloadError::cancelled());
-    EXPECT_EQ(run.http.startedCount(), 3);
-}
 
 TEST_F(SegmentedDownloadEndTest, NeitherCancellingNorAnybodyElseWaitsForTheDisk) {
     auto shortest = std::chrono::steady_clock::duration::max();
@@ -110,123 +79,19 @@ TEST_F(SegmentedDownloadEndTest, ATickPassesOverAnEngineThatIsBusy) {
     EXPECT_EQ(busy.progressCount(), 1);
 }
 
-TEST_F(SegmentedDownloadEndTest, SnapshotsSayWhereEverythingStandsAndTheLastOneShowsTheWholeFile) {
-    SegmentedConfig config = rangedConfig(1'000, 3);
+TEST_F(SegmentedDownloadEndTest, ASnapshotTellsPaceAndSourcesAndItsHandlerMayCancel) {
+    SegmentedConfig config = rangedConfig(1'000, 2);
     setSources(config, 2);
-    config.resumeSegments = Segments{{0, 99, 100}, {100, 499, 150}, {500, 899, 500}, {900, 999, 900}};
-    StartedRun run(*this, config);
-    run.send(run.task(0), 50);
-    run.task(1).fail(TransportError::connectionLost, u"lost"_s);
-    run.at(0.25);
-    const DownloadProgress progress = run.progress();
-    EXPECT_EQ(progress.totalBytes, 1'000);
-    EXPECT_EQ(progress.receivedBytes, 200);
-    EXPECT_DOUBLE_EQ(progress.bytesPerSecond, 200);
-    EXPECT_EQ(progress.activeConnections, 2);
-    EXPECT_EQ(progress.connectionLimit, 3);
-    EXPECT_EQ(
-        progress.segments,
-        (QList<SegmentSnapshot>{{.start = 0, .end = 99, .current = 100, .active = false, .source = 0},
-                                {.start = 100, .end = 499, .current = 200, .active = true, .source = 1},
-                                {.start = 500, .end = 899, .current = 500, .active = false, .source = 1},
-                                {.start = 900, .end = 999, .current = 900, .active = true, .source = 1}}));
-
-    run.at(1);
-    run.serveAll();
-    ASSERT_TRUE(run.outcome());
-    EXPECT_EQ(run.progress().receivedBytes, 1'000);
-    EXPECT_EQ(run.progress().activeConnections, 0);
-    EXPECT_EQ(ticker.size(), 0) << "no tick follows";
-}
-
-TEST_F(SegmentedDownloadEndTest, TheOwnerMayCancelFromItsProgressHandler) {
-    EngineRun run(*this, rangedConfig(1'000, 2));
+    config.resumeSegments = QList<ResumeRecord::Seg>{{0, 499, 300}, {500, 999, 500}};
+    EngineRun run(*this, config);
     run.onProgress = [&] { run.engine().cancel(); };
     run.start();
+    run.send(run.task(0), 50);
     run.at(0.25);
+    EXPECT_DOUBLE_EQ(run.progress().bytesPerSecond, 200) << "of this run";
+    EXPECT_EQ(run.progress().segments.last().source, 1);
     EXPECT_EQ(run.error(), DownloadError::cancelled());
     EXPECT_EQ(run.progressCount(), 1);
-}
-
-TEST_F(SegmentedDownloadEndTest, WhatComesAfterTheEndChangesNothing) {
-    for (const bool finished : {false, true}) {
-        SCOPED_TRACE(finished);
-        StartedRun run(*this, rangedConfig(1'000, 2));
-        run.send(run.task(0), 100);
-        if (finished)
-            run.serveAll();
-        else
-            run.engine().cancel();
-        EXPECT_EQ(run.outcome().has_value(), finished);
-        const QByteArray file = run.file();
-        const std::optional<ResumeRecord> record = run.record();
-        const size_t snapshots = run.progressCount();
-
-        const QByteArray data(500, '!');
-        SegmentedDownload& engine = run.engine();
-        EXPECT_EQ(engine.didReceiveResponse(run.task(0), head(200, 1'000)), HTTPDisposition::cancel);
-        engine.didReceiveData(run.task(0), data);
-        const TransportError error(TransportError::connectionLost, u"lost"_s);
-        engine.didComplete(run.task(0), &error);
-        engine.cancel();
-        run.at(10);
-        EXPECT_EQ(run.http.startedCount(), 2);
-        EXPECT_EQ(run.file(), file);
-        EXPECT_EQ(run.record(), record);
-        EXPECT_EQ(run.progressCount(), snapshots);
-    }
-}
-
-TEST_F(SegmentedDownloadEndTest, ThreadsThatServeTickAndCancelAtOnceLeaveATrueRecord) {
-    for (int round = 0; round < 20; ++round) {
-        SCOPED_TRACE(round);
-        SegmentedConfig config = rangedConfig(400'000, 4);
-        config.options.dynamicSplit = true;
-        config.options.minSegmentSize = 10'000;
-        StartedRun run(*this, config);
-        for (size_t i = 0; i < 4; ++i)
-            ASSERT_EQ(run.answer(run.task(i)), HTTPDisposition::allow);
-        std::atomic<bool> stop = false;
-        std::thread housekeeper([&] {
-            while (!stop) {
-                clock.advance(0.3);
-                ticker.tick();
-                std::this_thread::sleep_for(100us);
-            }
-        });
-        std::vector<std::thread> servers;
-        for (qint64 i = 0; i < 4; ++i) {
-            servers.emplace_back([&, i] {
-                FakeTask& task = run.task(static_cast<size_t>(i));
-                while (!task.isCancelAsked() && task.position() < 100'000 * (i + 1))
-                    run.send(task, 1'000);
-            });
-        }
-        if (round % 2 == 0)
-            run.engine().cancel();
-        for (std::thread& server : servers)
-            server.join();
-        if (round % 2 == 1) {
-            EXPECT_TRUE(eventually(10s, [&] {
-                run.serveAll();
-                return run.hasEnded();
-            }));
-        }
-        const bool finished = run.outcome().has_value();
-        stop = true;
-        housekeeper.join();
-        EXPECT_EQ(finished, round % 2 == 1);
-        const auto record = run.record();
-        for (const ResumeRecord::Seg& each : record ? record->segments : Segments()) {
-            const qint64 size = each.current - each.start;
-            EXPECT_TRUE(run.file().mid(each.start, size) == fileBytes(400'000).mid(each.start, size));
-        }
-        if (finished) {
-            EXPECT_TRUE(run.file() == fileBytes(400'000));
-        } else {
-            EXPECT_TRUE(record && ResumeStore::isValidPartition(record->segments, 400'000));
-        }
-    }
 }
 
 } // namespace

@@ -60,19 +60,13 @@ TEST_F(SegmentedDownloadReplaceTest, OnlyWhatIsFarSlowerThanAFreshConnectionWoul
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
-        const SegmentedConfig config = unsplittable(static_cast<int>(each.rates.size()));
-        EngineRun run(*this, config);
+        EngineRun run(*this, unsplittable(static_cast<int>(each.rates.size())));
         HostLimits::set(u"s0.test"_s, each.limit);
         run.start();
         flow(run, 6, each.rates);
         const auto live = run.http.live();
         const bool cancelled = std::ranges::any_of(live, &FakeTask::isCancelAsked);
         EXPECT_EQ(cancelled ? std::optional(run.now()) : std::nullopt, each.replaced);
-        run.http.pump();
-        for (int i = 0; i < 10 && !run.hasEnded(); ++i)
-            run.serveAll();
-        EXPECT_TRUE(run.outcome());
-        EXPECT_EQ(run.file(), fileBytes(*config.total));
     }
 }
 
@@ -101,10 +95,6 @@ TEST_F(SegmentedDownloadReplaceTest, GoesOnAtOnceElsewhereAndCountsNothing) {
     EXPECT_NE(run.lastTask().request().url, crawling.request().url);
     EXPECT_EQ(run.limit(), 4);
     EXPECT_EQ(HostLimits::get(u"s0.test"_s), std::nullopt);
-    run.serveAll();
-    ASSERT_TRUE(run.outcome());
-    EXPECT_EQ(run.outcome()->totalWritten, 16'000);
-    EXPECT_EQ(run.file(), fileBytes(16'000));
 }
 
 TEST_F(SegmentedDownloadReplaceTest, LeavesAServerThatHasFallenSilentToTheTimeOut) {

@@ -13,21 +13,7 @@ namespace {
 
 constexpr auto endDeadline = 20s;
 constexpr auto saveDeadline = 10s;
-constexpr qint64 largestChunk = 65'536;
-constexpr qint64 sizeOfUnknown = 10'000;
-/// How much more than the file has a test may send.
-constexpr qint64 surplus = 1'000;
-
-/// The file, as it lies in the folder before the run: bytes held are there, the others are not.
-QString makePartial(const TempFolder& folder, const SegmentedConfig& config) {
-    static std::atomic<int> count = 0;
-    QByteArray bytes(config.total.value_or(0), '\0');
-    const QByteArray content = fileBytes(bytes.size());
-    for (const ResumeRecord::Seg& each : config.resumeSegments.value_or(QList<ResumeRecord::Seg>()))
-        bytes.replace(each.start, each.current - each.start,
-                      content.mid(each.start, each.current - each.start));
-    return folder.write(u"file"_s + QString::number(++count), bytes);
-}
+const QByteArray largestChunk(65'536, 'x');
 
 /// A request that no engine knows.
 class StrangerTask final : public HTTPTask {
@@ -39,16 +25,6 @@ public:
 
 } // namespace
 
-QByteArray fileBytes(qint64 size) {
-    static QByteArray known;
-    qint64 i = known.size();
-    if (i < size)
-        known.resize(size);
-    for (char* const data = known.data(); i < size; ++i)
-        data[i] = static_cast<char>(1 + (i * 7 + i / 251) % 255);
-    return known.first(size);
-}
-
 SegmentedConfig rangedConfig(std::optional<qint64> total, qint64 connections) {
     SegmentedConfig config;
     config.total = total;
@@ -58,12 +34,6 @@ SegmentedConfig rangedConfig(std::optional<qint64> total, qint64 connections) {
     config.options.dynamicSplit = false;
     config.recordURL = u"http://record.test/file"_s;
     setSources(config, 1);
-    return config;
-}
-
-SegmentedConfig unrangedConfig(std::optional<qint64> total) {
-    SegmentedConfig config = rangedConfig(total);
-    config.ranged = false;
     return config;
 }
 
@@ -84,6 +54,11 @@ HTTPResponse head(int status, qint64 length, HeaderList headers) {
     return response;
 }
 
+void passLock(SegmentedDownload& engine) {
+    StrangerTask stranger;
+    engine.didComplete(stranger, nullptr);
+}
+
 EngineRun::EngineRun(SegmentedDownloadTest& test, SegmentedConfig config)
     : test_(test)
     , config_([&] {
@@ -91,9 +66,8 @@ EngineRun::EngineRun(SegmentedDownloadTest& test, SegmentedConfig config)
         config.sidecarPath = test.folder.path(u"sidecar"_s + QString::number(++count));
         return config;
     }())
-    , path_(makePartial(test.folder, config_))
-    , content_(fileBytes(config_.total.value_or(sizeOfUnknown) + surplus))
-    , sink_(path_, std::nullopt, FileSink::Existing::welcome)
+    , path_(config_.sidecarPath + u".part"_s)
+    , sink_(path_, config_.total, FileSink::Existing::refused)
     , startedAt_(test.clock.seconds()) {
     HostLimits::forget(config_.sources.front().host());
     const auto keep = [this](const DownloadProgress& progress) {
@@ -129,9 +103,7 @@ void EngineRun::start() {
     });
     while (test_.ticker.additions() == before && !hasEnded())
         std::this_thread::sleep_for(20us);
-    // The registration is the last that happens before the engine gives its lock away for the first time.
-    StrangerTask stranger;
-    engine_->didComplete(stranger, nullptr);
+    passLock(*engine_);
 }
 
 std::vector<QByteArray> EngineRun::ranges() const {
@@ -142,38 +114,28 @@ std::vector<QByteArray> EngineRun::ranges() const {
 }
 
 HTTPResponse EngineRun::honestHead(const FakeTask& task) const {
-    if (task.range().isEmpty())
-        return head(200, config_.total.value_or(-1));
-    const QByteArray total = config_.total ? QByteArray::number(*config_.total) : "*";
-    const qint64 last = task.last().value_or(config_.total.value_or(task.first() + 1) - 1);
-    return head(206, task.last() ? last - task.first() + 1 : -1,
-                {{"Content-Range", "bytes " + QByteArray::number(task.first()) + '-' +
-                                       QByteArray::number(last) + '/' + total}});
+    const qint64 total = config_.total.value();
+    if (!task.last())
+        return head(200, total);
+    return head(206, *task.last() - task.first() + 1,
+                {{"Content-Range", task.range().replace("bytes=", "bytes ") + '/' + QByteArray::number(total)}});
 }
 
 void EngineRun::send(FakeTask& task, qint64 bytes) {
     if (!task.hasAnswered()) {
-        ASSERT_EQ(answer(task), HTTPDisposition::allow);
+        ASSERT_EQ(task.respond(honestHead(task)), HTTPDisposition::allow);
     }
-    while (bytes > 0) {
-        const qint64 size = std::min(bytes, largestChunk);
-        task.send({content_.constData() + task.position(), static_cast<size_t>(size)});
-        bytes -= size;
-    }
+    for (; bytes > 0; bytes -= largestChunk.size())
+        task.send(largestChunk.first(std::min(bytes, largestChunk.size())));
 }
 
 void EngineRun::serve(FakeTask& task) {
-    const qint64 last = task.last().value_or(config_.total.value_or(task.position()) - 1);
-    while (!task.isCancelAsked() && std::max(task.position(), task.first()) <= last) {
-        const qint64 position = task.hasAnswered() ? task.position() : task.first();
-        send(task, std::min(largestChunk, last - position + 1));
-        if (::testing::Test::HasFatalFailure())
-            return;
-    }
-    if (task.hasAnswered() && !task.isComplete())
+    if (task.isCancelAsked())
+        return http.pump();
+    const qint64 position = task.hasAnswered() ? task.position() : task.first();
+    send(task, task.last().value_or(config_.total.value() - 1) - position + 1);
+    if (!task.isComplete())
         task.finish();
-    else
-        http.pump();
 }
 
 void EngineRun::serveAll() {
@@ -199,22 +161,20 @@ void EngineRun::serveAll() {
 }
 
 const EngineRun::End& EngineRun::end() {
+    if (end_)
+        return *end_;
     const auto deadline = std::chrono::steady_clock::now() + endDeadline;
-    while (!hasEnded()) {
+    for (; !hasEnded(); future_.wait_for(200us)) {
         http.pump();
         if (std::chrono::steady_clock::now() > deadline) {
             ADD_FAILURE() << "the run does not end";
             engine_->cancel();
         }
-        if (!end_)
-            future_.wait_for(200us);
     }
-    if (!end_) {
-        end_ = future_.get();
-        // Whatever happened: no request is left, and nothing is written any more.
-        EXPECT_TRUE(http.live().empty());
-        EXPECT_TRUE(sink_.isClosed());
-    }
+    end_ = future_.get();
+    // Whatever happened: no request is left, and nothing is written any more.
+    EXPECT_TRUE(http.live().empty());
+    EXPECT_TRUE(sink_.isClosed());
     return *end_;
 }
 

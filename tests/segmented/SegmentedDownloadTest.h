@@ -8,7 +8,6 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <QFile>
 
 #include <future>
 #include <initializer_list>
@@ -19,18 +18,18 @@
 
 namespace fetra::test {
 
-/// The first `size` bytes of the file that all the tests fetch; every place in it looks different.
-[[nodiscard]] QByteArray fileBytes(qint64 size);
-
 /// A ranged file of `total` bytes on one server, fetched over `connections`, with a smallest segment of one
 /// byte and no splits.
 [[nodiscard]] SegmentedConfig rangedConfig(std::optional<qint64> total, qint64 connections = 1);
-[[nodiscard]] SegmentedConfig unrangedConfig(std::optional<qint64> total);
 /// That many servers, each with an address of its own and another one before redirects.
 void setSources(SegmentedConfig& config, int count);
 
 using HeaderList = std::initializer_list<std::pair<QByteArray, QByteArray>>;
 [[nodiscard]] HTTPResponse head(int status, qint64 length, HeaderList headers = {});
+
+/// Returns once the engine gives its lock away. It has it from its registration for ticks to its first
+/// requests.
+void passLock(SegmentedDownload& engine);
 
 /// What the tests of the engine share: time, chance and ticks that the test governs, and a disk whose syncs
 /// cost nothing.
@@ -47,7 +46,7 @@ protected:
 };
 
 /// One engine at work on a file of its own, `run` on a thread that only waits, and everything else on the
-/// thread of the test. When it goes out of scope the engine has ended, whatever the test did.
+/// thread of the test. What its bytes are does not matter here. At the latest it ends with its scope.
 class EngineRun {
 public:
     EngineRun(SegmentedDownloadTest& test, SegmentedConfig config);
@@ -67,7 +66,6 @@ public:
 
     /// The head that an honest server gives this request.
     [[nodiscard]] HTTPResponse honestHead(const FakeTask& task) const;
-    HTTPDisposition answer(FakeTask& task) { return task.respond(honestHead(task)); }
     /// The next bytes of the body, after an honest head where there was none yet.
     void send(FakeTask& task, qint64 bytes);
     /// All that is left of the answer, and its end.
@@ -106,17 +104,12 @@ public:
     [[nodiscard]] std::optional<DownloadError> error() { return end().error; }
     [[nodiscard]] std::optional<SegmentedOutcome> outcome() { return end().outcome; }
 
-    [[nodiscard]] QByteArray file() const {
-        QFile file(path_);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
     [[nodiscard]] QString filePath() const { return path_; }
     [[nodiscard]] std::optional<ResumeRecord> record() const {
         return ResumeStore::load(config_.sidecarPath);
     }
     /// Ticks until the sidecar says this about the segments; false when it does not in time.
     [[nodiscard]] bool saves(const QList<ResumeRecord::Seg>& segments);
-    [[nodiscard]] QString sidecarPath() const { return config_.sidecarPath; }
 
     /// Called with every snapshot. Set before the start.
     std::function<void()> onProgress;
@@ -131,7 +124,6 @@ private:
     SegmentedDownloadTest& test_;
     const SegmentedConfig config_;
     const QString path_;
-    const QByteArray content_;
     FileSink sink_;
     const double startedAt_;
 
