@@ -145,28 +145,6 @@ TEST_F(DownloadManagerTest, MovesItems) {
     }
 }
 
-TEST_F(DownloadManagerTest, RemovingDeletesWhatIsItsOwn) {
-    const QStringList all{u"f"_s, u"f.fetra"_s, u"f.part"_s};
-    const std::tuple<const char*, DownloadStatus, bool, QStringList> cases[] = {
-        {"kept", DownloadStatus::completed, false, all},
-        {"completed", DownloadStatus::completed, true, {}},
-        {"paused", DownloadStatus::paused, true, {u"f"_s}},
-        {"failed", DownloadStatus::failed, true, {u"f"_s}},
-    };
-    for (const auto& [name, status, deleteFiles, left] : cases) {
-        SCOPED_TRACE(name);
-        const test::TempFolder files;
-        for (const QString& each : all)
-            files.write(each, "x");
-        const Item item = add(u"f"_s, false);
-        item->setDestination(QUrl::fromLocalFile(files.path(u"f"_s)));
-        item->setStatus(status);
-        manager().remove(item, deleteFiles);
-        EXPECT_EQ(files.names(), left);
-        EXPECT_EQ(savedStatuses(), QString());
-    }
-}
-
 TEST_F(DownloadManagerTest, ARemovedTransferKeepsItsNameUntilItHasEnded) {
     for (const bool startIsKnown : {true, false}) {
         const Item item = add(u"f"_s);
