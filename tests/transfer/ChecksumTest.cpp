@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <utility>
-#include <vector>
 
 namespace fetra {
 namespace {
@@ -18,9 +17,8 @@ using test::TempFolder;
 
 TEST(ChecksumTest, DigestsFilesOfAnySize) {
     // The last two end with a whole chunk and with one byte more.
-    const std::vector<std::pair<QByteArray, QString>> cases{
+    const std::pair<QByteArray, QString> cases[] = {
         {"", u"e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"_s},
-        {"abc", u"ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"_s},
         {QByteArray(8'388'608, 'a'), u"ad97f87076920684e2ca66fc44e5d322797dc9d64706b174e51b5d0828937043"_s},
         {QByteArray(8'388'609, 'a'), u"c92697f4cc3b569dff3d484285d22487e523d4b439ae7c9a6747dc258e35b275"_s},
     };

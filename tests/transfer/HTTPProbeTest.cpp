@@ -4,8 +4,6 @@
 #include "support/FileScript.h"
 #include "support/Routes.h"
 #include "support/ScriptedServer.h"
-#include "support/ThrownBy.h"
-#include "transfer/DownloadError.h"
 
 #include <gtest/gtest.h>
 
@@ -91,22 +89,6 @@ protected:
     std::unique_ptr<HTTPSession> session = client.makeSession({});
 };
 
-TEST_F(HTTPProbeServerTest, RefusalsCarryTheirStatus) {
-    const std::pair<FixedAnswer, qint64> cases[] = {
-        {statusAnswer(404), 404},
-        {statusAnswer(503, "5"), 503},
-        {{416, {}}, 416},
-        {{416, {{"Content-Range", "bytes */*"}}}, 416},
-        {{416, {{"Content-Range", "bytes */-1"}}}, 416},
-    };
-    for (const auto& [answer, status] : cases) {
-        server.setHandler(serve(ServerFile::ofSize(5000), {.answer = answer}));
-        EXPECT_EQ(thrownBy<DownloadError>([&] { return probe(); }), DownloadError::badStatus(status));
-    }
-    server.setHandler(serve(ServerFile::ofSize(5000), {.raw = "SSH-2.0-OpenSSH_9.2\r\n"}));
-    EXPECT_EQ(thrownBy<DownloadError>([&] { return probe(); }), DownloadError::notHTTP());
-}
-
 TEST_F(HTTPProbeServerTest, TellsValidatorsTypeAddressesAndName) {
     ServerFile file = ServerFile::ofSize(10);
     file.contentType = "Application/PDF; charset=binary";
@@ -150,18 +132,6 @@ TEST_F(HTTPProbeServerTest, AProbeDoesNotReadTheBody) {
     server.setHandler(serve(ServerFile::ofSize(size), {.ignoreRange = true}));
     EXPECT_EQ(probe().totalSize, size);
     EXPECT_LT(server.bodyBytesSent(), size / 4);
-}
-
-TEST_F(HTTPProbeServerTest, TheFingerprintIsTheSampledBytes) {
-    const QByteArray content = testContent(100'000);
-    server.setHandler(serve(ServerFile{.content = content}));
-    const HTTPProbe::Fingerprint fingerprint =
-        HTTPProbe::fingerprint(server.url(), content.size(), *session, DownloadOptions());
-    EXPECT_EQ(fingerprint.bytes,
-              content.first(sample) + content.sliced(50'000, sample) + content.last(sample));
-    EXPECT_EQ(server.maxSimultaneousExchanges(), 1);
-    EXPECT_EQ(HTTPProbe::fingerprint(server.url(), 0, *session, DownloadOptions()).bytes, QByteArray());
-    EXPECT_EQ(server.requests(), 3);
 }
 
 } // namespace

@@ -12,6 +12,8 @@ using namespace Qt::StringLiterals;
 using What = When::What;
 
 constexpr qint64 fileSize = 3 * 1024 * 1024;
+const QString differs = u"size or range support differs"_s;
+const QString sampledBytesDiffer = u"sampled bytes differ from the primary"_s;
 
 class MirrorsTest : public DownloadTest {
 protected:
@@ -26,17 +28,8 @@ protected:
         expectNothingWrongIsFinished(folder, file.content);
         return ending;
     }
-    static QString differs(const QUrl& url) {
-        return u"[WRN] mirror skipped, size or range support differs: "_s + url.toString(QUrl::FullyEncoded) +
-               u'\n';
-    }
-    static QString sampledBytesDiffer(const QUrl& url) {
-        return u"[WRN] mirror skipped, sampled bytes differ from the primary: "_s +
-               url.toString(QUrl::FullyEncoded) + u'\n';
-    }
-    static QString changedMeanwhile(const QUrl& url) {
-        return u"[WRN] mirror skipped, it changed while it was sampled: "_s +
-               url.toString(QUrl::FullyEncoded) + u'\n';
+    static QString skipped(const QString& reason, const QUrl& url) {
+        return u"[WRN] mirror skipped, "_s + reason + u": "_s + url.toString(QUrl::FullyEncoded) + u'\n';
     }
 
     ScriptedServer& primary = server;
@@ -62,7 +55,8 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
         damaged.content = withDamage(file.content, offset, 1);
         return damaged;
     };
-    enum class Verdict { Admitted, Differs, SampledBytesDiffer, Changed };
+    const QString admitted;
+    const QString changed = u"it changed while it was sampled"_s;
     ServerFile otherTags = file.withETag("\"mirror\"");
     otherTags.lastModified.clear();
     const auto samples = [this](const Lies& lies) { return serve(file, lies, {.what = What::Data}); };
@@ -73,44 +67,40 @@ TEST_F(MirrorsTest, AdmitsOnlyThoseThatShowTheSameBytes) {
                       {.when = {.what = What::Data, .last = honestSamples}, .lies = {.file = file}}}}
             .handler();
     };
-    using enum Verdict;
-    const std::tuple<const char*, Handler, Verdict> rows[] = {
-        {"honest", serve(file), Admitted},
-        {"other validators", serve(otherTags), Admitted},
-        {"no validators", serve(file.withoutValidators()), Admitted},
-        {"another tag in every answer", serve(file, {.freshETag = true}), Admitted},
-        {"the same without a date", serve(otherTags, {.freshETag = true}), Changed},
-        {"other validators from the first sample on", turnsTo(otherTags, 0), Changed},
-        {"other validators in the last sample", turnsTo(otherTags, 2), Changed},
-        {"slow to answer", serve(file, {.latency = 300ms}), Admitted},
-        {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), Differs},
-        {"no ranges", serve(file, {.ignoreRange = true}), Differs},
-        {"no total", serve(file, {.contentRange = "bytes FIRST-LAST/*"}), Differs},
-        {"missing", serve(file, {.answer = statusAnswer(404)}), Differs},
-        {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}), Differs},
-        {"other first byte", serve(damagedAt(0)), SampledBytesDiffer},
-        {"other byte in the middle", serve(damagedAt(fileSize / 2 + 16'383)), SampledBytesDiffer},
-        {"other last byte", serve(damagedAt(fileSize - 1)), SampledBytesDiffer},
-        {"samples refused", samples({.answer = statusAnswer(503)}), SampledBytesDiffer},
-        {"samples shifted", samples({.rangeShift = 1}), SampledBytesDiffer},
-        {"samples too short", samples({.rangeExtra = -1}), SampledBytesDiffer},
-        {"samples too long", samples({.rangeExtra = 1}), SampledBytesDiffer},
-        {"whole file for samples", samples({.ignoreRange = true}), SampledBytesDiffer},
-        {"samples without labels", samples({.omitContentRange = true}), SampledBytesDiffer},
+    const std::tuple<const char*, Handler, QString> rows[] = {
+        {"honest", serve(file), admitted},
+        {"other validators", serve(otherTags), admitted},
+        {"no validators", serve(file.withoutValidators()), admitted},
+        {"another tag in every answer", serve(file, {.freshETag = true}), admitted},
+        {"the same without a date", serve(otherTags, {.freshETag = true}), changed},
+        {"other validators from the first sample on", turnsTo(otherTags, 0), changed},
+        {"other validators in the last sample", turnsTo(otherTags, 2), changed},
+        {"slow to answer", serve(file, {.latency = 300ms}), admitted},
+        {"one byte longer", serve(ServerFile::ofSize(fileSize + 1)), differs},
+        {"no ranges", serve(file, {.ignoreRange = true}), differs},
+        {"no total", serve(file, {.contentRange = "bytes FIRST-LAST/*"}), differs},
+        {"missing", serve(file, {.answer = statusAnswer(404)}), differs},
+        {"reset", serve(file, {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}), differs},
+        {"other first byte", serve(damagedAt(0)), sampledBytesDiffer},
+        {"other byte in the middle", serve(damagedAt(fileSize / 2 + 16'383)), sampledBytesDiffer},
+        {"other last byte", serve(damagedAt(fileSize - 1)), sampledBytesDiffer},
+        {"samples refused", samples({.answer = statusAnswer(503)}), sampledBytesDiffer},
+        {"samples shifted", samples({.rangeShift = 1}), sampledBytesDiffer},
+        {"samples too short", samples({.rangeExtra = -1}), sampledBytesDiffer},
+        {"samples too long", samples({.rangeExtra = 1}), sampledBytesDiffer},
+        {"whole file for samples", samples({.ignoreRange = true}), sampledBytesDiffer},
+        {"samples without labels", samples({.omitContentRange = true}), sampledBytesDiffer},
     };
     const QUrl url = mirror.url("/mirror/f.bin");
-    for (const auto& [name, handler, verdict] : rows) {
+    for (const auto& [name, handler, reason] : rows) {
         SCOPED_TRACE(name);
         mirror.setHandler(handler);
         const qint64 asked = bytesAskedOf(mirror);
         const Ending ending = run({url});
         ASSERT_EQ(ending.words, u"complete"_s);
-        EXPECT_EQ(ending.result->mirrorsUsed, verdict == Admitted ? 2 : 1);
-        EXPECT_EQ(bytesAskedOf(mirror) > asked, verdict == Admitted);
-        EXPECT_EQ(log, verdict == Admitted  ? QString()
-                       : verdict == Differs ? differs(url)
-                       : verdict == Changed ? changedMeanwhile(url)
-                                            : sampledBytesDiffer(url));
+        EXPECT_EQ(ending.result->mirrorsUsed, reason == admitted ? 2 : 1);
+        EXPECT_EQ(bytesAskedOf(mirror) > asked, reason == admitted);
+        EXPECT_EQ(log, reason == admitted ? QString() : skipped(reason, url));
         ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
     }
 }
@@ -129,7 +119,7 @@ TEST_F(MirrorsTest, KeepsTheOrderGivenWhateverTheOrderOfTheAnswers) {
     ::testing::internal::CaptureStderr();
     const QList<Mirrors::Admitted> admitted = Mirrors::admit(mirrors, info, *session, options);
     EXPECT_EQ(QString::fromStdString(::testing::internal::GetCapturedStderr()),
-              differs(mirrors[1]) + sampledBytesDiffer(mirrors[3]));
+              skipped(differs, mirrors[1]) + skipped(sampledBytesDiffer, mirrors[3]));
     ASSERT_EQ(admitted.size(), 3);
     EXPECT_EQ(admitted[0].original, mirrors[0]);
     EXPECT_EQ(admitted[1].original, mirrors[2]);
@@ -141,7 +131,7 @@ TEST_F(MirrorsTest, SkipsEveryMirrorOfAPrimaryThatShowsNoSamples) {
     primary.setHandler(serve(file, {.answer = statusAnswer(500)}, {.what = What::Data, .last = 1}));
     mirror.setHandler(serve(file));
     EXPECT_EQ(run({mirror.url("/f.bin")}).words, u"complete"_s);
-    EXPECT_EQ(log, sampledBytesDiffer(mirror.url("/f.bin")));
+    EXPECT_EQ(log, skipped(sampledBytesDiffer, mirror.url("/f.bin")));
     EXPECT_EQ(bytesAskedOf(mirror), 0);
 }
 
@@ -155,61 +145,6 @@ TEST_F(MirrorsTest, AsksNoMirrorWhenThePrimaryHasNoRangesOrNoBytes) {
         download(world, toFolder(primary.url("/empty"), folder.path(), {mirror.url("/f.bin")}), impatient(8));
     EXPECT_EQ(empty.words, u"complete"_s);
     EXPECT_EQ(mirror.requests(), 0);
-}
-
-TEST_F(MirrorsTest, ShareTheWork) {
-    ScriptedServer third;
-    for (ScriptedServer* each : {&primary, &mirror, &third})
-        each->setHandler(throttled(file, 2e6));
-    const Ending ending = run({mirror.url("/f.bin"), third.url("/f.bin")}, impatient(6));
-    ASSERT_EQ(ending.words, u"complete"_s);
-    EXPECT_EQ(ending.result->mirrorsUsed, 3);
-    for (const ScriptedServer* each : {&primary, &mirror, &third})
-        EXPECT_GT(each->bodyBytesSent(), fileSize / 6);
-}
-
-TEST_F(MirrorsTest, GoesOnWithTheOthersWhenOneFails) {
-    ServerFile changed = ServerFile::ofSize(fileSize, 3).withETag("\"changed\"");
-    changed.lastModified = "Thu, 07 Mar 2024 10:00:00 GMT";
-    const std::pair<const char*, Lies> rows[] = {
-        {"dies", {.cut = Cut{.how = Cut::How::Reset, .where = Cut::Where::Head}}},
-        {"forbids", {.answer = statusAnswer(403)}},
-        {"changes", {.file = changed}},
-        {"compresses", {.contentEncoding = "gzip"}},
-    };
-    // So late that the mirror's first answer comes before any data.
-    const Lies slow{.latency = 50ms, .totalBytesPerSecond = 1e7};
-    DownloadOptions options = impatient(4);
-    options.minSegmentSize = fileSize / 8;
-    for (const auto& [name, lies] : rows) {
-        // Three samples are honest, and then perhaps one stretch of data, but for its end.
-        for (const qint64 honest : {3, 4}) {
-            SCOPED_TRACE(::testing::Message() << name << " after " << honest);
-            mirror.setHandler(FileScript{
-                .file = file,
-                .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
-                          {.when = {.what = What::Data, .last = honest}, .lies = {.cut = Cut{.at = 100'000}}},
-                          {.when = {.what = What::Data}, .lies = lies}}}
-                                  .handler());
-            primary.setHandler(serve(file, slow, {.what = What::Data}));
-            const Ending ending = run({mirror.url("/f.bin")}, options);
-            ASSERT_EQ(ending.words, u"complete"_s);
-            EXPECT_EQ(ending.result->mirrorsUsed, 2);
-            EXPECT_EQ(log, QString());
-            ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
-        }
-    }
-}
-
-TEST_F(MirrorsTest, OutlivesThePrimary) {
-    mirror.setHandler(serve(file));
-    primary.setHandler(
-        FileScript{.file = file,
-                   .rules = {{.when = {.what = What::Data, .last = 3}, .lies = {}},
-                             {.when = {.what = What::Data}, .lies = {.answer = statusAnswer(500)}}}}
-            .handler());
-    const Ending ending = run({mirror.url("/f.bin")});
-    EXPECT_EQ(ending.words, u"complete"_s);
 }
 
 } // namespace
