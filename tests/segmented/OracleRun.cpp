@@ -63,16 +63,17 @@ bool OracleRun::play() {
 }
 
 void OracleRun::start() {
-    end_ = std::async(std::launch::async, [this] {
+    world_.runs.async([this] {
         try {
             outcome_ = engine_->run();
         } catch (const DownloadError& error) {
             error_ = error;
         }
         isOver_ = true;
+        end_.set_value();
     });
     while (ticker_.additions() == 0 && !isOver_)
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(10));
     passLock(*engine_);
 }
 
@@ -123,14 +124,14 @@ void OracleRun::drain() {
         // An engine that has ended tells its progress no more, but its thread has the disk to wait for.
         if (!tick(1.0)) {
             release();
-            if (end_.wait_for(endDeadline) != std::future_status::ready)
+            if (end_.get_future().wait_for(endDeadline) != std::future_status::ready)
                 giveUp();
         } else if (++turns > longestDrain) {
             file_.complain("the run does not come to its end");
             cancel();
         }
     }
-    end_.get();
+    world_.runs.sync([] {});
 }
 
 /// The engine's thread cannot be ended, so that is the end of the program.

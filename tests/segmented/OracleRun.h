@@ -2,6 +2,7 @@
 
 #include "OracleFile.h"
 #include "SegmentedDownloadTest.h"
+#include "system/SerialQueue.h"
 
 #include <atomic>
 #include <future>
@@ -50,6 +51,8 @@ struct OracleWorld {
 
     OracleFile file;
     const QString sidecar;
+    /// For the blocking calls, since a thread of its own for each would cost more than the run.
+    SerialQueue runs{"runs"};
     /// How often what the sequences are to reach was reached.
     std::map<std::string_view, qint64> coverage;
     /// The steps of the last sequence, when they are wanted.
@@ -137,7 +140,7 @@ private:
     FakeHTTP http_;
     FileSink sink_;
     std::unique_ptr<SegmentedDownload> engine_;
-    std::future<void> end_;
+    std::promise<void> end_;
     std::atomic<bool> isOver_ = false;
 
     std::unordered_map<quint64, Body> bodies_;

@@ -117,8 +117,9 @@ HTTPResponse EngineRun::honestHead(const FakeTask& task) const {
     const qint64 total = config_.total.value();
     if (!task.last())
         return head(200, total);
-    return head(206, *task.last() - task.first() + 1,
-                {{"Content-Range", task.range().replace("bytes=", "bytes ") + '/' + QByteArray::number(total)}});
+    return head(
+        206, *task.last() - task.first() + 1,
+        {{"Content-Range", task.range().replace("bytes=", "bytes ") + '/' + QByteArray::number(total)}});
 }
 
 void EngineRun::send(FakeTask& task, qint64 bytes) {
