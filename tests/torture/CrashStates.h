@@ -1,27 +1,20 @@
 #pragma once
 
-#include "DiskImage.h"
+#include "OperationRecorder.h"
+#include "support/TempFolder.h"
 
 #include <functional>
-#include <vector>
 
 namespace fetra::test {
 
-/// What a power loss can leave on the disk.
-struct CrashState {
-    /// The number of operations that had been carried out.
-    size_t point = 0;
-    DiskImage disk;
-    /// The last operations and what became of those that nobody had synced.
-    QByteArray text;
-};
-
-/// States for every point of a record, no two alike, at most `limit` of them, spread evenly.
+/// Cuts the power at every point of a record: `check` gets what that can leave on the disk, in a folder, and
+/// the number of operations that had been carried out. No two states are alike; there are at most `most`,
+/// spread evenly, and fewer than `atLeast` fail the test. Ends with the first failure.
 ///
 /// What a file holds, its length included, lasts from the next sync of the file on; what stands in a folder,
 /// from the next sync of the folder on. Until then any of it may be on the disk, in any combination, and a
 /// write also in part.
-[[nodiscard]] std::vector<CrashState> crashStates(const DiskImage& before,
-                                                  const std::vector<Operation>& operations, size_t limit);
+void cutPower(const OperationRecorder& recorder, size_t most, size_t atLeast,
+              const std::function<void(const TempFolder& left, size_t point)>& check);
 
 } // namespace fetra::test

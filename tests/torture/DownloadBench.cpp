@@ -29,78 +29,38 @@ std::optional<QByteArray> contentOf(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? std::optional(file.readAll()) : std::nullopt;
 }
 
-void pause() {
-    std::this_thread::sleep_for(100us);
-}
-
 } // namespace
 
-DownloadOptions DownloadBench::options(bool resume) {
-    DownloadOptions options = impatient(fileSize / segmentSize, 0);
-    options.resume = resume;
-    return options;
-}
-
-void DownloadBench::answerInTurn(const std::vector<Lies>& lies) {
-    FileScript script{.file = file};
-    for (const Lies& each : lies) {
-        const auto number = static_cast<qint64>(script.rules.size()) + 1;
-        const bool isLast = script.rules.size() + 1 == lies.size();
-        script.rules.push_back(
-            {.when = {.first = number, .last = isLast ? When().last : number}, .lies = each});
-    }
-    server_.setHandler(script.handler());
-}
-
-Ending DownloadBench::endOf(RunningDownload& running) {
+Ending DownloadBench::run(const QString& folder, const BenchRun& how) {
+    server_.setHandler(FileScript{.file = file, .rules = how.rules}.handler());
+    DownloadOptions options = impatient(fileSize / segmentSize, how.maxRetries);
+    options.resume = !how.fresh;
+    options.expectedSHA256 = how.expectedSHA256;
+    RunningDownload running({http_.client, clock_, random_, ticker_}, toFolder(server_.url("/f.bin"), folder),
+                            options);
+    bool isWatched = how.manyRecords || how.cancelAt <= fileSize;
     const auto begun = SteadyClock::now();
-    for (auto nextTick = begun + patience; !running.isOver(); pause()) {
+    for (auto nextTick = begun + patience; !running.isOver(); std::this_thread::sleep_for(100us)) {
         const auto now = SteadyClock::now();
-        if (now > begun + longest) {
-            ADD_FAILURE() << "the download hangs";
-            running.cancel();
-            break;
-        }
-        if (now > nextTick) {
+        const bool isEnough = isWatched && running.receivedBytes() >= how.cancelAt;
+        // Time stands still until every lane has begun, or the slow ones would be given up.
+        const bool isFast = how.manyRecords && running.receivedBytes() > segmentSize;
+        if (isEnough || isFast || (!isWatched && now > nextTick)) {
             clock_.advance(recordInterval);
-            ticker_.tick();
             nextTick = now + patience;
+        }
+        ticker_.tick();
+        const bool hangs = now > begun + longest;
+        if (isEnough || hangs) {
+            running.cancel();
+            isWatched = false;
+        }
+        if (hangs) {
+            ADD_FAILURE() << "the download hangs";
+            break;
         }
     }
     return running.end();
-}
-
-Ending DownloadBench::run(const QString& folder, const DownloadOptions& how) {
-    RunningDownload running(services(), request(folder), how);
-    return endOf(running);
-}
-
-Ending DownloadBench::runAndCancel(const QString& folder, qint64 bytes, const DownloadOptions& how) {
-    RunningDownload running(services(), request(folder), how);
-    const auto end = SteadyClock::now() + longest;
-    while (!running.isOver() && running.receivedBytes() < bytes && SteadyClock::now() < end) {
-        ticker_.tick();
-        pause();
-    }
-    clock_.advance(recordInterval);
-    ticker_.tick();
-    running.cancel();
-    return endOf(running);
-}
-
-Ending DownloadBench::runWithManyRecords(const QString& folder, qint64 cancelAt, const DownloadOptions& how) {
-    RunningDownload running(services(), request(folder), how);
-    const auto end = SteadyClock::now() + longest;
-    while (!running.isOver() && SteadyClock::now() < end) {
-        // Time stands still until every lane has begun, or the slow ones would be given up.
-        if (running.receivedBytes() > segmentSize)
-            clock_.advance(recordInterval);
-        ticker_.tick();
-        if (running.receivedBytes() >= cancelAt)
-            running.cancel();
-        pause();
-    }
-    return endOf(running);
 }
 
 qint64 DownloadBench::provenBytes(const QString& folder) const {
@@ -144,7 +104,6 @@ void DownloadBench::expectRecovery(const QString& folder, qint64 proven, const E
         return;
     const qint64 held = provenBytes(folder);
     EXPECT_GE(held, proven) << "recorded bytes were given up";
-    answer(Lies{});
     const Ending ending = run(folder);
     EXPECT_EQ(ending.words, u"complete"_s);
     expectNothingWrong(folder);
@@ -152,7 +111,8 @@ void DownloadBench::expectRecovery(const QString& folder, qint64 proven, const E
     EXPECT_EQ(ending.result->resumedFrom, held);
     EXPECT_EQ(ending.result->bytesThisSession, fileSize - held);
     EXPECT_TRUE(ending.name() == u"f.bin"_s || (isThere && hasPart)) << ending.name().toStdString();
-    EXPECT_FALSE(files.exists(u"f.bin.fetra"_s) || files.exists(u"f.bin.part"_s));
+    for (const QString& left : {u"f.bin.fetra"_s, u"f.bin.fetra.tmp"_s, u"f.bin.part"_s})
+        EXPECT_FALSE(files.exists(left)) << left.toStdString();
 }
 
 } // namespace fetra::test

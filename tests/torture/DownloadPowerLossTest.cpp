@@ -3,8 +3,6 @@
 
 #include "CrashStates.h"
 #include "DownloadBench.h"
-#include "OperationRecorder.h"
-#include "Stride.h"
 #include "transfer/ResumeStore.h"
 
 #include <gtest/gtest.h>
@@ -16,69 +14,41 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-constexpr size_t mostStates = 420;
-/// So slow that records are made on the way.
-constexpr double bytesPerSecond = 4e5;
-
-class DownloadPowerLoss : public ::testing::Test {
+class DownloadPowerLoss : public DownloadBench {
 protected:
-    struct Story {
-        /// On a disk that keeps everything.
-        std::function<void(const QString& folder)> before = {};
-        std::function<Ending(const QString& folder)> begin;
-        std::function<Ending(const QString& folder)> goOn = {};
-        /// Where the file goes, below the folder that is watched; ends in a slash.
-        QString subfolder = {};
-        /// The user has not asked for a fresh start, so that what is recorded must last.
-        bool keepsRecords = true;
-        std::optional<SystemCall::Kind> unknown = {};
+    enum class Records {
+        mustLast,
+        /// The user has asked for a fresh start, or there never are any.
+        doNotCount,
     };
 
-    /// Fails fewer states than that.
-    void cutPower(const Story& story, size_t atLeast) {
+    void cutPower(const Story& story, size_t atLeast, Records records = Records::mustLast) {
         const TempFolder disk;
         if (story.before)
-            story.before(disk.path());
+            run(disk.path(), *story.before);
         OperationRecorder recorder(disk.path());
         if (story.unknown)
             recorder.refuse(*story.unknown, EINVAL);
-        for (const auto& run : {story.begin, story.goOn}) {
-            if (run)
-                recorder.mark(run(disk.path(story.subfolder)).words.toUtf8());
+        for (const std::optional<BenchRun>& each : {std::optional(story.begin), story.goOn}) {
+            if (each)
+                recorder.mark(run(disk.path(story.subfolder), *each).words.toUtf8());
         }
         const std::vector<qint64> recorded = recordedBytes(recorder, story.subfolder);
-        const std::vector<CrashState> states =
-            crashStates(recorder.before(), recorder.operations(), mostStates / stride);
-        for (const CrashState& state : states) {
-            SCOPED_TRACE(state.text.toStdString());
-            const TempFolder folder;
-            state.disk.writeTo(folder.path());
-            bench.expectRecovery(folder.path(story.subfolder),
-                                 story.keepsRecords ? recorded[state.point] : 0);
-            if (HasFailure())
-                break;
-        }
-        std::cout << recorder.operations().size() << " operations, " << states.size() << " states\n";
-        EXPECT_GE(states.size() * stride, atLeast);
+        test::cutPower(recorder, 420, atLeast, [&](const TempFolder& left, size_t point) {
+            expectRecovery(left.path(story.subfolder), records == Records::mustLast ? recorded[point] : 0);
+        });
     }
 
-    [[nodiscard]] Ending cancelHalfWay(const QString& folder,
-                                       const DownloadOptions& how = DownloadBench::options()) {
-        bench.answer({.totalBytesPerSecond = bytesPerSecond});
-        return bench.runWithManyRecords(folder, DownloadBench::fileSize / 2, how);
+    /// So slow that records are made on the way.
+    [[nodiscard]] static BenchRun whole() {
+        return {.rules = {data({.totalBytesPerSecond = 4e5})}, .manyRecords = true};
     }
-    [[nodiscard]] Ending finish(const QString& folder) {
-        bench.answer({.totalBytesPerSecond = bytesPerSecond});
-        return bench.runWithManyRecords(folder, 2 * DownloadBench::fileSize);
+    [[nodiscard]] static BenchRun cancelled(bool fresh = false) {
+        BenchRun half = whole();
+        half.fresh = fresh;
+        half.cancelAt = fileSize / 2;
+        return half;
     }
-    [[nodiscard]] std::function<Ending(const QString&)> cancelled() {
-        return [this](const QString& folder) { return cancelHalfWay(folder); };
-    }
-    [[nodiscard]] std::function<Ending(const QString&)> whole() {
-        return [this](const QString& folder) { return finish(folder); };
-    }
-
-    DownloadBench bench;
 
 private:
     /// For every point, the bytes that the product takes for recorded: a record is done with when the thread
@@ -101,7 +71,7 @@ private:
                 written.reset();
             }
             if (isMark && next.name == "complete")
-                bytes = DownloadBench::fileSize;
+                bytes = fileSize;
             recorded[point] = bytes;
             disk.apply(next);
             if (next.kind != Operation::Kind::rename || next.newName != sidecar)
@@ -127,31 +97,19 @@ TEST_F(DownloadPowerLoss, WhereRenamesReplaceWhatIsThere) {
 }
 
 TEST_F(DownloadPowerLoss, AfterAFreshStartOnRequest) {
-    cutPower(
-        {.before = [this](const QString& folder) { static_cast<void>(cancelHalfWay(folder)); },
-         .begin =
-             [this](const QString& folder) { return cancelHalfWay(folder, DownloadBench::options(false)); },
-         .goOn = whole(),
-         .keepsRecords = false},
-        250);
+    cutPower({.before = cancelled(), .begin = cancelled(true), .goOn = whole()}, 250, Records::doNotCount);
 }
 
 TEST_F(DownloadPowerLoss, OfUnknownSizeAfterALongerAnswer) {
-    const auto unranged = [](qint64 size) {
-        return Lies{.file = ServerFile::ofSize(size), .ignoreRange = true, .framing = Framing::Chunked};
-    };
-    cutPower({.begin =
-                  [&](const QString& folder) {
-                      Lies broken = unranged(2 * DownloadBench::fileSize);
-                      broken.cut = Cut{.at = DownloadBench::fileSize + DownloadBench::segmentSize};
-                      bench.answerInTurn(
-                          {unranged(2 * DownloadBench::fileSize), broken, unranged(DownloadBench::fileSize)});
-                      DownloadOptions patient = DownloadBench::options();
-                      patient.maxRetries = 1;
-                      return bench.run(folder, patient);
-                  },
-              .keepsRecords = false},
-             8);
+    const Lies shorter{.ignoreRange = true, .framing = Framing::Chunked};
+    Lies longer = shorter;
+    longer.file = ServerFile::ofSize(2 * fileSize);
+    Lies broken = longer;
+    broken.cut = Cut{.at = fileSize + segmentSize};
+    const std::vector<LieRule> inTurn{{.when = {.last = 1}, .lies = longer},
+                                      {.when = {.last = 2}, .lies = broken},
+                                      {.when = {}, .lies = shorter}};
+    cutPower({.begin = {.rules = inTurn, .maxRetries = 1}}, 8, Records::doNotCount);
 }
 
 } // namespace

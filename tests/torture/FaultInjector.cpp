@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <vector>
 
 #include <fcntl.h>
@@ -26,23 +27,20 @@ struct Failures {
 };
 
 /// What each call can end with, as its manual page has it.
-const std::vector<Failures>& failures() {
-    static const std::vector<Failures> all{
-        {Kind::open, {EIO, EINTR, EROFS, ENOSPC, EDQUOT, EMFILE}},
-        {Kind::read, {EIO, EINTR, Fault::shortTransfer}},
-        {Kind::write, {EIO, ENOSPC, EDQUOT, EINTR, Fault::shortTransfer}},
-        {Kind::pwrite, {EIO, ENOSPC, EDQUOT, EINTR, Fault::shortTransfer}},
-        {Kind::truncate, {EIO, ENOSPC, EDQUOT, EINTR}},
-        {Kind::fsync, {EIO, ENOSPC, EDQUOT, EROFS, EINTR}},
-        {Kind::fdatasync, {EIO, ENOSPC, EDQUOT, EROFS, EINTR}},
-        {Kind::rename, {EIO, ENOSPC, EDQUOT, EROFS}},
-        {Kind::renameat2, {EIO, ENOSPC, EDQUOT, EROFS}},
-        {Kind::link, {EIO, ENOSPC, EDQUOT, EROFS}},
-        {Kind::unlink, {EIO, EROFS}},
-        {Kind::mkdir, {EIO, ENOSPC, EDQUOT, EROFS}},
-    };
-    return all;
-}
+const Failures failures[] = {
+    {Kind::open, {EIO, EINTR, EROFS, ENOSPC, EDQUOT, EMFILE}},
+    {Kind::read, {EIO, EINTR, Fault::shortTransfer}},
+    {Kind::write, {EIO, ENOSPC, EDQUOT, EINTR, Fault::shortTransfer}},
+    {Kind::pwrite, {EIO, ENOSPC, EDQUOT, EINTR, Fault::shortTransfer}},
+    {Kind::truncate, {EIO, ENOSPC, EDQUOT, EINTR}},
+    {Kind::fsync, {EIO, ENOSPC, EDQUOT, EROFS, EINTR}},
+    {Kind::fdatasync, {EIO, ENOSPC, EDQUOT, EROFS, EINTR}},
+    {Kind::rename, {EIO, ENOSPC, EDQUOT, EROFS}},
+    {Kind::renameat2, {EIO, ENOSPC, EDQUOT, EROFS}},
+    {Kind::link, {EIO, ENOSPC, EDQUOT, EROFS}},
+    {Kind::unlink, {EIO, EROFS}},
+    {Kind::mkdir, {EIO, ENOSPC, EDQUOT, EROFS}},
+};
 
 bool canFailWith(const SystemCall& call, int code) {
     if (call.kind == Kind::open && code == EROFS)
@@ -51,21 +49,8 @@ bool canFailWith(const SystemCall& call, int code) {
         return (call.flags & O_CREAT) != 0;
     if (code == Fault::shortTransfer)
         return call.size > 1;
-    const auto& all = failures();
-    const auto found = std::ranges::find(all, call.kind, &Failures::kind);
+    const auto found = std::ranges::find(failures, call.kind, &Failures::kind);
     return std::ranges::find(found->codes, code) != found->codes.end();
-}
-
-const char* textOf(Reach reach) {
-    switch (reach) {
-    case Reach::once:
-        return "once";
-    case Reach::fromThenOn:
-        return "from then on";
-    case Reach::wholeDisk:
-        break;
-    }
-    return "from then on, like all that changes the disk";
 }
 
 } // namespace
@@ -73,7 +58,7 @@ const char* textOf(Reach reach) {
 std::ostream& operator<<(std::ostream& out, const Fault& fault) {
     const char* code = fault.code == Fault::shortTransfer ? "short" : ::strerrorname_np(fault.code);
     return out << (fault.reach == Reach::wholeDisk ? "any call" : nameOf(fault.kind)) << " number "
-               << fault.number << ": " << code << ", " << textOf(fault.reach);
+               << fault.number << ": " << code << (fault.reach == Reach::once ? ", once" : ", from then on");
 }
 
 bool FaultInjector::concerns(const SystemCall& call) const {
@@ -104,24 +89,20 @@ long FaultInjector::callBelow(SystemCall& call, const QByteArray&, const Proceed
     return call.kind == Kind::fsync || call.kind == Kind::fdatasync ? 0 : proceed();
 }
 
-/// Of the present test, so far.
-static int failuresSoFar() {
-    return ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
-}
-
-int torture(const std::function<bool(const Fault&)>& run) {
+void torture(int atLeast, const std::function<bool(const Fault&)>& run) {
+    const ::testing::TestResult& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
     int points = 0;
     const auto everyPlace = [&](Fault fault) {
         for (;; fault.number += stride) {
             std::ostringstream text;
             text << fault;
             SCOPED_TRACE(text.str());
-            if (!run(fault) || failuresSoFar() >= mostFailures)
+            if (!run(fault) || result.total_part_count() >= mostFailures)
                 return;
             ++points;
         }
     };
-    for (const Failures& each : failures()) {
+    for (const Failures& each : failures) {
         for (const int code : each.codes) {
             everyPlace({.kind = each.kind, .code = code, .reach = Reach::once});
             everyPlace({.kind = each.kind, .code = code, .reach = Reach::fromThenOn});
@@ -129,7 +110,8 @@ int torture(const std::function<bool(const Fault&)>& run) {
     }
     for (const int code : {EIO, ENOSPC, EDQUOT, EROFS})
         everyPlace({.kind = Kind::write, .code = code, .reach = Reach::wholeDisk});
-    return points;
+    std::cout << points << " fault points\n";
+    EXPECT_GE(points * stride, atLeast);
 }
 
 } // namespace fetra::test

@@ -1,19 +1,15 @@
 // The list of downloads on a disk on which one call after the other fails: changed, saved, loaded, changed.
 
 #include "FaultInjector.h"
-#include "support/ScriptedRunners.h"
+#include "ManagerLife.h"
 #include "support/TempFolder.h"
 
-#include "manager/DownloadManager.h"
 #include "system/Log.h"
 
 #include <gtest/gtest.h>
-#include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
 
+#include <algorithm>
 #include <cerrno>
-#include <set>
 
 namespace fetra::test {
 namespace {
@@ -21,168 +17,109 @@ namespace {
 using namespace Qt::StringLiterals;
 
 using Kind = SystemCall::Kind;
-using Names = std::multiset<QString>;
+using List = std::optional<QStringList>;
 
 const QByteArray garbage = "{\"items\": [ half a li";
 
-/// A state file in a folder of its own, and what a look past the faults finds there.
+/// What a look past the faults finds in the folder of a list.
 class Store {
 public:
     [[nodiscard]] QString folder() const { return folder_.path(); }
-    [[nodiscard]] QUrl url() const { return QUrl::fromLocalFile(folder_.path(u"Fetra/state.json"_s)); }
-    void writeGarbage() const { folder_.write(u"Fetra/state.json"_s, garbage); }
+    void writeGarbage() const { folder_.write(statePath, garbage); }
 
-    /// Nothing when there is no readable list.
-    [[nodiscard]] std::optional<Names> listIn(const QString& name) const {
-        const FolderWatcher::Unseen unseen;
-        const QByteArray content = folder_.tryRead(u"Fetra/"_s + name).value_or(QByteArray());
-        const auto state = ManagerState::fromJson(QJsonDocument::fromJson(content).object());
-        if (!state)
-            return std::nullopt;
-        Names names;
-        for (const DownloadRecord& record : state->items)
-            names.insert(record.filename);
-        return names;
-    }
-    [[nodiscard]] std::optional<Names> list() const { return listIn(u"state.json"_s); }
-    [[nodiscard]] std::optional<Names> secured() const { return listIn(u"state.json.synced"_s); }
+    /// Nothing when there is no readable one.
+    [[nodiscard]] List list() const { return ManagerLife::listIn(read(statePath)); }
+    [[nodiscard]] List secured() const { return ManagerLife::listIn(read(statePath + u".synced"_s)); }
+    [[nodiscard]] List present() const { return list() ? list() : secured(); }
     /// Under whatever name.
-    [[nodiscard]] bool holds(const QString& item) const {
+    [[nodiscard]] bool holds(const std::function<bool(const QByteArray& content)>& what) const {
         const QStringList files = folder_.names(u"Fetra"_s);
-        return std::ranges::any_of(files, [&](const QString& file) {
-            const std::optional<Names> names = listIn(file);
-            return names && names->contains(item);
-        });
-    }
-    [[nodiscard]] bool holdsGarbage() const {
-        const FolderWatcher::Unseen unseen;
-        const QStringList files = folder_.names(u"Fetra"_s);
-        return std::ranges::any_of(
-            files, [&](const QString& file) { return folder_.tryRead(u"Fetra/"_s + file) == garbage; });
+        return std::ranges::any_of(files,
+                                   [&](const QString& file) { return what(read(u"Fetra/"_s + file)); });
     }
 
 private:
+    [[nodiscard]] QByteArray read(const QString& name) const {
+        const FolderWatcher::Unseen unseen;
+        return folder_.tryRead(name).value_or(QByteArray());
+    }
+
     const TempFolder folder_;
 };
 
 class ManagerFaults : public ::testing::Test {
 protected:
-    struct World {
-        std::optional<Kind> unknown = {};
-        bool beginsWithGarbage = false;
-    };
-
     ManagerFaults() { Log::setLevel(LogLevel::error); }
 
-    void torture(const World& world, int atLeast) {
-        const int points = test::torture([&](const Fault& fault) { return happens(world, fault); });
-        std::cout << points << " fault points\n";
-        EXPECT_GE(points * stride, atLeast);
-    }
-
-private:
-    /// One manager's life.
-    class Life {
-    public:
-        Life(const Store& store, const FaultInjector& faults)
-            : store_(store)
-            , faults_(faults)
-            , manager_({.storeURL = store.url(), .defaultDirectory = QUrl::fromLocalFile(store.folder())},
-                       runners_) {}
-
-        void add(const QString& name) {
-            change([&] {
-                manager_.add({.url = QUrl(u"http://host.example/"_s + name), .startImmediately = false});
-            });
-        }
-        void remove(const QString& name) {
-            change([&] {
-                for (const DownloadManager::Item& item : QList(manager_.items()))
-                    if (item->filename() == name)
-                        manager_.remove(item, false);
-            });
-        }
-        void assign(qint64 connections) {
-            change([&] { manager_.setConnectionsPerDownload(connections); });
-        }
-        [[nodiscard]] Names names() const {
-            Names names;
-            for (const DownloadManager::Item& item : manager_.items())
-                names.insert(item->filename());
-            return names;
-        }
-
-    private:
-        /// What was a list stays one, and is the present one unless something went wrong.
-        void change(const std::function<void()>& act) {
-            const bool wasList = store_.list() || store_.secured();
-            const int fired = faults_.fired();
-            act();
-            EXPECT_TRUE(!wasList || store_.list() || store_.secured());
-            if (faults_.fired() == fired) {
-                EXPECT_EQ(store_.list(), names());
-            }
-        }
-
-        const Store& store_;
-        const FaultInjector& faults_;
-        ScriptedRunners runners_;
-        DownloadManager manager_;
-    };
-
-    static bool happens(const World& world, const Fault& fault) {
+    static bool loseNothing(const Fault& fault, std::optional<Kind> unknown, bool beginsWithGarbage) {
         const Store store;
-        if (world.beginsWithGarbage)
+        if (beginsWithGarbage)
             store.writeGarbage();
         FaultInjector faults(store.folder(), fault);
-        if (world.unknown)
-            faults.refuse(*world.unknown, EPERM);
+        if (unknown)
+            faults.refuse(*unknown, EPERM);
+        // What was a list stays one, and is the present one unless something went wrong.
+        const auto change = [&](ManagerLife& life, const std::function<void()>& act) {
+            const bool wasList = store.present().has_value();
+            const int fired = faults.fired();
+            act();
+            EXPECT_TRUE(!wasList || store.present());
+            if (faults.fired() == fired) {
+                EXPECT_EQ(store.list(), life.list());
+            }
+        };
+        const auto add = [&](ManagerLife& life, const QString& name) {
+            change(life, [&] { life.add(name); });
+        };
         {
-            Life first(store, faults);
-            first.add(u"a"_s);
-            first.assign(7);
-            first.add(u"b"_s);
-            first.remove(u"a"_s);
-            first.add(u"c"_s);
+            ManagerLife first(store.folder());
+            add(first, u"a"_s);
+            change(first, [&] { first.manager.setConnectionsPerDownload(7); });
+            add(first, u"b"_s);
+            change(first, [&] { first.manager.remove(first.manager.items().first(), false); });
+            add(first, u"c"_s);
         }
-        const std::optional<Names> saved = store.list();
+        const List saved = store.list();
         const bool isSecured = store.secured() == saved;
         {
             const int fired = faults.fired();
-            Life second(store, faults);
+            ManagerLife second(store.folder());
             // A second generation is there for one failure at a time.
             const bool mustLoad = faults.fired() == fired || (fault.reach == Fault::Reach::once && isSecured);
             if (saved && mustLoad) {
-                EXPECT_EQ(second.names(), *saved);
+                EXPECT_EQ(second.list(), *saved);
             }
-            second.add(u"d"_s);
+            add(second, u"d"_s);
         }
-        for (const QString& name : saved.value_or(Names{})) {
-            EXPECT_TRUE(store.holds(name)) << name.toStdString();
+        for (const QString& address : saved.value_or(QStringList())) {
+            EXPECT_TRUE(store.holds([&](const QByteArray& content) {
+                return ManagerLife::listIn(content).value_or(QStringList()).contains(address);
+            })) << address.toStdString();
         }
-        EXPECT_TRUE(!world.beginsWithGarbage || store.holdsGarbage());
+        EXPECT_TRUE(!beginsWithGarbage ||
+                    store.holds([](const QByteArray& content) { return content == garbage; }));
         const int fired = faults.fired();
         faults.end();
-        const std::optional<Names> last = store.list() ? store.list() : store.secured();
-        Life third(store, faults);
+        const List last = store.present();
+        ManagerLife third(store.folder());
         if (last) {
-            EXPECT_EQ(third.names(), *last);
+            EXPECT_EQ(third.list(), *last);
         }
-        third.add(u"e"_s);
+        add(third, u"e"_s);
         return fired > 0;
     }
 };
 
 TEST_F(ManagerFaults, LoseNoList) {
-    torture({}, 380);
+    torture(380, [](const Fault& fault) { return loseNothing(fault, {}, false); });
 }
 
 TEST_F(ManagerFaults, LoseNoListWhereAFileHasOneName) {
-    torture({.unknown = Kind::link}, 450);
+    torture(450, [](const Fault& fault) { return loseNothing(fault, Kind::link, false); });
 }
 
 TEST_F(ManagerFaults, LoseNothingThatCouldNotBeRead) {
-    torture({.beginsWithGarbage = true}, 420);
+    torture(420, [](const Fault& fault) { return loseNothing(fault, {}, true); });
 }
 
 } // namespace

@@ -51,11 +51,6 @@ void OperationRecorder::noteLocked(Operation operation) {
     operations_.push_back(std::move(operation));
 }
 
-void OperationRecorder::note(Operation operation) {
-    const std::lock_guard lock(mutex_);
-    noteLocked(std::move(operation));
-}
-
 int OperationRecorder::fileLocked(int descriptor) const {
     struct stat status {};
     ::fstat(descriptor, &status);
@@ -76,10 +71,6 @@ void OperationRecorder::noteOpenLocked(const SystemCall& call, const QByteArray&
 long OperationRecorder::callBelow(SystemCall& call, const QByteArray& name, const Proceed& proceed) {
     // One at a time, so that the record has the order in which things happened.
     const std::lock_guard lock(mutex_);
-    return recordLocked(call, name, proceed);
-}
-
-long OperationRecorder::recordLocked(SystemCall& call, const QByteArray& name, const Proceed& proceed) {
     const bool isSync = call.kind == Kind::fsync || call.kind == Kind::fdatasync;
     const long result = isSync ? 0 : proceed();
     if (result < 0)
@@ -105,16 +96,13 @@ long OperationRecorder::recordLocked(SystemCall& call, const QByteArray& name, c
                     .offset = call.size});
         break;
     case Kind::fsync:
-    case Kind::fdatasync: {
-        struct stat status {};
-        ::fstat(call.descriptor, &status);
-        if (S_ISDIR(status.st_mode))
+    case Kind::fdatasync:
+        if (now_.folders.contains(name))
             noteLocked({.kind = Operation::Kind::syncFolder, .name = name});
         else
             noteLocked(
                 {.kind = Operation::Kind::syncFile, .file = fileLocked(call.descriptor), .name = name});
         break;
-    }
     case Kind::rename:
     case Kind::renameat2:
     case Kind::link: {

@@ -17,7 +17,10 @@ public:
     explicit OperationRecorder(const QString& folder);
     ~OperationRecorder() override { install(nullptr); }
 
-    void mark(const QByteArray& what) { note({.kind = Operation::Kind::mark, .name = what}); }
+    void mark(const QByteArray& what) {
+        const std::lock_guard lock(mutex_);
+        noteLocked({.kind = Operation::Kind::mark, .name = what});
+    }
 
     /// Only once nothing runs any more.
     [[nodiscard]] const DiskImage& before() const { return before_; }
@@ -27,10 +30,8 @@ private:
     using Inode = std::pair<dev_t, ino_t>;
 
     long callBelow(SystemCall& call, const QByteArray& name, const Proceed& proceed) override;
-    long recordLocked(SystemCall& call, const QByteArray& name, const Proceed& proceed);
     void noteOpenLocked(const SystemCall& call, const QByteArray& name, int descriptor);
     void noteLocked(Operation operation);
-    void note(Operation operation);
     [[nodiscard]] int fileLocked(int descriptor) const;
 
     std::mutex mutex_;
