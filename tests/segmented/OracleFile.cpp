@@ -58,6 +58,8 @@ void OracleFile::begin(qint64 total, const Bytes& held) {
     for (size_t i = 0; i < come_.size(); ++i)
         coming_[i] = come_[i] = 0;
     records_ = 0;
+    // An order that came too late for the run before.
+    hold_ = false;
     running_ = true;
     const bool laid =
         ::ftruncate(descriptor_, 0) == 0 && ::lseek(descriptor_, 0, SEEK_SET) == 0 &&

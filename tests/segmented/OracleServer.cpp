@@ -99,6 +99,10 @@ void OracleRun::refuseWhole(FakeTask& task) {
         } else if (config_.total) {
             response = headOf(task, 200, total_ + 1);
             saidOtherSize_ = true;
+        } else if (!task.isCancelAsked()) {
+            // A length that was never promised does not hold for the next answer.
+            respond(task, headOf(task, 200, total_ + 1), Due::taken);
+            return fail(task);
         }
         break;
     default:
