@@ -66,11 +66,14 @@ void OracleRun::refuseRange(FakeTask& task) {
         saidOtherVersion_ = true;
         primarySaidOtherVersion_ = primarySaidOtherVersion_ || asksPrimary(task);
         break;
-    case 4:
-        response = headOf(task, 200, total_);
+    case 4: {
+        // What is as long as what was asked for, and says that it is the whole, is not a later part.
+        const bool isAsLong = task.first() > 0 && task.last() && dice_.oneIn(2);
+        response = headOf(task, 200, isAsLong ? *task.last() - task.first() + 1 : total_);
+        due = isAsLong ? Due::refused : Due::either;
         saidFullBody_ = true;
-        due = Due::either;
         break;
+    }
     case 5:
     case 6:
         response = head(dice_.pick({503, 429}), 0);
