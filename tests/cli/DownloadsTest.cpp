@@ -11,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <unistd.h>
 
 namespace fetra::test {
 namespace {
@@ -23,14 +22,16 @@ constexpr int count = 5;
 
 class DownloadsTest : public ::testing::Test {
 protected:
+    DownloadsTest() {
+        for (int i = 0; i < count; ++i)
+            files_.push_back(ServerFile::ofSize(size, quint64(i) + 1));
+    }
     /// Files f0.bin to f4.bin, which take about `seconds` each.
     void serveFiles(double seconds) {
         std::map<QByteArray, Handler> paths;
         for (const ServerFile& file : files_)
             paths["/f" + QByteArray::number(paths.size()) + ".bin"] =
-                seconds > 0
-                    ? serve(file, {.bytesPerSecond = double(size) / seconds}, {.what = When::What::Data})
-                    : serve(file);
+                serve(file, {.bytesPerSecond = double(size) / seconds}, {.what = When::What::Data});
         server_.setHandler(routes(paths));
     }
     QString url(int number) const {
@@ -58,12 +59,7 @@ protected:
             EXPECT_TRUE(folder_.tryRead(u"f%1.bin"_s.arg(i)) == files_[size_t(i)].content) << i;
     }
 
-    const std::vector<ServerFile> files_ = [] {
-        std::vector<ServerFile> files;
-        for (int i = 0; i < count; ++i)
-            files.push_back(ServerFile::ofSize(size, quint64(i) + 1));
-        return files;
-    }();
+    std::vector<ServerFile> files_;
     ScriptedServer server_;
     TempFolder folder_;
 };
@@ -116,19 +112,12 @@ TEST_F(DownloadsTest, OnATerminalEndedOnesScrollUpAboveTheBars) {
     Terminal terminal(80, 6);
     FetraRun run({.arguments = urls() + QStringList{u"-j4"_s, u"-x1"_s},
                   .folder = folder_.path(),
-                  .inChild = [end = terminal.programEnd()] { ::dup2(end, STDERR_FILENO); }});
-    EXPECT_TRUE(run.runUntil([&] {
-        terminal.update();
-        const QStringList lines = terminal.lines();
+                  .inChild = terminal.connect()});
+    EXPECT_TRUE(terminal.becomes(run, [](const QStringList& lines) {
         return lines.size() == 5 && lines[0].startsWith("f0.bin"_L1) && lines[0].contains(u'█') &&
                lines[4].startsWith(u"0 of 5 done · 1 queued"_s);
     })) << qPrintable(terminal.lines().join(u'\n'));
-    static_cast<void>(run.runUntil([&] {
-        terminal.update();
-        return false;
-    }));
-    EXPECT_EQ(run.exitStatus(), 0);
-    terminal.update();
+    EXPECT_EQ(terminal.end(run), 0);
     const QStringList lines = terminal.lines();
     ASSERT_EQ(lines.size(), count + 1) << qPrintable(lines.join(u'\n'));
     for (int i = 0; i < count; ++i)
@@ -175,7 +164,7 @@ TEST_F(DownloadsTest, AStateFileGoesOnWhereItWasLeft) {
 }
 
 TEST_F(DownloadsTest, WhatIsNoStateFileIsLeftAlone) {
-    serveFiles(0);
+    serveFiles(0.01);
     folder_.write(u"notes"_s, "{\"items\": 7");
     folder_.write(u"empty"_s, "");
     folder_.write(u"folder/file"_s, "");
@@ -196,7 +185,7 @@ TEST_F(DownloadsTest, WhatIsNoStateFileIsLeftAlone) {
 }
 
 TEST_F(DownloadsTest, TheListTellsNoSecrets) {
-    serveFiles(0);
+    serveFiles(0.01);
     QUrl secret(url(0));
     secret.setUserInfo(u"me:hunter2"_s);
     FetraRun run = start({secret.toString(QUrl::FullyEncoded), server_.url("/none").toString(), u"-H"_s,

@@ -32,11 +32,10 @@ ProgramRun::Setup programSetup(const FetraRun::Setup& setup) {
 FetraRun::FetraRun(const Setup& setup)
     : ProgramRun(programSetup(setup)) {}
 
-Terminal::Terminal(int columns, int rows)
-    : columns_(columns) {
-    winsize size{.ws_row = ushort(rows), .ws_col = ushort(columns), .ws_xpixel = 0, .ws_ypixel = 0};
-    if (::openpty(&master_, &slave_, nullptr, nullptr, &size) != 0)
+Terminal::Terminal(int columns, int rows) {
+    if (::openpty(&master_, &slave_, nullptr, nullptr, nullptr) != 0)
         throw std::runtime_error("no pseudo-terminal");
+    resize(columns, rows);
     for (const int end : {master_, slave_})
         ::fcntl(end, F_SETFD, FD_CLOEXEC);
     ::fcntl(master_, F_SETFL, O_NONBLOCK);
@@ -51,6 +50,28 @@ void Terminal::resize(int columns, int rows) {
     columns_ = columns;
     const winsize size{.ws_row = ushort(rows), .ws_col = ushort(columns), .ws_xpixel = 0, .ws_ypixel = 0};
     ::ioctl(master_, TIOCSWINSZ, &size);
+}
+
+std::function<void()> Terminal::connect() const {
+    return [end = slave_] { ::dup2(end, STDERR_FILENO); };
+}
+
+bool Terminal::becomes(ProgramRun& run, const std::function<bool(const QStringList& lines)>& condition) {
+    return run.runUntil([&] {
+        update();
+        return condition(lines());
+    });
+}
+
+bool Terminal::shows(ProgramRun& run, const QString& part) {
+    return becomes(run, [&](const QStringList& lines) { return lines.join(u'\n').contains(part); });
+}
+
+std::optional<int> Terminal::end(ProgramRun& run) {
+    static_cast<void>(becomes(run, [](const QStringList&) { return false; }));
+    const std::optional<int> status = run.exitStatus();
+    update();
+    return status;
 }
 
 void Terminal::update() {
@@ -98,7 +119,6 @@ void Terminal::control(QStringView sequence) {
         row_ -= sequence.chopped(1).toInt();
     } else if (sequence == "?25l"_L1 || sequence == "?25h"_L1) {
         cursorVisible_ = sequence.endsWith(u'h');
-        cursorWasHidden_ |= !cursorVisible_;
     }
 }
 

@@ -18,8 +18,8 @@ public:
     explicit FetraRun(const Setup& setup);
 };
 
-/// A pseudo-terminal whose other end a program draws on, and the picture that results: just enough of a
-/// terminal to tell a block that is redrawn in place from one that leaves rubbish behind.
+/// A pseudo-terminal that a program draws on, and the picture that results: just enough of one to tell a
+/// block that is redrawn in place from one that leaves rubbish behind.
 class Terminal {
 public:
     Terminal(int columns, int rows);
@@ -27,36 +27,40 @@ public:
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    [[nodiscard]] int programEnd() const { return slave_; }
-    /// Takes in what has been drawn since.
-    void update();
+    /// For the child: it draws here.
+    [[nodiscard]] std::function<void()> connect() const;
+    /// Whether the picture came to be as asked while the program runs.
+    [[nodiscard]] bool becomes(ProgramRun& run,
+                               const std::function<bool(const QStringList& lines)>& condition);
+    [[nodiscard]] bool shows(ProgramRun& run, const QString& part);
+    /// Waits for the end; answers the status.
+    [[nodiscard]] std::optional<int> end(ProgramRun& run);
     /// Tells the program by itself only where this is its controlling terminal.
     void resize(int columns, int rows);
 
     /// All lines that were ever on the screen, those scrolled away first, without empty ones at the end.
     [[nodiscard]] QStringList lines() const;
     [[nodiscard]] bool isCursorVisible() const { return cursorVisible_; }
-    [[nodiscard]] bool wasCursorHidden() const { return cursorWasHidden_; }
     /// Whether something was drawn beyond the last column.
     [[nodiscard]] bool wasOverrun() const { return overrun_; }
     /// Everything that came, as it came.
     [[nodiscard]] const QByteArray& raw() const { return raw_; }
 
 private:
+    void update();
     void take(QStringView text);
     void control(QStringView sequence);
     QString& line();
 
     int master_ = -1;
     int slave_ = -1;
-    int columns_;
+    int columns_ = 0;
     QByteArray raw_;
     qsizetype taken_ = 0;
     QStringList lines_;
     qsizetype row_ = 0;
     qsizetype column_ = 0;
     bool cursorVisible_ = true;
-    bool cursorWasHidden_ = false;
     bool overrun_ = false;
 };
 

@@ -27,13 +27,7 @@ std::vector<ListFrame::Row> rowsOf(size_t count) {
     return rows;
 }
 
-constexpr RunTotals totals{.count = 500,
-                           .completed = 120,
-                           .failed = 12,
-                           .running = 9,
-                           .queued = 359,
-                           .bytesPerSecond = 1e6,
-                           .timeLeft = 3720.0};
+constexpr RunTotals totals{500, 120, 12, 9, 359, 1e6, 3720.0};
 
 TEST(ListFrameTest, StaysInsideTheTerminal) {
     for (const size_t count : {0, 1, 5, 30})

@@ -36,13 +36,12 @@ ProgressFrame running() {
         .bytesPerSecond = 10.0 * mebibyte,
         .activeConnections = 3,
         .connectionLimit = 16,
-        .segments = {{.start = 0, .end = 200 * mebibyte - 1, .current = 100 * mebibyte, .active = true},
+        .segments = {{.end = 200 * mebibyte - 1, .current = 100 * mebibyte, .active = true},
                      {.start = 200 * mebibyte,
-                      .end = 300 * mebibyte - 1,
+                      .end = 400 * mebibyte - 1,
                       .current = 250 * mebibyte,
                       .active = true,
-                      .source = 2},
-                     {.start = 300 * mebibyte, .end = 400 * mebibyte - 1, .current = 300 * mebibyte}},
+                      .source = 2}},
     };
     return frame;
 }
@@ -52,13 +51,13 @@ TEST(ProgressFrameTest, TheBarShowsEveryRangeWhereItLies) {
     const std::tuple<const char*, QList<SegmentSnapshot>, qint64, QString> cases[] = {
         {"nothing yet", {{.end = 999}}, 1000, u"░░░░░░░░░░"_s},
         {"all", {{.end = 999, .current = 1000}}, 1000, u"██████████"_s},
-        {"in any order, parts of a cell",
+        {"any order",
          {{.start = 600, .end = 999, .current = 710}, {.end = 599, .current = 160}},
          1000,
          u"█▓░░░░█▒░░"_s},
         {"the least is seen", {{.end = 999'999, .current = 1}}, 1'000'000, u"▒░░░"_s},
         {"fewer bytes than cells", {{.end = 1, .current = 1}}, 2, u"███░░░"_s},
-        {"many ranges in a cell",
+        {"many in a cell",
          {{.end = 49, .current = 50}, {.start = 50, .end = 99, .current = 50}},
          100,
          u"▓"_s},
@@ -68,15 +67,6 @@ TEST(ProgressFrameTest, TheBarShowsEveryRangeWhereItLies) {
     };
     for (const auto& [name, segments, total, bar] : cases)
         EXPECT_EQ(StyledText::plain(RangeBar::ranges(segments, total, int(bar.size()))), bar) << name;
-}
-
-TEST(ProgressFrameTest, AWideBlockSaysEverythingInThreeLines) {
-    const QStringList lines = blockText(running(), 120).split(u'\n');
-    ASSERT_EQ(lines.size(), 3);
-    EXPECT_EQ(lines[0], u"disk.iso"_s);
-    EXPECT_TRUE(lines[1].endsWith("  37.5%"_L1)) << qPrintable(lines[1]);
-    EXPECT_EQ(lines[2],
-              u"150.00 MB of 400.00 MB · 10.00 MB/s · 25s left · 3 of 16 connections · 1 of 2 mirrors"_s);
 }
 
 TEST(ProgressFrameTest, NoLineIsWiderThanTheTerminalAndNoNumberIsAbsurd) {
@@ -133,10 +123,14 @@ TEST(ProgressFrameTest, EachPhaseSaysWhatIsGoingOn) {
     ProgressFrame frame;
     frame.name = u"a-long-host-name.example.com"_s;
     EXPECT_EQ(blockText(frame, 60), u"Asking a-long-host-name.example.com…"_s);
-    EXPECT_EQ(blockText(frame, 19).count(u'\n'), 0);
-    EXPECT_TRUE(blockText(frame, 19).contains("host"_L1) || blockText(frame, 19).contains("com"_L1));
 
     frame = running();
+    const QString block = blockText(frame, 120);
+    EXPECT_EQ(block.count(u'\n'), 2);
+    EXPECT_TRUE(block.startsWith("disk.iso\n"_L1)) << qPrintable(block);
+    EXPECT_TRUE(block.endsWith(u"  37.5%\n150.00 MB of 400.00 MB · 10.00 MB/s · 25s left · "
+                               "3 of 16 connections · 1 of 2 mirrors"_s))
+        << qPrintable(block);
     frame.progress.activeConnections = 0;
     EXPECT_TRUE(blockText(frame, 120).contains(u"· waiting ·"_s));
     frame.progress.receivedBytes = 400 * mebibyte - 1;

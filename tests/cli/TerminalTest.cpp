@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
 #include <list>
-#include <unistd.h>
 
 namespace fetra::test {
 namespace {
@@ -25,23 +25,7 @@ protected:
         return {.arguments = {server_.url("/disk.iso").toString()},
                 .folder = folders_.emplace_back().path(),
                 .environment = environment,
-                .inChild = [end = terminal.programEnd()] { ::dup2(end, STDERR_FILENO); }};
-    }
-    /// Whether `part` came to be seen.
-    static bool isShown(FetraRun& run, Terminal& terminal, const QString& part) {
-        return run.runUntil([&] {
-            terminal.update();
-            return terminal.lines().join(u'\n').contains(part);
-        });
-    }
-    static std::optional<int> end(FetraRun& run, Terminal& terminal) {
-        static_cast<void>(run.runUntil([&] {
-            terminal.update();
-            return false;
-        }));
-        const std::optional<int> status = run.exitStatus();
-        terminal.update();
-        return status;
+                .inChild = terminal.connect()};
     }
 
     const ServerFile file_ = ServerFile::ofSize(size);
@@ -53,12 +37,10 @@ TEST_F(TerminalTest, DrawsInPlaceAndLeavesOneLine) {
     for (const int columns : {20, 80, 200}) {
         Terminal terminal(columns, 24);
         FetraRun run(setup(terminal));
-        EXPECT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
-        EXPECT_FALSE(terminal.isCursorVisible());
-        EXPECT_TRUE(isShown(run, terminal, u"█"_s));
+        EXPECT_TRUE(terminal.shows(run, u"█"_s));
         EXPECT_LE(terminal.lines().size(), columns < 80 ? 7 : 3) << qPrintable(terminal.lines().join(u'\n'));
         EXPECT_FALSE(terminal.wasOverrun());
-        EXPECT_EQ(end(run, terminal), 0);
+        EXPECT_EQ(terminal.end(run), 0);
         ASSERT_EQ(terminal.lines().size(), 1) << qPrintable(terminal.lines().join(u'\n'));
         EXPECT_TRUE(terminal.lines().first().startsWith("disk.iso: 5.72 MB in "_L1));
         EXPECT_TRUE(terminal.isCursorVisible());
@@ -69,14 +51,11 @@ TEST_F(TerminalTest, DrawsInPlaceAndLeavesOneLine) {
 TEST_F(TerminalTest, FollowsTheWidth) {
     Terminal terminal(100, 24);
     FetraRun run(setup(terminal));
-    ASSERT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
+    ASSERT_TRUE(terminal.shows(run, u"of 5.72 MB"_s));
     terminal.resize(30, 24);
     run.send(SIGWINCH);
-    EXPECT_TRUE(run.runUntil([&] {
-        terminal.update();
-        const QStringList lines = terminal.lines();
-        return lines.size() > 3 &&
-               std::all_of(lines.begin(), lines.end(), [](const QString& l) { return l.size() < 30; });
+    EXPECT_TRUE(terminal.becomes(run, [](const QStringList& lines) {
+        return lines.size() > 3 && std::ranges::all_of(lines, [](auto& line) { return line.size() < 30; });
     })) << qPrintable(terminal.lines().join(u'\n'));
 }
 
@@ -87,10 +66,10 @@ TEST_F(TerminalTest, GivesTheCursorBackOnEveryWayOut) {
         SCOPED_TRACE(signal);
         Terminal terminal(80, 24);
         FetraRun run(setup(terminal));
-        ASSERT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
+        ASSERT_TRUE(terminal.shows(run, u"of 5.72 MB"_s));
+        EXPECT_FALSE(terminal.isCursorVisible());
         run.send(signal);
-        EXPECT_EQ(end(run, terminal), 130);
-        EXPECT_TRUE(terminal.wasCursorHidden());
+        EXPECT_EQ(terminal.end(run), 130);
         EXPECT_TRUE(terminal.isCursorVisible());
         const QString lines = terminal.lines().join(u'\n');
         EXPECT_EQ(terminal.lines().size(), lastLine.isEmpty() ? 0 : 1) << qPrintable(lines);
@@ -101,15 +80,13 @@ TEST_F(TerminalTest, GivesTheCursorBackOnEveryWayOut) {
 TEST_F(TerminalTest, ASuspendedProgramLeavesTheTerminalUsable) {
     Terminal terminal(80, 24);
     FetraRun run(setup(terminal));
-    ASSERT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
+    ASSERT_TRUE(terminal.shows(run, u"of 5.72 MB"_s));
     run.send(SIGTSTP);
-    EXPECT_TRUE(run.runUntil([&] {
-        terminal.update();
-        return terminal.isCursorVisible() && terminal.lines().isEmpty();
-    }));
+    EXPECT_TRUE(terminal.becomes(
+        run, [&](const QStringList& lines) { return terminal.isCursorVisible() && lines.isEmpty(); }));
     run.send(SIGCONT);
-    EXPECT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
-    EXPECT_EQ(end(run, terminal), 0);
+    EXPECT_TRUE(terminal.shows(run, u"of 5.72 MB"_s));
+    EXPECT_EQ(terminal.end(run), 0);
     EXPECT_TRUE(terminal.isCursorVisible());
 }
 
@@ -120,38 +97,32 @@ TEST_F(TerminalTest, MessagesStandAboveTheBlock) {
     ScriptedServer mirror(serve(ServerFile::ofSize(size - 1)));
     how.arguments += {u"-m"_s, mirror.url("/disk.iso").toString()};
     FetraRun run(how);
-    ASSERT_TRUE(isShown(run, terminal, u"[WRN] mirror skipped"_s));
-    EXPECT_TRUE(isShown(run, terminal, u"of 5.72 MB"_s));
+    ASSERT_TRUE(terminal.shows(run, u"[WRN] mirror skipped"_s));
+    EXPECT_TRUE(terminal.shows(run, u"of 5.72 MB"_s));
     EXPECT_TRUE(terminal.lines().first().startsWith("[WRN] mirror skipped"_L1))
         << qPrintable(terminal.lines().join(u'\n'));
-    EXPECT_EQ(end(run, terminal), 0);
+    EXPECT_EQ(terminal.end(run), 0);
     EXPECT_EQ(terminal.lines().size(), 2) << qPrintable(terminal.lines().join(u'\n'));
 }
 
 TEST_F(TerminalTest, ColourIsForTerminalsThatWantIt) {
-    struct Case {
-        QString environment;
-        bool colour;
-        bool moves;
-        bool ascii;
+    // Whether there is colour, whether it is drawn in place, and whether in ASCII only.
+    const std::tuple<QString, bool, bool, bool> cases[] = {
+        {u"NO_COLOR=1"_s, false, true, false},
+        {u"NO_COLOR="_s, true, true, false},
+        {u"TERM=dumb"_s, false, false, true},
+        {u"LANG=C"_s, true, true, true},
     };
-    for (const Case& c : {
-             Case{u"NO_COLOR=1"_s, false, true, false},
-             {u"NO_COLOR="_s, true, true, false},
-             {u"TERM=dumb"_s, false, false, true},
-             {u"LANG=C"_s, true, true, true},
-         }) {
-        SCOPED_TRACE(c.environment.toStdString());
+    for (const auto& [environment, colour, moves, ascii] : cases) {
+        SCOPED_TRACE(environment.toStdString());
         Terminal terminal(80, 24);
-        FetraRun run(setup(terminal, {c.environment}));
-        ASSERT_TRUE(isShown(run, terminal, u"5.72 MB"_s));
+        FetraRun run(setup(terminal, {environment}));
+        ASSERT_TRUE(terminal.shows(run, u"5.72 MB"_s));
         run.send(SIGINT);
-        ASSERT_EQ(end(run, terminal), 130);
-        EXPECT_EQ(terminal.raw().contains("\x1b[1m"), c.colour);
-        EXPECT_EQ(terminal.raw().contains('\x1b'), c.moves);
-        const bool onlyAscii = std::all_of(terminal.raw().begin(), terminal.raw().end(),
-                                           [](char byte) { return uchar(byte) < 0x80; });
-        EXPECT_EQ(onlyAscii, c.ascii);
+        ASSERT_EQ(terminal.end(run), 130);
+        EXPECT_EQ(terminal.raw().contains("\x1b[1m"), colour);
+        EXPECT_EQ(terminal.raw().contains('\x1b'), moves);
+        EXPECT_EQ(std::ranges::all_of(terminal.raw(), [](char byte) { return uchar(byte) < 0x80; }), ascii);
     }
 }
 
