@@ -2,6 +2,7 @@
 
 #include "http/TransportError.h"
 #include "support/Eventually.h"
+#include "system/PosixError.h"
 #include "transfer/DownloadError.h"
 #include "transfer/ResumeStore.h"
 
@@ -30,19 +31,20 @@ struct Words {
     QString operator()(const DownloadError::RangeNotHonored&) const { return u"rangeNotHonored"_s; }
 };
 
-Ending endOf(Downloader& downloader, const DownloadRequest& request) {
+} // namespace
+
+Ending endingOf(const std::function<DownloadResult()>& work) {
     try {
-        DownloadResult result = downloader.download(request);
-        return {.words = u"complete"_s, .result = std::move(result)};
+        return {.words = u"complete"_s, .result = work()};
     } catch (const DownloadError& error) {
         return {.words = std::visit(Words{}, error.value()), .result = {}};
     } catch (const TransportError& error) {
         return {.words = u"transport %1 %2"_s.arg(QString::number(error.code()), error.description()),
                 .result = {}};
+    } catch (const PosixError& error) {
+        return {.words = u"posix %1"_s.arg(error.code()), .result = {}};
     }
 }
-
-} // namespace
 
 RealWorld::Environment::Environment() {
     TestCertificate::trustAuthority();
@@ -53,7 +55,7 @@ RealWorld::Environment::Environment() {
 
 Ending download(const EngineServices& world, const DownloadRequest& request, const DownloadOptions& options) {
     Downloader downloader(options, world);
-    return endOf(downloader, request);
+    return endingOf([&] { return downloader.download(request); });
 }
 
 RunningDownload::RunningDownload(const EngineServices& world, DownloadRequest request,
@@ -66,7 +68,7 @@ RunningDownload::RunningDownload(const EngineServices& world, DownloadRequest re
     };
     request.progress = [this](const DownloadProgress& progress) { received_ = progress.receivedBytes; };
     thread_ = std::thread([this, request] {
-        ending_ = endOf(downloader_, request);
+        ending_ = endingOf([&] { return downloader_.download(request); });
         over_ = true;
     });
 }

@@ -15,13 +15,13 @@
 #include <QString>
 
 #include <atomic>
+#include <functional>
 #include <optional>
 #include <thread>
 
 namespace fetra::test {
 
-/// What the programs build for their transfers: the real client, clock, chance and ticker. Trusts the
-/// certificates of the tests' authority.
+/// What the programs build for their transfers. Trusts the certificates of the tests' authority.
 class RealWorld {
 public:
     [[nodiscard]] EngineServices services() { return {http_, clock_, random_, ticker_}; }
@@ -31,7 +31,7 @@ private:
     struct Environment {
         Environment();
     };
-    Environment environment_;
+    Environment environment_; ///< set before the client reads it
     CurlClient http_;
     SystemClock clock_;
     SystemRandom random_;
@@ -40,17 +40,16 @@ private:
 
 /// How a download ended.
 struct Ending {
-    /// "complete", or the error's case with what it carries: "badStatus 404", "sizeMismatch 10 12",
-    /// "exhaustedRetries HTTP 503", "io No space left on device", "transport -1001 The request timed out".
+    /// "complete", or the error's case with what it carries: "badStatus 404", "transport -1001 The request
+    /// timed out".
     QString words;
-    /// Present when complete.
     std::optional<DownloadResult> result;
 
     [[nodiscard]] bool isComplete() const { return result.has_value(); }
-    /// Name of the finished file, empty without one.
     [[nodiscard]] QString name() const { return result ? result->destination.fileName() : QString(); }
 };
 
+[[nodiscard]] Ending endingOf(const std::function<DownloadResult()>& work);
 [[nodiscard]] Ending download(const EngineServices& world, const DownloadRequest& request,
                               const DownloadOptions& options = {});
 
@@ -68,7 +67,6 @@ public:
     /// As the progress reports say, four times a second.
     [[nodiscard]] qint64 receivedBytes() const { return received_; }
     [[nodiscard]] bool isOver() const { return over_; }
-    /// Waits for the end.
     [[nodiscard]] Ending end();
 
 private:

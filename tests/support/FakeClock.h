@@ -19,7 +19,7 @@ public:
     [[nodiscard]] TimePoint now() const override {
         return TimePoint(std::chrono::nanoseconds(nanoseconds_.load()));
     }
-    /// Seconds since the clock was made, to the nanosecond.
+    /// Since the clock was made.
     [[nodiscard]] double seconds() const {
         return static_cast<double>(nanoseconds_.load() - origin) / perSecond;
     }
@@ -69,7 +69,7 @@ public:
         }
         running_ = 0;
     }
-    /// How many registrations there have ever been, and how many there are.
+    /// Registrations ever, and now.
     [[nodiscard]] Token additions() const {
         const std::lock_guard lock(mutex_);
         return lastToken_;

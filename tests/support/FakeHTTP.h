@@ -14,9 +14,8 @@ namespace fetra::test {
 
 class FakeHTTP;
 
-/// One request, and the server's end of it: the test plays the server, and what it does reaches the delegate
-/// before the call returns, on the calling thread. Calls for one task must not overlap; those that a real
-/// client could not bring about throw `std::logic_error`.
+/// One request, and the server's end of it: what the test does reaches the delegate before the call returns.
+/// Calls for one task must not overlap; those that a real client could not bring about throw.
 class FakeTask final : public HTTPTask, public std::enable_shared_from_this<FakeTask> {
 public:
     struct Making {
@@ -30,16 +29,15 @@ public:
 
     [[nodiscard]] quint64 identifier() const override { return making_.identifier; }
     void resume() override;
-    /// Only asks: the task ends when the client is pumped or the test ends it otherwise, never from in here,
-    /// because the caller may hold a lock that its delegate needs.
+    /// Only asks, for the caller may hold a lock that its delegate needs.
     void cancel() override;
 
     [[nodiscard]] const HTTPRequest& request() const { return making_.request; }
-    /// The value of the request's "Range", empty without one, and the bytes that it names.
+    /// The request's "Range", empty without one, and the bytes that it names.
     [[nodiscard]] QByteArray range() const;
     [[nodiscard]] qint64 first() const { return first_; }
     [[nodiscard]] std::optional<qint64> last() const { return last_; }
-    /// Which of the client's sessions made it, in the order of their making.
+    /// Which of the client's sessions made it.
     [[nodiscard]] size_t session() const { return making_.session; }
     [[nodiscard]] bool isCancelAsked() const { return cancelAsked_; }
     [[nodiscard]] bool isComplete() const { return complete_; }
@@ -50,7 +48,6 @@ public:
 
     HTTPDisposition respond(const HTTPResponse& response);
     void send(std::span<const char> data);
-    /// The whole answer has arrived.
     void finish();
     void fail(int code, const QString& description);
 
@@ -71,8 +68,7 @@ private:
     std::atomic<bool> complete_{false};
 };
 
-/// An HTTP client without a network. It has no thread of its own and no order but that of the test's calls,
-/// so that a run is the same each time.
+/// An HTTP client without a network and without a thread, so that a run is the same each time.
 class FakeHTTP final : public HTTPClient {
 public:
     enum class SessionState { running, finishing, cancelled };
@@ -84,7 +80,7 @@ public:
     [[nodiscard]] std::unique_ptr<HTTPSession>
     makeSession(const HTTPSessionConfiguration& configuration) override;
 
-    /// Tasks in the order of their start. Those that were made and never started do not count.
+    /// Tasks in the order of their start.
     [[nodiscard]] size_t startedCount() const {
         const std::lock_guard lock(mutex_);
         return started_.size();
@@ -103,11 +99,10 @@ public:
         return sessions_;
     }
 
-    /// Ends, as cancelled and in the order of asking, every task that somebody wants cancelled, until there
-    /// is none left.
+    /// Ends every task that somebody wants cancelled, in the order of asking, until there is none left.
     void pump();
 
-    /// Called from within each start, so with whatever lock the starter holds. Set before the first one.
+    /// Called from within each start, with whatever lock the starter holds.
     std::function<void(FakeTask&)> onStart;
 
 private:

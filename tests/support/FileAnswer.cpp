@@ -15,9 +15,6 @@ public:
         , lies_(lies)
         , file_(std::move(file))
         , pace_(pace) {}
-    ~FileAnswer() { release(); }
-    FileAnswer(const FileAnswer&) = delete;
-    FileAnswer& operator=(const FileAnswer&) = delete;
 
     void send();
 
@@ -54,7 +51,7 @@ private:
     const Lies& lies_;
     const ServerFile file_;
     SharedPace& pace_;
-    bool entered_ = false;
+    std::shared_ptr<void> slot_;
 
     int status_ = 200;
     HeaderList headers_;
@@ -79,25 +76,19 @@ void FileAnswer::send() {
 }
 
 bool FileAnswer::enter() {
-    if (!lies_.limit)
-        return true;
-    entered_ = lies_.limit->tryEnter();
-    if (entered_)
+    if (!lies_.limit || (slot_ = lies_.limit->enter()))
         return true;
     const SlotLimit::Terms& terms = lies_.limit->terms();
-    if (terms.status == 0) {
+    const FixedAnswer refusal = statusAnswer(terms.status, terms.retryAfter);
+    if (terms.status == 0)
         exchange_.reset();
-    } else {
-        const FixedAnswer refusal = statusAnswer(terms.status, terms.retryAfter);
+    else
         exchange_.respond(refusal.status, refusal.headers, refusal.body);
-    }
     return false;
 }
 
 void FileAnswer::release() {
-    if (entered_)
-        lies_.limit->leave();
-    entered_ = false;
+    slot_.reset();
     exchange_.release();
 }
 
@@ -108,10 +99,8 @@ bool FileAnswer::rangeIsHonoured() const {
         return false;
     if (!condition)
         return true;
-    const bool isTag = condition->startsWith('"') || condition->startsWith("W/");
     // Only a strong validator may glue parts together.
-    return isTag ? *condition == file_.etag && !condition->startsWith("W/")
-                 : *condition == file_.lastModified;
+    return !condition->startsWith("W/") && (*condition == file_.etag || *condition == file_.lastModified);
 }
 
 /// Nothing when the range lies beyond the end.
@@ -216,11 +205,9 @@ bool FileAnswer::sendSlowly(QByteArrayView bytes, double bytesPerSecond) {
         return exchange_.send(bytes);
     const auto pause =
         std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(1 / bytesPerSecond));
-    for (qsizetype index = 0; index < bytes.size(); ++index) {
-        if (!exchange_.wait(pause) || !exchange_.send(bytes.sliced(index, 1)))
-            return false;
-    }
-    return true;
+    return std::ranges::all_of(bytes, [&](const char& byte) {
+        return exchange_.wait(pause) && exchange_.send(QByteArrayView(&byte, 1));
+    });
 }
 
 /// How much of the payload goes out before the cut; nothing when it is not met.
@@ -228,28 +215,21 @@ std::optional<qint64> FileAnswer::cutWithinBody() const {
     if (!lies_.cut || lies_.cut->where == Cut::Where::Head)
         return std::nullopt;
     const qint64 limit = lies_.cut->at - (lies_.cut->where == Cut::Where::File ? payloadOffset_ : 0);
-    if (limit < 0)
-        return std::nullopt;
-    return limit < payload_.size() ? std::optional(limit) : std::nullopt;
+    return limit >= 0 && limit < payload_.size() ? std::optional(limit) : std::nullopt;
 }
 
 bool FileAnswer::sendPayload() {
     const std::optional<qint64> cut = cutWithinBody();
     const qint64 size = cut.value_or(payload_.size());
-    double rate = lies_.bytesPerSecond > 0 ? lies_.bytesPerSecond : lies_.totalBytesPerSecond;
-    if (lies_.totalBytesPerSecond > 0)
-        rate = std::min(rate, lies_.totalBytesPerSecond);
-    const auto piece = rate > 0 ? static_cast<qint64>(std::clamp(rate / 50, 1.0, 65536.0)) : qint64{65536};
+    double piece = 65536;
+    for (const double rate : {lies_.bytesPerSecond, lies_.totalBytesPerSecond})
+        piece = rate > 0 ? std::clamp(rate / 50, 1.0, piece) : piece;
 
-    const auto start = std::chrono::steady_clock::now();
-    for (qint64 sent = 0; sent < size;) {
-        const qint64 count = std::min(piece, size - sent);
-        auto due = start;
-        if (lies_.bytesPerSecond > 0)
-            due += std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                std::chrono::duration<double>(static_cast<double>(sent + count) / lies_.bytesPerSecond));
-        if (lies_.totalBytesPerSecond > 0)
-            due = std::max(due, pace_.reserve(count, lies_.totalBytesPerSecond));
+    SharedPace own;
+    for (qint64 sent = 0, count = 0; sent < size; sent += count) {
+        count = std::min(static_cast<qint64>(piece), size - sent);
+        const auto due = std::max(own.reserve(count, lies_.bytesPerSecond),
+                                  pace_.reserve(count, lies_.totalBytesPerSecond));
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
         if (left > 0ms && !exchange_.wait(left))
@@ -258,7 +238,6 @@ bool FileAnswer::sendPayload() {
             release();
         if (!sendPiece(QByteArrayView(payload_).sliced(sent, count)))
             return false;
-        sent += count;
     }
     if (cut)
         carryOutCut();
@@ -294,25 +273,12 @@ void FileAnswer::sendEnd() {
 }
 
 void FileAnswer::carryOutCut() {
+    constexpr void (ServerExchange::*ends[])() = {&ServerExchange::close, &ServerExchange::closeWithoutNotify,
+                                                  &ServerExchange::reset, &ServerExchange::spoil,
+                                                  &ServerExchange::stall};
     if (lies_.cut->how != Cut::How::Stall)
         release();
-    switch (lies_.cut->how) {
-    case Cut::How::Close:
-        exchange_.close();
-        break;
-    case Cut::How::CloseWithoutNotify:
-        exchange_.closeWithoutNotify();
-        break;
-    case Cut::How::Reset:
-        exchange_.reset();
-        break;
-    case Cut::How::Spoil:
-        exchange_.spoil();
-        break;
-    case Cut::How::Stall:
-        exchange_.stall();
-        break;
-    }
+    (exchange_.*ends[static_cast<std::size_t>(lies_.cut->how)])();
 }
 
 } // namespace

@@ -7,10 +7,10 @@
 
 namespace fetra::test {
 
-/// A rate that several answers share.
+/// A rate, of one answer or of several together.
 class SharedPace {
 public:
-    /// When those bytes may go out, all that were reserved earlier going first.
+    /// When those bytes may go out, all that were reserved earlier going first; a rate of 0 is none.
     [[nodiscard]] std::chrono::steady_clock::time_point reserve(qint64 bytes, double bytesPerSecond);
 
 private:

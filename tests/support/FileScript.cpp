@@ -3,15 +3,16 @@
 #include "support/FileAnswer.h"
 
 #include <algorithm>
+#include <list>
 
 namespace fetra::test {
 
-bool SlotLimit::tryEnter() {
+std::shared_ptr<void> SlotLimit::enter() {
     const std::lock_guard lock(mutex_);
     if (inside_ >= terms_.slots)
-        return false;
+        return nullptr;
     ++inside_;
-    return true;
+    return {this, [self = shared_from_this()](void*) { --self->inside_; }};
 }
 
 FixedAnswer statusAnswer(int status, QByteArray retryAfter) {
@@ -22,15 +23,15 @@ FixedAnswer statusAnswer(int status, QByteArray retryAfter) {
 }
 
 FixedAnswer loginPage() {
-    return {
-        .status = 200,
-        .headers = {{"Content-Type", "text/html; charset=utf-8"}},
-        .body =
-            "<!DOCTYPE html><html><head><title>Sign in</title></head><body><form>...</form></body></html>\n"};
+    return {.status = 200,
+            .headers = {{"Content-Type", "text/html; charset=utf-8"}},
+            .body = "<!DOCTYPE html><html><title>Sign in</title><form>...</form></html>\n"};
 }
 
 std::chrono::steady_clock::time_point SharedPace::reserve(qint64 bytes, double bytesPerSecond) {
-    const auto span = std::chrono::duration<double>(static_cast<double>(bytes) / bytesPerSecond);
+    if (bytesPerSecond <= 0)
+        return {};
+    const std::chrono::duration<double> span(static_cast<double>(bytes) / bytesPerSecond);
     const std::lock_guard lock(mutex_);
     next_ = std::max(next_, std::chrono::steady_clock::now()) +
             std::chrono::duration_cast<std::chrono::steady_clock::duration>(span);
@@ -39,63 +40,58 @@ std::chrono::steady_clock::time_point SharedPace::reserve(qint64 bytes, double b
 
 namespace {
 
-bool matches(When::What what, const ServerRequest& request) {
-    return what == When::What::Every || request.isProbe() == (what == When::What::Probe);
-}
-
 /// What a script's handler keeps between requests.
 class RunningScript {
 public:
-    explicit RunningScript(FileScript script)
-        : script_(std::move(script))
-        , rules_(script_.rules.size()) {}
+    explicit RunningScript(const FileScript& script)
+        : file_(script.file) {
+        for (const LieRule& rule : script.rules)
+            rules_.emplace_back(rule);
+        rules_.emplace_back(LieRule{}); // whoever is told no lie gets the truth
+    }
 
     void answer(ServerExchange& exchange) {
-        qint64 serial = 0;
-        const std::optional<std::size_t> rule = choose(exchange.request(), serial);
-        static const Lies honest;
-        SharedPace unused;
-        const Lies& lies = rule ? script_.rules[*rule].lies : honest;
-        ServerFile file = lies.file.value_or(script_.file);
+        Rule& rule = choose(exchange.request());
+        const Lies& lies = rule.told.lies;
+        ServerFile file = lies.file.value_or(file_);
         if (lies.freshETag)
-            file.etag = "\"fresh-" + QByteArray::number(serial) + '"';
-        answerAbout(std::move(file), lies, rule ? rules_[*rule].pace : unused, exchange);
+            file.etag = "\"fresh-" + QByteArray::number(exchange.request().serial) + '"';
+        answerAbout(std::move(file), lies, rule.pace, exchange);
     }
 
 private:
-    struct RuleState {
+    struct Rule {
+        explicit Rule(LieRule rule)
+            : told(std::move(rule)) {}
+        const LieRule told;
         qint64 matched = 0;
         SharedPace pace;
     };
 
     // Every rule counts every request, so that the numbers of one do not hang on the rules before it.
-    std::optional<std::size_t> choose(const ServerRequest& request, qint64& serial) {
+    Rule& choose(const ServerRequest& request) {
         const std::lock_guard lock(mutex_);
-        serial = ++requests_;
-        std::optional<std::size_t> chosen;
-        for (std::size_t index = 0; index < rules_.size(); ++index) {
-            const When& when = script_.rules[index].when;
-            if (!matches(when.what, request))
+        Rule* chosen = nullptr;
+        for (Rule& rule : rules_) {
+            const auto& [what, first, last] = rule.told.when;
+            if (what != When::What::Every && request.isProbe() != (what == When::What::Probe))
                 continue;
-            const qint64 number = ++rules_[index].matched;
-            if (!chosen && number >= when.first && number <= when.last)
-                chosen = index;
+            ++rule.matched;
+            if (!chosen && rule.matched >= first && rule.matched <= last)
+                chosen = &rule;
         }
-        return chosen;
+        return *chosen;
     }
 
-    const FileScript script_;
+    const ServerFile file_;
     std::mutex mutex_;
-    qint64 requests_ = 0;
-    std::vector<RuleState> rules_;
+    std::list<Rule> rules_;
 };
 
 } // namespace
 
 Handler FileScript::handler() const {
-    return [running = std::make_shared<RunningScript>(*this)](ServerExchange& exchange) {
-        running->answer(exchange);
-    };
+    return [running = std::make_shared<RunningScript>(*this)](auto& exchange) { running->answer(exchange); };
 }
 
 Handler serve(ServerFile file, Lies lies, When when) {

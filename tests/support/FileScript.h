@@ -3,6 +3,7 @@
 #include "support/ServerExchange.h"
 #include "support/ServerFile.h"
 
+#include <atomic>
 #include <chrono>
 #include <limits>
 #include <memory>
@@ -12,32 +13,28 @@
 
 namespace fetra::test {
 
-/// Admits at most so many exchanges at once. One object may stand in the
-/// lies of several files: the limit is then the host's. Exchanges that were refused do not count.
-class SlotLimit {
+/// Admits at most so many exchanges at once, of all files in whose lies it stands.
+class SlotLimit : public std::enable_shared_from_this<SlotLimit> {
 public:
     struct Terms {
         int slots = 1;
         int status = 503;           ///< of a refusal; 0 resets the connection instead
         QByteArray retryAfter = {}; ///< value of Retry-After, sent when not empty
     };
-    [[nodiscard]] static std::shared_ptr<SlotLimit> make(Terms terms) {
-        return std::make_shared<SlotLimit>(std::move(terms));
+    [[nodiscard]] static std::shared_ptr<SlotLimit> make(const Terms& terms) {
+        return std::make_shared<SlotLimit>(terms);
     }
     explicit SlotLimit(Terms terms)
         : terms_(std::move(terms)) {}
 
-    [[nodiscard]] bool tryEnter();
-    void leave() {
-        const std::lock_guard lock(mutex_);
-        --inside_;
-    }
+    /// To be kept while inside; null when there is no room.
+    [[nodiscard]] std::shared_ptr<void> enter();
     [[nodiscard]] const Terms& terms() const { return terms_; }
 
 private:
     const Terms terms_;
-    std::mutex mutex_;
-    int inside_ = 0;
+    std::mutex mutex_; ///< of those who enter
+    std::atomic<int> inside_ = 0;
 };
 
 /// Ends an answer before its time.
@@ -63,14 +60,14 @@ struct FixedAnswer {
 /// A portal's HTML page with status 200.
 [[nodiscard]] FixedAnswer loginPage();
 
-/// How the end of the body is told. Transfer codings other than chunked never reach an honest range.
+/// How the end of the body is told.
 enum class Framing {
     Length,
     UntilClose, ///< no length, ended by FIN
     Chunked,
     ChunkedWithoutEnd,      ///< all the data, then FIN in place of the last chunk
     ChunkedWithoutEndStall, ///< all the data, then silence
-    ChunkedAndLength,       ///< both headers; the body is chunked
+    ChunkedAndLength,       ///< both headers
     GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
@@ -80,8 +77,8 @@ struct Padding {
     int bytesPerLine = 0;
 };
 
-/// Everything that can be wrong with an answer; a default one is honest. The fields combine freely; of those
-/// that exclude one another the earlier stands.
+/// Everything that can be wrong with an answer; a default one is honest. Of fields that exclude one another
+/// the earlier stands.
 struct Lies {
     // Before the head.
     std::chrono::milliseconds latency{0};
@@ -102,8 +99,7 @@ struct Lies {
     std::optional<int> partialStatus = {}; ///< status of a ranged answer in place of 206
     bool omitContentRange = false;
     std::optional<QByteArray> contentRange = {}; ///< verbatim, with FIRST, LAST and TOTAL for the truth
-    std::optional<std::vector<QByteArray>> contentLengths =
-        {};                   ///< verbatim, one header each; empty: none (Framing::Length)
+    std::optional<std::vector<QByteArray>> contentLengths = {}; ///< verbatim, one header each; empty: none
     qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
     std::optional<QByteArray> contentEncoding = {}; ///< the header's value; the body stays as it is
     HeaderList extraHeaders = {};
@@ -140,9 +136,8 @@ struct LieRule {
     Lies lies;
 };
 
-/// A file behind rules: the first rule that matches a request says how it is answered (rules are not merged),
-/// and where none does the answer is honest: ranges, If-Range, 416 with the size, HEAD. For several paths
-/// with the same rules, put copies of the script into a router.
+/// A file behind rules: the first rule that matches a request says how it is answered, and where none does
+/// the answer is honest: ranges, If-Range, 416 with the size, HEAD.
 struct FileScript {
     ServerFile file;
     std::vector<LieRule> rules = {};

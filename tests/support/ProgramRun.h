@@ -31,7 +31,7 @@ public:
     void send(int signal);
     /// Collects output until `condition` holds; false when the program ends or half a minute passes before.
     [[nodiscard]] bool runUntil(const std::function<bool()>& condition);
-    /// The exit status; nothing when it crashed or did not end within half a minute.
+    /// Nothing when it crashed or did not end within half a minute.
     [[nodiscard]] std::optional<int> exitStatus();
 
     [[nodiscard]] const QByteArray& output() const { return output_; }

@@ -20,19 +20,11 @@ Handler routes(std::map<QByteArray, Handler> paths) {
         const QByteArray& path = exchange.request().path;
         if (const auto exact = table->find(path); exact != table->end())
             return exact->second(exchange);
-        const Handler* best = nullptr;
-        qsizetype longest = -1;
         for (const auto& [key, handler] : *table) {
-            const QByteArrayView prefix = QByteArrayView(key).chopped(key.isEmpty() ? 0 : 1);
-            if (key.endsWith('*') && path.startsWith(prefix) && prefix.size() > longest) {
-                best = &handler;
-                longest = prefix.size();
-            }
+            if (key.endsWith('*') && path.startsWith(key.chopped(1)))
+                return handler(exchange);
         }
-        if (best)
-            (*best)(exchange);
-        else
-            exchange.respond(404, {{"Content-Type", "text/plain"}}, "nothing here\n");
+        exchange.respond(404, {{"Content-Type", "text/plain"}}, "nothing here\n");
     };
 }
 

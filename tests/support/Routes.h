@@ -8,12 +8,10 @@
 
 namespace fetra::test {
 
-/// A handler for each path; a key ending in '*' takes every path that begins so, the longest such key winning
-/// after an exact match. Other paths get 404.
+/// A handler for each path; a key ending in '*' takes the other paths that begin so. The rest gets 404.
 [[nodiscard]] Handler routes(std::map<QByteArray, Handler> paths);
 
-/// Location is sent verbatim: relative, broken or with another scheme as the test likes. The body is a short
-/// HTML page.
+/// Location is sent verbatim, with a short HTML page.
 [[nodiscard]] Handler redirect(QByteArray location, int status = 302);
 [[nodiscard]] Handler redirect(const QUrl& target, int status = 302);
 

@@ -1,5 +1,7 @@
 #include "support/ScriptedRunners.h"
 
+#include <utility>
+
 namespace fetra::test {
 
 namespace {
@@ -40,31 +42,6 @@ void ScriptedTransfer::push(Step step) {
     wake_.notify_all();
 }
 
-void ScriptedTransfer::report(const QUrl& file, std::optional<qint64> total) {
-    push([this, file, total]() -> std::optional<DownloadResult> {
-        onStart(file, RemoteInfo{.totalSize = total});
-        return std::nullopt;
-    });
-}
-
-void ScriptedTransfer::reportName(const QString& name) {
-    push([this, name]() -> std::optional<DownloadResult> {
-        onName(name);
-        return std::nullopt;
-    });
-}
-
-void ScriptedTransfer::report(const DownloadProgress& progress) {
-    push([this, progress]() -> std::optional<DownloadResult> {
-        onProgress(progress);
-        return std::nullopt;
-    });
-}
-
-void ScriptedTransfer::finish(const DownloadResult& result) {
-    push([result] { return std::optional(result); });
-}
-
 void ScriptedTransfer::cancel() {
     const std::lock_guard lock(mutex_);
     isCancelled_ = true;
@@ -77,19 +54,17 @@ bool ScriptedTransfer::isCancelled() const {
 }
 
 DownloadResult ScriptedTransfer::run() {
-    for (;;) {
-        Step step;
-        {
-            std::unique_lock lock(mutex_);
-            wake_.wait(lock, [&] { return !steps_.empty() || (isCancelled_ && !staysDeaf); });
-            if (steps_.empty())
-                throw DownloadError::cancelled();
-            step = std::move(steps_.front());
-            steps_.pop_front();
-        }
-        if (const auto result = step())
-            return *result;
+    while (!result_) {
+        std::unique_lock lock(mutex_);
+        wake_.wait(lock, [&] { return !steps_.empty() || (isCancelled_ && !staysDeaf); });
+        if (steps_.empty())
+            throw DownloadError::cancelled();
+        const Step step = std::move(steps_.front());
+        steps_.pop_front();
+        lock.unlock();
+        step();
     }
+    return *std::exchange(result_, std::nullopt);
 }
 
 std::unique_ptr<HTTPRunner> ScriptedRunners::makeDownloader(const DownloadOptions& options) {

@@ -15,15 +15,21 @@ namespace fetra::test {
 /// it is cancelled, unless `staysDeaf`.
 class ScriptedTransfer {
 public:
-    using Step = std::function<std::optional<DownloadResult>()>;
-
-    void report(const QUrl& target, std::optional<qint64> total);
-    void reportName(const QString& name);
-    void report(const DownloadProgress& progress);
-    void finish(const DownloadResult& result);
+    void report(const QUrl& file, std::optional<qint64> total) {
+        push([=, this] { onStart(file, RemoteInfo{.totalSize = total}); });
+    }
+    void reportName(const QString& name) {
+        push([=, this] { onName(name); });
+    }
+    void report(const DownloadProgress& progress) {
+        push([=, this] { onProgress(progress); });
+    }
+    void finish(const DownloadResult& result) {
+        push([=, this] { result_ = result; });
+    }
     template <typename Error>
     void fail(const Error& error) {
-        push([error]() -> std::optional<DownloadResult> { throw error; });
+        push([error] { throw error; });
     }
 
     void cancel();
@@ -42,11 +48,13 @@ public:
     std::function<void(const DownloadProgress&)> onProgress;
 
 private:
+    using Step = std::function<void()>;
     void push(Step step);
 
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<Step> steps_;
+    std::optional<DownloadResult> result_; ///< the transfer's thread only
     bool isCancelled_ = false;
 };
 

@@ -1,10 +1,5 @@
 #include "support/ScriptedServer.h"
 
-#include "support/ServerSocket.h"
-
-#include <openssl/pem.h>
-#include <openssl/ssl.h>
-
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
@@ -25,24 +20,6 @@ namespace {
 constexpr qsizetype kMaxHeadBytes = 1024 * 1024;
 constexpr qsizetype kMaxBodyBytes = 16 * 1024 * 1024;
 
-std::shared_ptr<ssl_ctx_st> makeTLSContext(const TestCertificate& certificate) {
-    std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
-    const auto readOnly = [](const QByteArray& pem) {
-        return std::unique_ptr<BIO, decltype(&BIO_free)>(BIO_new_mem_buf(pem.data(), int(pem.size())),
-                                                         BIO_free);
-    };
-    const auto certificateBio = readOnly(certificate.certificatePEM());
-    const auto keyBio = readOnly(certificate.keyPEM());
-    const std::unique_ptr<X509, decltype(&X509_free)> x509(
-        PEM_read_bio_X509(certificateBio.get(), nullptr, nullptr, nullptr), X509_free);
-    const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
-        PEM_read_bio_PrivateKey(keyBio.get(), nullptr, nullptr, nullptr), EVP_PKEY_free);
-    if (!context || !x509 || !key || SSL_CTX_use_certificate(context.get(), x509.get()) != 1 ||
-        SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1)
-        throw std::runtime_error("the test server cannot use its certificate");
-    return context;
-}
-
 void blockPipeSignal() {
     sigset_t pipeSignal;
     sigemptyset(&pipeSignal);
@@ -58,7 +35,21 @@ struct ScriptedServer::Connection {
         , number(serial) {}
 
     /// The next request, waiting for it; nothing at the end of the connection.
-    std::optional<ServerRequest> readRequest();
+    std::optional<ServerRequest> readRequest() {
+        qsizetype end = 0;
+        while ((end = unread_.indexOf("\r\n\r\n")) < 0) {
+            if (!readUpTo(unread_.size() + 1) || unread_.size() > kMaxHeadBytes)
+                return std::nullopt;
+        }
+        auto request = ServerRequest::parseHead(QByteArrayView(unread_).first(end));
+        unread_.remove(0, end + 4);
+        const qsizetype length = request ? request->header("Content-Length").value_or("0").toLongLong() : -1;
+        if (length < 0 || length > kMaxBodyBytes || !readUpTo(length))
+            return std::nullopt;
+        request->body = unread_.first(length);
+        unread_.remove(0, length);
+        return request;
+    }
 
     ServerSocket socket;
     const qint64 number;
@@ -66,45 +57,26 @@ struct ScriptedServer::Connection {
     std::atomic<bool> done = false;
 
 private:
-    bool readMore();
+    bool readUpTo(qsizetype length) {
+        char buffer[16 * 1024];
+        while (unread_.size() < length) {
+            const qsizetype count = socket.receive(buffer, sizeof buffer);
+            if (count <= 0)
+                return false;
+            unread_.append(buffer, count);
+        }
+        return true;
+    }
+
     QByteArray unread_; ///< arrived and not yet part of a request
 };
-
-bool ScriptedServer::Connection::readMore() {
-    char buffer[16 * 1024];
-    const qsizetype count = socket.receive(buffer, sizeof buffer);
-    unread_.append(buffer, count);
-    return count > 0;
-}
-
-std::optional<ServerRequest> ScriptedServer::Connection::readRequest() {
-    qsizetype end = 0;
-    while ((end = unread_.indexOf("\r\n\r\n")) < 0) {
-        if (unread_.size() > kMaxHeadBytes || !readMore())
-            return std::nullopt;
-    }
-    auto request = ServerRequest::parseHead(QByteArrayView(unread_).first(end));
-    unread_.remove(0, end + 4);
-    if (!request)
-        return std::nullopt;
-    const qsizetype length = request->header("Content-Length").value_or("0").toLongLong();
-    if (length < 0 || length > kMaxBodyBytes)
-        return std::nullopt;
-    while (unread_.size() < length) {
-        if (!readMore())
-            return std::nullopt;
-    }
-    request->body = unread_.first(length);
-    unread_.remove(0, length);
-    return request;
-}
 
 ScriptedServer::ScriptedServer(Handler handler, ServerOptions options)
     : options_(std::move(options)) {
     setHandler(std::move(handler));
     if (options_.certificate)
-        tls_ = makeTLSContext(*options_.certificate);
-    listen(options_.port);
+        tls_ = options_.certificate->makeServerContext();
+    listen();
     acceptThread_ = std::thread([this] { acceptLoop(); });
 }
 
@@ -112,13 +84,13 @@ ScriptedServer::~ScriptedServer() {
     stop();
 }
 
-void ScriptedServer::listen(quint16 port) {
+void ScriptedServer::listen() {
     listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int yes = 1;
     ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(port);
+    address.sin_port = htons(options_.port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
@@ -139,10 +111,6 @@ void ScriptedServer::stop() {
         acceptThread_.join();
         ::close(listener_);
     }
-    dropConnections();
-}
-
-void ScriptedServer::dropConnections() {
     std::list<std::unique_ptr<Connection>> dropped;
     {
         const std::lock_guard lock(mutex_);
@@ -177,28 +145,22 @@ void ScriptedServer::acceptLoop() {
         }
         const int yes = 1;
         ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
-        if (options_.sendBufferBytes > 0)
-            ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &options_.sendBufferBytes, sizeof(int));
 
         std::list<std::unique_ptr<Connection>> finished;
         {
             const std::lock_guard lock(mutex_);
-            reapLocked(finished);
-            connections_.push_back(std::make_unique<Connection>(descriptor, ++connectionsAccepted_));
-            Connection& connection = *connections_.back();
-            connection.thread = std::thread([this, &connection] { serve(connection); });
+            for (auto each = connections_.begin(); each != connections_.end();) {
+                const auto next = std::next(each);
+                if ((*each)->done)
+                    finished.splice(finished.end(), connections_, each);
+                each = next;
+            }
+            Connection& added =
+                *connections_.emplace_back(std::make_unique<Connection>(descriptor, ++connectionsAccepted_));
+            added.thread = std::thread([this, &added] { serve(added); });
         }
         for (const auto& connection : finished)
             connection->thread.join();
-    }
-}
-
-void ScriptedServer::reapLocked(std::list<std::unique_ptr<Connection>>& finished) {
-    for (auto each = connections_.begin(); each != connections_.end();) {
-        const auto next = std::next(each);
-        if ((*each)->done)
-            finished.splice(finished.end(), connections_, each);
-        each = next;
     }
 }
 
@@ -212,7 +174,9 @@ void ScriptedServer::serve(Connection& connection) {
     switch (rule ? rule(connection.number) : ConnectionFate::Serve) {
     case ConnectionFate::Serve:
         if (!tls_ || connection.socket.startTLS(tls_.get()))
-            serveRequests(connection);
+            while (auto request = connection.readRequest())
+                if (!answer(connection, std::move(*request)))
+                    break;
         connection.socket.notifyClose();
         break;
     case ConnectionFate::Close:
@@ -233,18 +197,13 @@ void ScriptedServer::serve(Connection& connection) {
     connection.done = true;
 }
 
-void ScriptedServer::serveRequests(Connection& connection) {
-    while (auto request = connection.readRequest()) {
-        if (!answer(connection, std::move(*request)))
-            return;
-    }
-}
-
 bool ScriptedServer::answer(Connection& connection, ServerRequest request) {
     std::shared_ptr<const Handler> handler;
     {
         const std::lock_guard lock(mutex_);
-        beginExchange(request);
+        maxExchanges_ = std::max(maxExchanges_.load(), ++exchanges_);
+        request.serial = std::ssize(log_) + 1;
+        log_.push_back(request);
         handler = handler_;
     }
     ServerExchange exchange(*this, connection.socket, std::move(request));
@@ -254,12 +213,6 @@ bool ScriptedServer::answer(Connection& connection, ServerRequest request) {
         exchange.respond(404);
     const QByteArray wish = exchange.request().header("Connection").value_or(QByteArray()).toLower();
     return exchange.sentAnything() && wish != "close" && !connection.socket.isEnded();
-}
-
-void ScriptedServer::beginExchange(ServerRequest& request) {
-    maxExchanges_ = std::max(maxExchanges_.load(), ++exchanges_);
-    request.serial = std::ssize(log_) + 1;
-    log_.push_back(request);
 }
 
 QUrl ScriptedServer::url(const QByteArray& path, const QByteArray& host) const {

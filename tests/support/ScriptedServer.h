@@ -3,7 +3,6 @@
 #include "support/ServerExchange.h"
 #include "support/TestCertificate.h"
 
-#include <QByteArray>
 #include <QUrl>
 
 #include <atomic>
@@ -31,18 +30,15 @@ enum class ConnectionFate {
 struct ServerOptions {
     std::optional<TestCertificate> certificate = {}; ///< TLS when present
     quint16 port = 0; ///< 0 for any free one; a given one is for coming back after a stop
-    int sendBufferBytes =
-        0; ///< SO_SNDBUF; small makes bodyBytesSent() close to what the client took. 0: the system's
 };
 
 /// An HTTP/1.1 server inside the test process on 127.0.0.1, with a thread for each connection and keep-alive,
-/// whose answers are whatever its handler sends. Everything public may be called from any thread. The
-/// destructor ends every connection and joins every thread; only a handler that waits by other means than its
-/// exchange can hold it up.
+/// whose answers are whatever its handler sends. Everything public may be called from any thread.
 class ScriptedServer {
 public:
     /// Listens when the constructor returns; throws std::runtime_error when it cannot.
     explicit ScriptedServer(Handler handler = {}, ServerOptions options = {});
+    /// Ends every connection and joins every thread; a handler may wait by no other means than its exchange.
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
@@ -52,16 +48,13 @@ public:
     /// Asked with the connection's number, from 1.
     void setConnectionRule(std::function<ConnectionFate(qint64 connection)> rule);
 
-    /// Ends every present connection (FIN, no close_notify) and waits for their threads; goes on listening.
-    void dropConnections();
-    /// Stops listening as well: the port then refuses. Idempotent, also done by the destructor.
+    /// Ends every connection (FIN, no close_notify) and stops listening: the port then refuses. Idempotent.
     void stop();
 
     [[nodiscard]] quint16 port() const { return port_; }
-    /// The path is percent-encoded text and may carry a query. Hosts that lead here: "127.0.0.1",
-    /// "localhost", and for libcurl any name below ".localhost": "a.localhost" and "b.localhost" are two
-    /// sites, "x.a.localhost" and "y.a.localhost" two hosts of one. The test certificate covers the first
-    /// five names, those below ".test.localhost" and no others.
+    /// The path is percent-encoded and may carry a query. Hosts that lead here and that the certificate
+    /// covers: "127.0.0.1", "localhost", "a.localhost" and "b.localhost", two sites, "x.a.localhost" and
+    /// "y.a.localhost", two hosts of one, and any name below ".test.localhost".
     [[nodiscard]] QUrl url(const QByteArray& path = "/", const QByteArray& host = "127.0.0.1") const;
 
     [[nodiscard]] qint64 requests() const {
@@ -93,14 +86,10 @@ private:
     friend class ServerExchange;
     struct Connection;
 
-    void listen(quint16 port);
+    void listen();
     void acceptLoop();
     void serve(Connection& connection);
-    void serveRequests(Connection& connection);
     bool answer(Connection& connection, ServerRequest request);
-    void reapLocked(std::list<std::unique_ptr<Connection>>& finished);
-    void beginExchange(ServerRequest& request);
-    void endExchange() { --exchanges_; }
 
     const ServerOptions options_;
     std::shared_ptr<ssl_ctx_st> tls_;

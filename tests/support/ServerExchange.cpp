@@ -1,9 +1,9 @@
 #include "support/ServerExchange.h"
 
 #include "support/ScriptedServer.h"
-#include "support/ServerSocket.h"
 
 #include <QList>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -13,51 +13,16 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Long enough that a client under a sanitizer reads the rest, short enough for one that never closes.
-constexpr auto kLinger = 1s;
-
-QByteArrayView reason(int status) {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 206:
-        return "Partial Content";
-    case 302:
-        return "Found";
-    case 404:
-        return "Not Found";
-    case 416:
-        return "Range Not Satisfiable";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
-}
-
-std::optional<qint64> parseNumber(QByteArrayView digits) {
-    bool ok = false;
-    const qint64 value = digits.toLongLong(&ok);
-    return ok && value >= 0 ? std::optional(value) : std::nullopt;
-}
-
-std::optional<RequestedRange> parseRequestedRange(QByteArrayView value) {
-    value = value.trimmed();
-    if (!value.startsWith("bytes="))
-        return std::nullopt;
-    value = value.sliced(6);
-    const qsizetype dash = value.indexOf('-');
-    if (dash < 0)
-        return std::nullopt;
-    const QByteArrayView first = value.first(dash).trimmed();
-    const QByteArrayView last = value.sliced(dash + 1).trimmed();
-    const RequestedRange range{.first = parseNumber(first), .last = parseNumber(last)};
-    const bool readable =
-        range.first.has_value() != first.isEmpty() && range.last.has_value() != last.isEmpty();
+std::optional<RequestedRange> parseRequestedRange(const QByteArray& value) {
+    static const QRegularExpression form(QStringLiteral("^bytes=(\\d*)-(\\d*)$"));
+    const QRegularExpressionMatch match = form.match(QString::fromLatin1(value));
+    RequestedRange range;
+    if (match.capturedLength(1) > 0)
+        range.first = match.captured(1).toLongLong();
+    if (match.capturedLength(2) > 0)
+        range.last = match.captured(2).toLongLong();
     const bool inOrder = !range.first || !range.last || *range.first <= *range.last;
-    if (!readable || !inOrder || (!range.first && !range.last))
-        return std::nullopt;
-    return range;
+    return inOrder && (range.first || range.last) ? std::optional(range) : std::nullopt;
 }
 
 } // namespace
@@ -93,18 +58,9 @@ std::optional<QByteArray> ServerRequest::header(QByteArrayView name) const {
     return std::nullopt;
 }
 
-ServerExchange::ServerExchange(ScriptedServer& server, ServerSocket& socket, ServerRequest request)
-    : server_(server)
-    , socket_(socket)
-    , request_(std::move(request)) {}
-
-ServerExchange::~ServerExchange() {
-    release();
-}
-
 void ServerExchange::release() {
     if (!released_)
-        server_.endExchange();
+        --server_.exchanges_;
     released_ = true;
 }
 
@@ -122,41 +78,23 @@ bool ServerExchange::respond(int status, const HeaderList& headers, QByteArrayVi
     return !withBody || sendBody(body);
 }
 
-bool ServerExchange::send(QByteArrayView bytes) {
-    sentAnything_ = true;
-    return socket_.send(bytes);
-}
-
 QByteArray ServerExchange::makeHead(int status, const HeaderList& headers, QByteArrayView version) {
-    QByteArray head = version.toByteArray() + ' ' + QByteArray::number(status) + ' ' +
-                      reason(status).toByteArray() + "\r\n";
+    QByteArray head = version.toByteArray() + ' ' + QByteArray::number(status) + " Status\r\n";
     for (const auto& [name, value] : headers)
         head += name + ": " + value + "\r\n";
     return head + "\r\n";
 }
 
-bool ServerExchange::sendHead(int status, const HeaderList& headers, QByteArrayView version) {
-    return send(makeHead(status, headers, version));
-}
-
-bool ServerExchange::sendCounted(QByteArrayView bytes) {
-    // Counted before: whoever has read the bytes finds them in the count.
-    server_.bodyBytes_ += bytes.size();
-    return send(bytes);
-}
-
 bool ServerExchange::sendBody(QByteArrayView bytes) {
     constexpr qsizetype piece = 64 * 1024;
-    while (!bytes.isEmpty()) {
-        if (!sendCounted(bytes.first(std::min(piece, bytes.size()))))
+    for (; !bytes.isEmpty(); bytes = bytes.sliced(std::min(piece, bytes.size()))) {
+        const QByteArrayView next = bytes.first(std::min(piece, bytes.size()));
+        // Counted before: whoever has read the bytes finds them in the count.
+        server_.bodyBytes_ += next.size();
+        if (!send(next))
             return false;
-        bytes = bytes.sliced(std::min(piece, bytes.size()));
     }
     return !socket_.isEnded();
-}
-
-bool ServerExchange::wait(std::chrono::milliseconds time) {
-    return socket_.wait(time);
 }
 
 void ServerExchange::stall() {
@@ -167,18 +105,19 @@ void ServerExchange::stall() {
 void ServerExchange::close() {
     release();
     socket_.notifyClose();
-    socket_.finish(kLinger);
+    closeWithoutNotify();
 }
 
 void ServerExchange::closeWithoutNotify() {
     release();
-    socket_.finish(kLinger);
+    // Long enough that a client under a sanitizer reads the rest, short enough for one that never closes.
+    socket_.finish(1s);
 }
 
 void ServerExchange::spoil() {
     release();
     socket_.sendBeneathTLS(QByteArrayView("\x15\x03\x03\x00\x02\x02\x50", 7));
-    socket_.finish(kLinger);
+    closeWithoutNotify();
 }
 
 void ServerExchange::reset() {

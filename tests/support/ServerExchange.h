@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/ServerSocket.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 
@@ -12,18 +14,17 @@
 namespace fetra::test {
 
 class ScriptedServer;
-class ServerSocket;
 
 using HeaderList = std::vector<std::pair<QByteArray, QByteArray>>;
 
-/// The one range of a "Range: bytes=..." header; what names several, or another unit, counts as none.
-/// "bytes=-5" has no first, "bytes=5-" no last; both ends inclusive.
+/// The one range of a "Range: bytes=..." header, both ends inclusive; several, or another unit, count as
+/// none.
 struct RequestedRange {
     std::optional<qint64> first;
     std::optional<qint64> last;
 };
 
-/// A parsed request head, a value; also what the server's log keeps.
+/// What the server's log keeps.
 struct ServerRequest {
     QByteArray method;
     QByteArray target; ///< as sent: path and query
@@ -32,27 +33,27 @@ struct ServerRequest {
     QByteArray body; ///< read whole when the request declares a Content-Length
     std::optional<RequestedRange> range;
 
-    qint64 serial = 0; ///< number of the request on this server, from 1
+    qint64 serial = 0; ///< on this server, from 1
 
-    /// One head without its blank line; nothing when it is not an HTTP request.
+    /// Of a head without its blank line.
     [[nodiscard]] static std::optional<ServerRequest> parseHead(QByteArrayView head);
-    /// The first value of that name in any case of letters; nothing when the header is absent.
+    /// The first value of that name in any case of letters.
     [[nodiscard]] std::optional<QByteArray> header(QByteArrayView name) const;
     /// The customary first question about a file, "Range: bytes=0-0".
     [[nodiscard]] bool isProbe() const { return range && range->first == 0 && range->last == 0; }
 };
 
-/// One request and the means to answer it in any way, right or wrong. Lives on its connection's thread for
-/// the length of the handler's call.
-///
-/// Every operation that sends or waits returns false once nothing more can reach the client (it went, the
-/// handler ended the connection, or the server stops); going on calling them is harmless. A client that
-/// half-closes counts as gone. When the handler returns without having ended the connection it is kept for
-/// the next request, unless the client asked for "Connection: close" or nothing at all was sent.
+/// One request and the means to answer it in any way, right or wrong, on its connection's thread. Whatever
+/// sends or waits returns false once nothing more can reach the client: it went or half-closed, the handler
+/// ended the connection, or the server stops. A connection that was not ended is kept for the next request,
+/// unless the client asked for "Connection: close" or nothing at all was sent.
 class ServerExchange {
 public:
-    ServerExchange(ScriptedServer& server, ServerSocket& socket, ServerRequest request);
-    ~ServerExchange();
+    ServerExchange(ScriptedServer& server, ServerSocket& socket, ServerRequest request)
+        : server_(server)
+        , socket_(socket)
+        , request_(std::move(request)) {}
+    ~ServerExchange() { release(); }
     ServerExchange(const ServerExchange&) = delete;
     ServerExchange& operator=(const ServerExchange&) = delete;
 
@@ -61,17 +62,18 @@ public:
     /// A whole answer with Content-Length added; the body is left out for HEAD, 204 and 304.
     bool respond(int status, const HeaderList& headers = {}, QByteArrayView body = {});
 
-    /// Raw bytes, not counted as body.
-    bool send(QByteArrayView bytes);
-    /// A status line and exactly these headers, nothing added.
-    bool sendHead(int status, const HeaderList& headers, QByteArrayView version = "HTTP/1.1");
+    /// Not counted as body.
+    bool send(QByteArrayView bytes) {
+        sentAnything_ = true;
+        return socket_.send(bytes);
+    }
+    bool sendHead(int status, const HeaderList& headers) { return send(makeHead(status, headers)); }
     [[nodiscard]] static QByteArray makeHead(int status, const HeaderList& headers,
                                              QByteArrayView version = "HTTP/1.1");
     /// Bytes counted in bodyBytesSent().
     bool sendBody(QByteArrayView bytes);
 
-    /// Waits without sending; false as soon as the client went or the server stops.
-    bool wait(std::chrono::milliseconds time);
+    bool wait(std::chrono::milliseconds time) { return socket_.wait(time); }
     /// Holds the connection silent until the client goes or the server stops.
     void stall();
 
@@ -81,15 +83,13 @@ public:
     void reset();              ///< RST
     void spoil();              ///< an alert in the clear, which a TLS connection cannot hold, then FIN
 
-    /// No longer counts as in progress. For use just before the last bytes, so that a client that has seen
-    /// the end of one answer never meets its ghost in a count of simultaneous exchanges.
+    /// No longer counts as in progress. Just before the last bytes, so that a client that has seen the end of
+    /// one answer never meets its ghost in a count of simultaneous exchanges.
     void release();
 
     [[nodiscard]] bool sentAnything() const { return sentAnything_; }
 
 private:
-    bool sendCounted(QByteArrayView bytes);
-
     ScriptedServer& server_;
     ServerSocket& socket_;
     ServerRequest request_;

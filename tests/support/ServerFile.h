@@ -17,7 +17,6 @@ struct ServerFile {
     QByteArray contentType = "application/octet-stream";
     QByteArray contentDisposition = {};
 
-    /// Pseudo-random content with the default headers.
     [[nodiscard]] static ServerFile ofSize(qint64 size, quint64 seed = 1) {
         return {.content = testContent(size, seed)};
     }

@@ -16,17 +16,6 @@ namespace fetra::test {
 
 using namespace std::chrono_literals;
 
-namespace {
-
-// Writes are cut so that a vanished client is noticed in the middle of a large body.
-constexpr qsizetype kPieceBytes = 256 * 1024;
-
-} // namespace
-
-ServerSocket::~ServerSocket() {
-    release();
-}
-
 void ServerSocket::release() {
     ended_ = true;
     tls_.reset();
@@ -51,25 +40,21 @@ qsizetype ServerSocket::receive(char* buffer, qsizetype capacity) {
                    ? static_cast<qsizetype>(count)
                    : 0;
     }
-    ssize_t count = 0;
-    do
-        count = ::recv(descriptor_, buffer, static_cast<std::size_t>(capacity), 0);
-    while (count < 0 && errno == EINTR);
-    return std::max<ssize_t>(count, 0);
+    return std::max<ssize_t>(
+        TEMP_FAILURE_RETRY(::recv(descriptor_, buffer, static_cast<std::size_t>(capacity), 0)), 0);
 }
 
 bool ServerSocket::send(QByteArrayView bytes) {
     while (!bytes.isEmpty() && !ended_) {
-        const auto piece = static_cast<std::size_t>(std::min(bytes.size(), kPieceBytes));
+        // In pieces, so that a vanished client is noticed in the middle of a large body.
+        const auto piece = static_cast<std::size_t>(std::min<qsizetype>(bytes.size(), 256 * 1024));
         std::size_t taken = 0;
         if (tls_) {
             ERR_clear_error();
             if (SSL_write_ex(tls_.get(), bytes.data(), piece, &taken) != 1)
                 return false;
         } else {
-            const ssize_t count = ::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL);
-            if (count < 0 && errno == EINTR)
-                continue;
+            const ssize_t count = TEMP_FAILURE_RETRY(::send(descriptor_, bytes.data(), piece, MSG_NOSIGNAL));
             if (count <= 0)
                 return false;
             taken = static_cast<std::size_t>(count);
@@ -85,20 +70,19 @@ void ServerSocket::sendBeneathTLS(QByteArrayView bytes) {
     tls_ = above;
 }
 
-bool ServerSocket::wait(std::chrono::milliseconds time) const {
-    if (ended_)
-        return false;
-    const auto end = std::chrono::steady_clock::now() + time;
+bool ServerSocket::hasEvent(short event, std::chrono::steady_clock::time_point end) const {
     for (;;) {
         const auto left =
             std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd entry{.fd = descriptor_, .events = POLLRDHUP, .revents = 0};
+        pollfd entry{.fd = descriptor_, .events = event, .revents = 0};
         const int found = ::poll(&entry, 1, static_cast<int>(std::clamp<qint64>(left.count(), 0, 1'000'000)));
-        if (found > 0)
-            return false;
-        if (found == 0 && std::chrono::steady_clock::now() >= end)
-            return true;
+        if (found > 0 || (found == 0 && std::chrono::steady_clock::now() >= end))
+            return found > 0;
     }
+}
+
+bool ServerSocket::wait(std::chrono::milliseconds time) const {
+    return !ended_ && !hasEvent(POLLRDHUP, std::chrono::steady_clock::now() + time);
 }
 
 void ServerSocket::drainSendBuffer() const {
@@ -106,9 +90,7 @@ void ServerSocket::drainSendBuffer() const {
     const auto end = std::chrono::steady_clock::now() + 2s;
     int waiting = 0;
     while (::ioctl(descriptor_, SIOCOUTQ, &waiting) == 0 && waiting > 0 &&
-           std::chrono::steady_clock::now() < end) {
-        if (!wait(1ms))
-            return;
+           std::chrono::steady_clock::now() < end && wait(1ms)) {
     }
 }
 
@@ -126,14 +108,8 @@ void ServerSocket::finish(std::chrono::milliseconds linger) {
     ::shutdown(descriptor_, SHUT_WR);
     const auto end = std::chrono::steady_clock::now() + linger;
     char unread[4096];
-    for (;;) {
-        const auto left =
-            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-        pollfd entry{.fd = descriptor_, .events = POLLIN, .revents = 0};
-        if (left <= 0ms || ::poll(&entry, 1, static_cast<int>(left.count())) <= 0)
-            break;
-        if (::recv(descriptor_, unread, sizeof unread, MSG_DONTWAIT) <= 0)
-            break;
+    while (std::chrono::steady_clock::now() < end && hasEvent(POLLIN, end) &&
+           ::recv(descriptor_, unread, sizeof unread, MSG_DONTWAIT) > 0) {
     }
 }
 

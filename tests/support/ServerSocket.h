@@ -18,7 +18,7 @@ public:
     /// Takes over the descriptor.
     explicit ServerSocket(int descriptor)
         : descriptor_(descriptor) {}
-    ~ServerSocket();
+    ~ServerSocket() { release(); }
     ServerSocket(const ServerSocket&) = delete;
     ServerSocket& operator=(const ServerSocket&) = delete;
 
@@ -45,14 +45,15 @@ public:
     void shutDown();
 
 private:
+    bool hasEvent(short event, std::chrono::steady_clock::time_point end) const;
     void drainSendBuffer() const;
     void closeDescriptor();
 
     int descriptor_; ///< changed by the owning thread only, under the mutex
     std::shared_ptr<ssl_st> tls_;
     bool ended_ = false;
-    std::mutex
-        descriptorMutex_; ///< keeps shutDown() from a descriptor number that was closed and given out again
+    /// Keeps shutDown() from a descriptor number that was closed and given out again.
+    std::mutex descriptorMutex_;
 };
 
 } // namespace fetra::test

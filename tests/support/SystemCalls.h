@@ -8,19 +8,20 @@ namespace fetra::test {
 
 /// A call of this process about files, on its way to the system.
 struct SystemCall {
+    /// `truncate` by path or descriptor.
     enum class Kind {
         open,
         read,
         write,
         pwrite,
-        truncate, ///< by path or descriptor
+        truncate,
         fsync,
         fdatasync,
         rename,
         renameat2,
         link,
         unlink,
-        mkdir,
+        mkdir
     };
 
     const Kind kind;

@@ -43,16 +43,10 @@ bool TempFolder::contains(const QString& name) const {
     return info.exists() || info.isSymLink();
 }
 
-mode_t TempFolder::mode(const QString& name) const {
-    struct stat status {};
-    ::stat(QFile::encodeName(path(name)).constData(), &status);
-    return status.st_mode & 07777;
-}
-
-ino_t TempFolder::inode(const QString& name) const {
-    struct stat status {};
-    ::stat(QFile::encodeName(path(name)).constData(), &status);
-    return status.st_ino;
+struct stat TempFolder::status(const QString& name) const {
+    struct stat found {};
+    ::stat(QFile::encodeName(path(name)).constData(), &found);
+    return found;
 }
 
 QStringList TempFolder::names(const QString& subfolder) const {

@@ -4,10 +4,10 @@
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <openssl/rand.h>
+#include <openssl/ssl.h>
 #include <openssl/x509v3.h>
 
-#include <memory>
+#include <atomic>
 #include <stdexcept>
 
 namespace fetra::test {
@@ -16,8 +16,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
-using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
+using Key = std::shared_ptr<EVP_PKEY>;
+using Certificate = std::shared_ptr<X509>;
 
 constexpr long kDay = 24 * 60 * 60;
 constexpr char kNames[] = "DNS:localhost,DNS:a.localhost,DNS:b.localhost,DNS:x.a.localhost,DNS:y.a.localhost,"
@@ -35,8 +35,8 @@ Key makeKey() {
 }
 
 struct Draft {
-    const char* commonName;
-    const char* names = nullptr; ///< subjectAltName; none for an authority
+    const char* commonName = "localhost";
+    const char* names = kNames; ///< subjectAltName; none for an authority
     long fromDay = -1;
     long toDay = 30;
 };
@@ -47,12 +47,8 @@ Certificate makeCertificate(const Draft& draft, EVP_PKEY* key, X509* authority, 
     require(certificate != nullptr);
     X509* raw = certificate.get();
     X509_set_version(raw, X509_VERSION_3);
-    unsigned char serial[8];
-    require(RAND_bytes(serial, sizeof serial) == 1);
-    serial[0] &= 0x7F;
-    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(BN_bin2bn(serial, sizeof serial, nullptr),
-                                                             BN_free);
-    BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(raw));
+    static std::atomic<long> serial = 0;
+    ASN1_INTEGER_set(X509_get_serialNumber(raw), ++serial);
     X509_gmtime_adj(X509_getm_notBefore(raw), draft.fromDay * kDay);
     X509_gmtime_adj(X509_getm_notAfter(raw), draft.toDay * kDay);
     X509_set_pubkey(raw, key);
@@ -65,37 +61,31 @@ Certificate makeCertificate(const Draft& draft, EVP_PKEY* key, X509* authority, 
     X509V3_set_ctx_nodb(&context);
     X509V3_set_ctx(&context, issuer, raw, nullptr, nullptr, 0);
     const auto extend = [&](int kind, const char* value) {
-        const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
-            X509V3_EXT_conf_nid(nullptr, &context, kind, value), X509_EXTENSION_free);
+        const std::shared_ptr<X509_EXTENSION> extension(X509V3_EXT_conf_nid(nullptr, &context, kind, value),
+                                                        X509_EXTENSION_free);
         require(extension && X509_add_ext(raw, extension.get(), -1) == 1);
     };
-    if (draft.names) {
-        extend(NID_basic_constraints, "critical,CA:FALSE");
+    extend(NID_basic_constraints, draft.names ? "critical,CA:FALSE" : "critical,CA:TRUE");
+    if (draft.names)
         extend(NID_subject_alt_name, draft.names);
-    } else {
-        extend(NID_basic_constraints, "critical,CA:TRUE");
+    else
         extend(NID_key_usage, "critical,keyCertSign,cRLSign");
-    }
     require(X509_sign(raw, authorityKey ? authorityKey : key, EVP_sha256()) > 0);
     return certificate;
 }
 
-template <typename Write>
-QByteArray toPEM(Write write) {
-    const std::unique_ptr<BIO, decltype(&BIO_free)> bio(BIO_new(BIO_s_mem()), BIO_free);
-    require(bio && write(bio.get()) == 1);
+QByteArray toPEM(X509* certificate) {
+    const std::shared_ptr<BIO> bio(BIO_new(BIO_s_mem()), BIO_free);
+    require(bio && PEM_write_bio_X509(bio.get(), certificate) == 1);
     char* data = nullptr;
     const long size = BIO_get_mem_data(bio.get(), &data);
     return QByteArray(data, size);
 }
 
-QByteArray toPEM(X509* certificate) {
-    return toPEM([&](BIO* bio) { return PEM_write_bio_X509(bio, certificate); });
-}
-
 struct Authority {
     Key key = makeKey();
-    Certificate certificate = makeCertificate({.commonName = "Test Authority"}, key.get(), nullptr, nullptr);
+    Certificate certificate =
+        makeCertificate({.commonName = "Test Authority", .names = nullptr}, key.get(), nullptr, nullptr);
     TempFolder folder;
     QString file = folder.write(u"authority.pem"_s, toPEM(certificate.get()));
 
@@ -105,29 +95,26 @@ struct Authority {
     }
 };
 
-Draft draftFor(TestCertificate::Kind kind) {
-    switch (kind) {
-    case TestCertificate::Kind::Expired:
-        return {.commonName = "localhost", .names = kNames, .fromDay = -60, .toDay = -30};
-    case TestCertificate::Kind::OtherName:
-        return {.commonName = "elsewhere.example", .names = "DNS:elsewhere.example"};
-    default:
-        return {.commonName = "localhost", .names = kNames};
-    }
-}
-
 } // namespace
 
-TestCertificate::TestCertificate(Kind kind) {
-    const Key key = makeKey();
-    const Authority* const authority = kind == Kind::SelfSigned ? nullptr : &Authority::shared();
-    const Certificate certificate =
-        makeCertificate(draftFor(kind), key.get(), authority ? authority->certificate.get() : nullptr,
-                        authority ? authority->key.get() : nullptr);
-    certificate_ = toPEM(certificate.get());
-    key_ = toPEM([&](BIO* bio) {
-        return PEM_write_bio_PrivateKey(bio, key.get(), nullptr, nullptr, 0, nullptr, nullptr);
-    });
+TestCertificate::TestCertificate(Kind kind)
+    : key_(makeKey()) {
+    Draft draft;
+    if (kind == Kind::Expired)
+        draft = {.fromDay = -60, .toDay = -30};
+    if (kind == Kind::OtherName)
+        draft = {.commonName = "elsewhere.example", .names = "DNS:elsewhere.example"};
+    const Authority& authority = Authority::shared();
+    const bool isSigned = kind != Kind::SelfSigned;
+    certificate_ = makeCertificate(draft, key_.get(), isSigned ? authority.certificate.get() : nullptr,
+                                   isSigned ? authority.key.get() : nullptr);
+}
+
+std::shared_ptr<ssl_ctx_st> TestCertificate::makeServerContext() const {
+    std::shared_ptr<SSL_CTX> context(SSL_CTX_new(TLS_server_method()), SSL_CTX_free);
+    require(context && SSL_CTX_use_certificate(context.get(), certificate_.get()) == 1 &&
+            SSL_CTX_use_PrivateKey(context.get(), key_.get()) == 1);
+    return context;
 }
 
 QString TestCertificate::authorityFile() {

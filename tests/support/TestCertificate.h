@@ -1,7 +1,12 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
+
+#include <memory>
+
+struct evp_pkey_st;
+struct ssl_ctx_st;
+struct x509_st;
 
 namespace fetra::test {
 
@@ -10,16 +15,15 @@ namespace fetra::test {
 class TestCertificate {
 public:
     enum class Kind {
-        Valid,      ///< localhost, a.localhost, b.localhost, x.a.localhost, y.a.localhost, *.test.localhost,
-                    ///< 127.0.0.1
+        Valid,      ///< the hosts that `ScriptedServer::url` names
         Expired,    ///< a month ago
         OtherName,  ///< elsewhere.example
         SelfSigned, ///< right names, no authority
     };
     explicit TestCertificate(Kind kind = Kind::Valid);
 
-    [[nodiscard]] const QByteArray& certificatePEM() const { return certificate_; }
-    [[nodiscard]] const QByteArray& keyPEM() const { return key_; }
+    /// What a TLS server shows.
+    [[nodiscard]] std::shared_ptr<ssl_ctx_st> makeServerContext() const;
 
     /// The authority's certificate, in a temporary folder that lasts as long as the process.
     [[nodiscard]] static QString authorityFile();
@@ -28,8 +32,8 @@ public:
     static void trustAuthority();
 
 private:
-    QByteArray certificate_;
-    QByteArray key_;
+    std::shared_ptr<evp_pkey_st> key_;
+    std::shared_ptr<x509_st> certificate_;
 };
 
 } // namespace fetra::test
