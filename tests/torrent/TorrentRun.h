@@ -1,9 +1,6 @@
 #pragma once
 
-#include "http/CurlClient.h"
-#include "system/Clock.h"
-#include "system/Random.h"
-#include "system/Ticker.h"
+#include "support/DownloadRun.h"
 #include "torrent/TorrentDownloader.h"
 
 #include <QStringList>
@@ -18,15 +15,34 @@ namespace fetra::test {
 /// A torrent download on a thread of its own, over the real HTTP client. Destroying it cancels it and waits.
 class TorrentRun {
 public:
-    TorrentRun(const QUrl& url, const QString& folder, const TorrentOptions& options = {});
-    ~TorrentRun();
+    TorrentRun(const QUrl& url, const QString& folder, const TorrentOptions& options = {})
+        : downloader_(options, world_.services()) {
+        TorrentRequest request{.url = url, .directory = QUrl::fromLocalFile(folder)};
+        request.onStart = [this](const QString& name) {
+            const std::lock_guard lock(lock_);
+            starts_ += name;
+        };
+        request.progress = [this](const DownloadProgress& progress) {
+            const std::lock_guard lock(lock_);
+            reports_.push_back(progress);
+        };
+        thread_ = std::thread(
+            [this, request] { ending_ = endingOf([&] { return downloader_.download(request); }); });
+    }
+    ~TorrentRun() {
+        cancel();
+        (void)ending();
+    }
     TorrentRun(const TorrentRun&) = delete;
     TorrentRun& operator=(const TorrentRun&) = delete;
 
     void cancel() { downloader_.cancel(); }
-    /// Waits for the end: "complete", the description of a `DownloadError`, or "transport" or "posix" and a
-    /// code.
-    [[nodiscard]] QString ending();
+    /// Waits for the end; `Ending::words`.
+    [[nodiscard]] QString ending() {
+        if (thread_.joinable())
+            thread_.join();
+        return ending_.words;
+    }
 
     /// The names that the start was reported with.
     [[nodiscard]] QStringList starts() const {
@@ -39,27 +55,21 @@ public:
     }
     /// As the last report says.
     [[nodiscard]] qint64 receivedBytes() const {
-        const std::lock_guard lock(lock_);
-        return reports_.empty() ? 0 : reports_.back().receivedBytes;
+        const auto all = reports();
+        return all.empty() ? 0 : all.back().receivedBytes;
     }
     /// After the end.
-    [[nodiscard]] const std::optional<DownloadResult>& result() const { return result_; }
+    [[nodiscard]] const std::optional<DownloadResult>& result() const { return ending_.result; }
 
 private:
-    void download(const TorrentRequest& request);
-
-    CurlClient http_;
-    SystemClock clock_;
-    SystemRandom random_;
-    Ticker ticker_;
+    RealWorld world_;
     TorrentDownloader downloader_;
 
     mutable std::mutex lock_;
     QStringList starts_;
     std::vector<DownloadProgress> reports_;
 
-    QString ending_;
-    std::optional<DownloadResult> result_;
+    Ending ending_;
     std::thread thread_;
 };
 

@@ -76,7 +76,7 @@ TEST(TorrentSwarm, MagnetLinkIsKilledResumedPausedAndCompleted) {
         TorrentRun run(magnet, swarm.folder.path(u"out"_s));
         ASSERT_TRUE(eventually(20s, [&] { return run.receivedBytes() > 1'000'000; }));
         ::kill(swarm.folder.read(u"pid"_s).trimmed().toInt(), SIGKILL);
-        EXPECT_EQ(run.ending(), u"Gave up after repeated failures: torrent stopped before completion"_s);
+        EXPECT_EQ(run.ending(), u"exhaustedRetries torrent stopped before completion"_s);
         EXPECT_LT(held(run), size);
     }
     qint64 paused = 0;
@@ -86,7 +86,7 @@ TEST(TorrentSwarm, MagnetLinkIsKilledResumedPausedAndCompleted) {
         EXPECT_EQ(run.starts(), QStringList(u"film.bin"_s)) << "known from the state, not from peers";
         const auto begun = std::chrono::steady_clock::now();
         run.cancel();
-        EXPECT_EQ(run.ending(), u"Download paused"_s);
+        EXPECT_EQ(run.ending(), u"cancelled"_s);
         EXPECT_LT(std::chrono::steady_clock::now() - begun, 7s);
         paused = held(run);
         const auto reports = run.reports();
@@ -200,8 +200,7 @@ TEST(TorrentSwarm, NoticesWhatOthersDoToItsFile) {
         file.remove();
         write(file, others);
     };
-    // What others do to a file that is being downloaded, whether it is stopped before and started again after
-    // it, and how the download ends then.
+    // What others do to a file, whether the download is stopped and started again around it, and how it ends.
     const std::tuple<const char*, bool, std::function<void(QFile&)>, QString> cases[] = {
         {"written to in place", true, [&](QFile& file) { write(file, others.first(file.size() - 1)); },
          u"done"_s},
