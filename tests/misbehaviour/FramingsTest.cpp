@@ -7,12 +7,6 @@
 namespace fetra::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Left = Misbehaviour::Left;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
-using How = Cut::How;
-
 constexpr qint64 size = Misbehaviour::defaultSize;
 const QByteArray wholeSize = QByteArray::number(size);
 const std::string closedEarly = "exhaustedRetries The server closed the connection early";
@@ -33,9 +27,9 @@ Misbehaviour chunks(std::string name, const QByteArray& line) {
     return Row(std::move(name), {data({.framing = Framing::Chunked, .chunkSize = line})});
 }
 
-Rows chunked() {
+TEST(Chunked, EndRight) {
     const Lies cut{.framing = Framing::Chunked, .cut = Cut{.at = 20'000}};
-    return {
+    runMisbehaviours({
         Row("ranges", {every({.framing = Framing::Chunked})}),
         whole("whole", {.framing = Framing::Chunked}),
         whole("and_a_length", {.framing = Framing::ChunkedAndLength}),
@@ -55,14 +49,14 @@ Rows chunked() {
         Row("ranges_cut_short", {data(cut)}).ends(closedEarly, 1).keeps(20'000),
         whole("silence_at_the_end", {.framing = Framing::ChunkedWithoutEndStall})
             .ends("exhaustedRetries The request timed out", 0, Left::Part),
-    };
+    });
 }
 
-Rows lengths() {
+TEST(Lengths, EndRight) {
     Lies cutInTheClear{.framing = Framing::UntilClose, .cut = Cut{.at = 20'000}};
     Lies cutUnderTLS = cutInTheClear;
     cutUnderTLS.cut->how = How::CloseWithoutNotify;
-    return {
+    runMisbehaviours({
         whole("none", {.framing = Framing::UntilClose}),
         whole("none_but_reset",
               {.framing = Framing::UntilClose, .cut = Cut{.how = How::Reset, .at = 700'000}})
@@ -92,10 +86,10 @@ Rows lengths() {
         Row("another_than_before",
             {probe({.ignoreRange = true, .contentLengths = {{"4194000"}}}), data({.ignoreRange = true})})
             .ends("sizeMismatch 4194000 4194304", 12, Left::Part),
-    };
+    });
 }
 
-Rows streams() {
+TEST(Streams, EndRight) {
     const auto streamOf = [](qint64 bytes) {
         return Lies{.file = ServerFile::ofSize(bytes), .ignoreRange = true, .framing = Framing::Chunked};
     };
@@ -137,19 +131,7 @@ Rows streams() {
         add("page_longer_than_the_file", page(size + 1000), tooMuch);
         add("page_shorter_than_the_file", page(1000), fellShort);
     }
-    return rows;
-}
-
-TEST(Chunked, EndRight) {
-    runMisbehaviours(chunked());
-}
-
-TEST(Lengths, EndRight) {
-    runMisbehaviours(lengths());
-}
-
-TEST(Streams, EndRight) {
-    runMisbehaviours(streams());
+    runMisbehaviours(rows);
 }
 
 } // namespace

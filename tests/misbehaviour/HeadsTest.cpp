@@ -7,10 +7,6 @@
 namespace fetra::test {
 namespace {
 
-using Left = Misbehaviour::Left;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
-
 /// In all answers, and in those to data requests.
 void add(Rows& rows, const std::string& name, const Lies& lies, const std::string& probeEnd,
          const std::string& dataEnd) {
@@ -18,7 +14,7 @@ void add(Rows& rows, const std::string& name, const Lies& lies, const std::strin
     rows.push_back(Row("data_" + name, {data(lies)}).ends("exhaustedRetries " + dataEnd, 1));
 }
 
-Rows senselessHeads() {
+TEST(SenselessHeads, EndRight) {
     Rows rows;
     const auto addSenseless = [&](const std::string& name, const Lies& lies) {
         add(rows, name, lies, "notHTTP", "The server's answer is not valid HTTP");
@@ -36,10 +32,10 @@ Rows senselessHeads() {
     add(rows, "nothing", {.raw = ""}, "transport -1005",
         "The server closed the connection without an answer");
     rows.push_back(Row("bytes_at_first", {data({.raw = QByteArray("\xff\xfe\x00garbage", 10)}, 1, 2)}));
-    return rows;
+    runMisbehaviours(rows);
 }
 
-Rows largeHeads() {
+TEST(LargeHeads, EndRight) {
     Rows rows;
     const auto addLarge = [&](const std::string& name, const Lies& lies) {
         add(rows, name, lies, "transport -1011", "The head of the server's answer is too large");
@@ -51,14 +47,14 @@ Rows largeHeads() {
     add(rows, "kilobytes_200_in_a_line", {.padding = {.lines = 1, .bytesPerLine = 200'000}},
         "transport -1011", "");
     rows.push_back(Row("interim_answers_20", {every({.informational = 20})}));
-    return rows;
+    runMisbehaviours(rows);
 }
 
-Rows oddHeads() {
+TEST(OddHeads, EndRight) {
     const auto odd = [](std::string name, const QByteArray& header, const QByteArray& value) {
         return Row(std::move(name), {every({.extraHeaders = {{header, value}}})});
     };
-    return {
+    runMisbehaviours({
         Row("bare_line_feeds", {every({.lineEnd = "\n"})}),
         Row("version_before", {every({.version = "HTTP/1.0"})}),
         Row("version_before_and_an_end", {every({.version = "HTTP/1.0", .connectionClose = true})}),
@@ -71,10 +67,10 @@ Rows oddHeads() {
         odd("refresh", "Refresh", "0; url=file:///etc/passwd"),
         odd("upgrade", "Upgrade", "h2c"),
         odd("another_service", "Alt-Svc", "h3=\":1\"; ma=86400"),
-    };
+    });
 }
 
-Rows codings() {
+TEST(Codings, EndRight) {
     Rows rows;
     const auto addCoding = [&](const std::string& name, const Lies& lies, const std::string& words) {
         add(rows, name, lies, "transport -1011", "The server sent the file in the " + words);
@@ -87,23 +83,7 @@ Rows codings() {
     addCoding("transfer_gzip", {.framing = Framing::GzipChunked}, "transfer coding \"gzip\"");
     rows.push_back(Row("coding_named_identity", {every({.contentEncoding = "identity"})}));
     rows.push_back(Row("coding_without_a_name", {every({.contentEncoding = ""})}));
-    return rows;
-}
-
-TEST(SenselessHeads, EndRight) {
-    runMisbehaviours(senselessHeads());
-}
-
-TEST(LargeHeads, EndRight) {
-    runMisbehaviours(largeHeads());
-}
-
-TEST(OddHeads, EndRight) {
-    runMisbehaviours(oddHeads());
-}
-
-TEST(Codings, EndRight) {
-    runMisbehaviours(codings());
+    runMisbehaviours(rows);
 }
 
 } // namespace

@@ -21,7 +21,7 @@ struct Misbehaviour {
 
     std::string name;
     std::vector<LieRule> lies;
-    /// The beginning of `Ending::words`.
+    /// The beginning of `Ending::words`, with HOST for the server's name.
     std::string end = "complete";
     Left left = Left::Record;
     qint64 held = 0; ///< at least so many bytes are kept by a download that failed
@@ -44,8 +44,7 @@ struct Misbehaviour {
     explicit Misbehaviour(std::string rowName, std::vector<LieRule> rules = {})
         : name(std::move(rowName))
         , lies(std::move(rules)) {}
-    // For rows of tables: each answers the row with that changed. A row that leaves out numbers of lanes or
-    // one of the two, plain or TLS, says why.
+    // Each answers the row with that changed. A row that leaves out numbers of lanes, plain or TLS says why.
     Misbehaviour over(std::vector<qint64> numbers) const { return with(&Misbehaviour::lanes, numbers); }
     Misbehaviour plainOnly() const { return with(&Misbehaviour::overTLS, {false}); }
     Misbehaviour onlyOverTLS() const { return with(&Misbehaviour::overTLS, {true}); }
@@ -80,6 +79,13 @@ private:
     }
 };
 
+using Row = Misbehaviour;
+using Rows = std::vector<Row>;
+using Left = Misbehaviour::Left;
+using How = Cut::How;
+using Where = Cut::Where;
+using namespace std::chrono_literals;
+
 /// Rules for all requests, for the probe, and for the data requests of those numbers.
 [[nodiscard]] inline LieRule every(const Lies& lies) {
     return {.when = {}, .lies = lies};
@@ -92,11 +98,10 @@ private:
     return {.when = {.what = When::What::Data, .first = first, .last = last}, .lies = lies};
 }
 
-/// Downloads under every row of a table with each of its numbers of lanes, plain and over TLS, many at once,
-/// and judges the end, how soon it came, what is in the folder, and, after a failure, whether an honest
-/// server gets asked for no byte that was held. Two words in the environment change that: FETRA_ROW picks a
-/// row by its name, and FETRA_REDUCED_MATRIX, for slow builds, leaves a row one of its combinations, and does
-/// not judge the time.
-void runMisbehaviours(const std::vector<Misbehaviour>& rows);
+/// Downloads under every row with each of its numbers of lanes, plain and over TLS, many at once, and judges
+/// the end, how soon it came, what is in the folder, and, after a failure, whether an honest server gets
+/// asked for no byte that was held. FETRA_ROW picks a row by its name; FETRA_REDUCED_MATRIX, for slow builds,
+/// leaves a row one of its combinations, and does not judge the time.
+void runMisbehaviours(const Rows& rows);
 
 } // namespace fetra::test

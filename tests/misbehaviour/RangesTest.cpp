@@ -7,11 +7,6 @@
 namespace fetra::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Left = Misbehaviour::Left;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
-
 constexpr qint64 size = Misbehaviour::defaultSize;
 const std::string wholeSize = std::to_string(size);
 /// Ends the first answer in the middle, so that there is something to lose.
@@ -36,8 +31,8 @@ Lies beyondTheEnd(const QByteArray& label) {
     return {.answer = FixedAnswer{.status = 416, .headers = {{"Content-Range", label}}}};
 }
 
-Rows ranges() {
-    return {
+TEST(Ranges, EndRight) {
+    runMisbehaviours({
         Row("honest"),
         Row("none", {every({.ignoreRange = true})}),
         Row("for_the_probe_only", {data({.ignoreRange = true})}),
@@ -57,11 +52,11 @@ Rows ranges() {
         Row("login_page_half_way", {firstIsCut, data({.latency = 2s, .answer = loginPage()}, 2)})
             .ends("rangeNotHonored")
             .keeps(30'000),
-    };
+    });
 }
 
-Rows places() {
-    return {
+TEST(RangePlaces, EndRight) {
+    runMisbehaviours({
         refused("later_than_asked", {.rangeShift = 1000}),
         // Nothing comes before the beginning of the file, where a single lane starts.
         refused("overlapping_the_lane_before", {.rangeShift = -1000}).over({8, 64}),
@@ -71,11 +66,11 @@ Rows places() {
             .ends("exhaustedRetries connection closed early", 1)
             .keeps(1),
         Row("junk_after_the_body", {data({.surplus = 3000}, 1, 8)}),
-    };
+    });
 }
 
-Rows labels() {
-    return {
+TEST(RangeLabels, EndRight) {
+    runMisbehaviours({
         Row("none", {every({.omitContentRange = true})}),
         refused("none_for_data", {.omitContentRange = true}),
         Row("without_a_total", {every({.contentRange = "bytes FIRST-LAST/*"})}),
@@ -97,19 +92,7 @@ Rows labels() {
         refusedLabel("like_the_question", "bytes=FIRST-LAST/TOTAL"),
         refusedLabel("with_a_negative_start", "bytes -1-LAST/TOTAL"),
         refusedLabel("with_a_start_beyond_numbers", "bytes 18446744073709551616-LAST/TOTAL"),
-    };
-}
-
-TEST(Ranges, EndRight) {
-    runMisbehaviours(ranges());
-}
-
-TEST(RangePlaces, EndRight) {
-    runMisbehaviours(places());
-}
-
-TEST(RangeLabels, EndRight) {
-    runMisbehaviours(labels());
+    });
 }
 
 } // namespace

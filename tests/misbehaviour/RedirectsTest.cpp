@@ -8,9 +8,6 @@
 namespace fetra::test {
 namespace {
 
-using Left = Misbehaviour::Left;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
 using What = When::What;
 
 const ServerFile& file() {
@@ -77,10 +74,10 @@ Handler withPassword(const ScriptedServer& server) {
     return map(redirect(target));
 }
 
-Rows redirects() {
+TEST(Redirects, EndRight) {
     const std::string badAddress = "transport -1000";
     const std::string tooMany = "transport -1007";
-    return {
+    runMisbehaviours({
         to("relative", "real/f.bin", 301),
         to("with_dots", "/x/../real/./f.bin", 303),
         to("with_fragment", "real/f.bin#top", 308),
@@ -96,23 +93,20 @@ Rows redirects() {
         refused("to_ftp", "ftp://127.0.0.1/f.bin", badAddress),
         refused("to_data", "data:text/plain,hello", badAddress),
         refused("to_no_host", "http:///f.bin", badAddress),
-        refused("to_a_closed_port", "http://127.0.0.1:1/f.bin", "transport -1004"),
+        refused("to_a_closed_port", "http://127.0.0.1:1/f.bin",
+                "transport -1004 Could not connect to 127.0.0.1: Connection refused"),
         refused("to_a_missing_page", "/none", "badStatus 404"),
         Row("to_another_port").by(toAnotherServer(true)),
         Row("out_of_tls").by(toAnotherServer(false)),
         Row("with_a_password").by(withPassword),
         Row("to_another_host_each_time").by(toAnotherHostEachTime),
-        Row("to_addresses_that_expire").by(expiringAddresses).takes(std::chrono::seconds(20)),
+        Row("to_addresses_that_expire").by(expiringAddresses).takes(20s),
         ofData("of_data", "/real/f.bin"),
         ofData("of_data_in_a_circle", "/f.bin").ends("exhaustedRetries The server redirects in a circle", 1),
         ofData("of_data_to_a_file", "file:///etc/passwd")
             .ends("exhaustedRetries The server redirected to an address that is not http or https", 1),
         ofData("of_data_to_a_missing_page", "/none").ends("exhaustedRetries HTTP 404", 1),
-    };
-}
-
-TEST(Redirects, EndRight) {
-    runMisbehaviours(redirects());
+    });
 }
 
 } // namespace

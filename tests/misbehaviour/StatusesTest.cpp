@@ -7,12 +7,7 @@
 namespace fetra::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Left = Misbehaviour::Left;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
-
-Rows statuses() {
+TEST(Statuses, EndRight) {
     Rows rows;
     for (const int status : {300, 302, 304, 401, 403, 404, 407, 408, 410, 412, 416,
                              421, 425, 429, 451, 500, 502, 503, 504, 507, 999}) {
@@ -40,7 +35,7 @@ Rows statuses() {
     const FixedAnswer coded{.status = 404, .headers = {{"Content-Encoding", "gzip"}}, .body = "x"};
     rows.push_back(
         Row("always_404_in_a_coding", {every({.answer = coded})}).ends("badStatus 404", 12, Left::Nothing));
-    return rows;
+    runMisbehaviours(rows);
 }
 
 /// The first two data requests are told to come back at that time.
@@ -59,8 +54,8 @@ Misbehaviour above(const std::string& name, const SlotLimit::Terms& terms) {
         .takes(20s);
 }
 
-Rows overload() {
-    return {
+TEST(Overload, EndRight) {
+    runMisbehaviours({
         told("nothing", ""),
         told("nothing_429", "", 429),
         told("one_second", "1"),
@@ -83,15 +78,7 @@ Rows overload() {
         above("two_429_and_a_second", {.slots = 2, .status = 429, .retryAfter = "1"}),
         above("four_reset", {.slots = 4, .status = 0}),
         above("one_503", {.slots = 1}),
-    };
-}
-
-TEST(Statuses, EndRight) {
-    runMisbehaviours(statuses());
-}
-
-TEST(Overload, EndRight) {
-    runMisbehaviours(overload());
+    });
 }
 
 } // namespace

@@ -9,13 +9,7 @@
 namespace fetra::test {
 namespace {
 
-using namespace std::chrono_literals;
-using How = Cut::How;
-using Where = Cut::Where;
-using Left = Misbehaviour::Left;
 using Kind = TestCertificate::Kind;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
 
 constexpr qint64 size = Misbehaviour::defaultSize;
 const std::string timedOut = "exhaustedRetries The request timed out";
@@ -44,12 +38,12 @@ Handler closingWithoutAWord(const ScriptedServer&) {
 }
 
 /// One lane gets all the cuts itself, and gives up no sooner than a lane among many.
-Rows cuts() {
+TEST(Cuts, EndRight) {
     const std::vector<qint64> places{0, 1, 65'000, 40'000};
     const std::vector<qint64> headPlaces{0, 7, 12, 60};
     std::vector<qint64> wholeHead(128);
     std::iota(wholeHead.begin(), wholeHead.end(), 0);
-    return {
+    runMisbehaviours({
         cutsInTurn("dropped_in_the_body", How::Close, Where::Body, places).takes(12s),
         cutsInTurn("dropped_in_the_body_unannounced", How::CloseWithoutNotify, Where::Body, places)
             .takes(12s),
@@ -73,12 +67,12 @@ Rows cuts() {
             .ends(closedEarly, 1)
             .keeps(60'000),
         Row("closes_after_each_answer_without_a_word").by(closingWithoutAWord),
-    };
+    });
 }
 
-Rows paces() {
+TEST(Paces, EndRight) {
     const Cut late{.how = How::Stall, .where = Where::File, .at = size - 4000};
-    return {
+    runMisbehaviours({
         Row("throttled_as_a_whole", {data({.totalBytesPerSecond = 4e6})}),
         Row("one_connection_crawls", {data({.bytesPerSecond = 40'000}, 2, 2)}),
         Row("slow_heads", {every({.headBytesPerSecond = 200})}),
@@ -96,19 +90,22 @@ Rows paces() {
         Row("stalls_at_the_end", {data({.cut = late})}).ends(timedOut, 0).keeps(size - 4000),
         Row("probe_never_answered", {probe({.latency = 60s})}).ends("transport -1001", 12, Left::Nothing),
         Row("data_never_answered", {data({.latency = 60s})}).ends(timedOut, 0),
-    };
+    });
 }
 
-Rows connections() {
+TEST(Connections, EndRight) {
     const std::string insecure = "transport -1200";
     const auto meeting = [](std::string name, ConnectionFate what, qint64 first, qint64 last) {
         return Row(std::move(name)).meets(fate(what, first, last));
     };
-    const auto showing = [&](std::string name, Kind kind) {
+    const auto showing = [&](std::string name, Kind kind, const std::string& reason) {
         // There are no certificates in the clear.
-        return Row(std::move(name)).shows(kind).ends(insecure, 12, Left::Nothing).onlyOverTLS();
+        return Row(std::move(name))
+            .shows(kind)
+            .ends(insecure + " The certificate of HOST cannot be trusted: " + reason, 12, Left::Nothing)
+            .onlyOverTLS();
     };
-    return {
+    runMisbehaviours({
         meeting("one_is_never_served", ConnectionFate::Silence, 2, 2).takes(12s),
         meeting("all_are_never_served", ConnectionFate::Silence, 1, 1'000)
             .ends("transport -1001", 12, Left::Nothing),
@@ -124,22 +121,10 @@ Rows connections() {
         meeting("all_babble_under_tls", ConnectionFate::Babble, 1, 1'000)
             .ends(insecure, 12, Left::Nothing)
             .onlyOverTLS(),
-        showing("certificate_expired", Kind::Expired),
-        showing("certificate_of_another_name", Kind::OtherName),
-        showing("certificate_signed_by_itself", Kind::SelfSigned),
-    };
-}
-
-TEST(Cuts, EndRight) {
-    runMisbehaviours(cuts());
-}
-
-TEST(Paces, EndRight) {
-    runMisbehaviours(paces());
-}
-
-TEST(Connections, EndRight) {
-    runMisbehaviours(connections());
+        showing("certificate_expired", Kind::Expired, "certificate has expired"),
+        showing("certificate_of_another_name", Kind::OtherName, "no alternative certificate subject name"),
+        showing("certificate_signed_by_itself", Kind::SelfSigned, "self"),
+    });
 }
 
 } // namespace

@@ -7,11 +7,7 @@
 namespace fetra::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Rows = std::vector<Misbehaviour>;
-using Row = Misbehaviour;
-
-Rows versions() {
+TEST(Versions, EndRight) {
     constexpr qint64 size = Misbehaviour::defaultSize;
     const ServerFile first = Misbehaviour::defaultFile();
     ServerFile second = ServerFile::ofSize(size, 2).withETag("\"v2\"");
@@ -29,7 +25,7 @@ Rows versions() {
             .ends(refused, 1)
             .keeps(30'000);
     };
-    return {
+    runMisbehaviours({
         Row("changed_after_the_probe", {data({.file = second})}).gives(second.content),
         Row("changed_after_the_probe_date_only", {data({.file = datedSecond})})
             .of(dated)
@@ -47,11 +43,7 @@ Rows versions() {
         Row("no_tag_on_data", {data({.file = first.withETag({})})}),
         Row("no_date_on_data", {data({.file = tagged})}),
         Row("tag_of_another_machine", {data({.file = first.withETag("\"m2\"")}, 3)}),
-    };
-}
-
-TEST(Versions, EndRight) {
-    runMisbehaviours(versions());
+    });
 }
 
 } // namespace
