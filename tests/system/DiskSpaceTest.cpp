@@ -16,9 +16,7 @@ using test::TempFolder;
 
 TEST(DiskSpaceTest, KnowsTheSpaceOfFoldersAndNothingOfMissingOnes) {
     const TempFolder folder;
-    const std::optional<qint64> space = DiskSpace::available(folder.path());
-    ASSERT_TRUE(space);
-    EXPECT_GT(*space, 0);
+    EXPECT_GT(DiskSpace::available(folder.path()).value_or(0), 0);
     EXPECT_FALSE(DiskSpace::available(folder.path(u"missing"_s)));
     EXPECT_FALSE(DiskSpace::available(u"/proc"_s)) << "a file system without blocks has no limit to tell";
 }

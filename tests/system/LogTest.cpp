@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <thread>
 #include <vector>
 
@@ -11,35 +10,7 @@ namespace {
 
 using namespace Qt::StringLiterals;
 
-/// Restores the threshold that the test has changed.
-class LogTest : public ::testing::Test {
-protected:
-    ~LogTest() override { Log::setLevel(LogLevel::info); }
-};
-
-TEST_F(LogTest, LinesBelowTheThresholdAreNeitherBuiltNorWritten) {
-    using Emit = void (*)(const std::function<QString()>&);
-    const std::array<Emit, 4> emits{&Log::debug, &Log::info, &Log::warn, &Log::error};
-    const std::array<std::string, 4> lines{"[DBG] text\n", "[INF] text\n", "[WRN] text\n", "[ERR] text\n"};
-    ASSERT_EQ(Log::level(), LogLevel::info);
-    for (size_t threshold = 0; threshold < emits.size(); ++threshold) {
-        for (size_t level = 0; level < emits.size(); ++level) {
-            SCOPED_TRACE(testing::Message() << "threshold " << threshold << ", level " << level);
-            Log::setLevel(static_cast<LogLevel>(threshold));
-            int built = 0;
-            testing::internal::CaptureStderr();
-            emits[level]([&] {
-                ++built;
-                return u"text"_s;
-            });
-            const std::string written = testing::internal::GetCapturedStderr();
-            EXPECT_EQ(written, level >= threshold ? lines[level] : "");
-            EXPECT_EQ(built, level >= threshold ? 1 : 0);
-        }
-    }
-}
-
-TEST_F(LogTest, LinesOfManyThreadsStayWhole) {
+TEST(LogTest, LinesOfManyThreadsStayWhole) {
     constexpr int threads = 4;
     constexpr int lines = 500;
     const QString text = u"naïve ☃\nsecond 𝄞 "_s + QString(200, u'x');
