@@ -121,10 +121,8 @@ def browser(program, home, extension, profile):
 def wait_for_report(site, process):
     deadline = time.monotonic() + SECONDS
     while site.report is None:
-        if process.poll() is not None:
-            raise AssertionError(f"Chromium ended with status {process.returncode}")
-        if time.monotonic() > deadline:
-            raise AssertionError(f"the extension did not report within {SECONDS} seconds")
+        expect("status of Chromium", process.poll(), None)
+        expect("silent for too long", time.monotonic() > deadline, False)
         time.sleep(0.05)
 
 
@@ -133,30 +131,26 @@ def expect(what, actual, expected):
         raise AssertionError(f"{what}: {actual!r} instead of {expected!r}")
 
 
-def check_replies(report):
-    expect("failure in the extension", report.get("failure"), None)
-    expect("reply to the download", report["good"], {"ok": True})
-    expect("reply to a local file", report["bad"].get("ok"), False)
-
-
 def check_handed_over(home, site):
     """What the application finds: one job file, with everything that the server would see of the browser."""
+    expect("failure in the extension", site.report.get("failure"), None)
+    expect("reply to the download", site.report["good"], {"ok": True})
+    expect("reply to a local file", site.report["bad"].get("ok"), False)
     jobs = list((home / "data/Fetra/inbox").iterdir())
     expect("files in the inbox", [job.suffix for job in jobs], [".fetrajob"])
     expect("mode of the job file", jobs[0].stat().st_mode & 0o777, 0o600)
     job = json.loads(jobs[0].read_text())
-    if "Chrome/" not in job.pop("userAgent", ""):
-        raise AssertionError("the job names no browser")
+    expect("a browser in the job", "Chrome/" in job.pop("userAgent", ""), True)
     expect("job", job, {"url": site.address("/file"), "cookie": COOKIE, "referrer": site.address("/page"),
                         "filename": "captured.bin"})
 
 
 def check_download(taker, home):
     """The manager finds the job, fetches with the browser's cookie, and empties the inbox."""
-    environment = dict(os.environ, HOME=str(home), XDG_DATA_HOME=str(home / "data"))
     folder = home / "downloads"
     folder.mkdir()
-    result = subprocess.run([taker, str(folder)], env=environment, capture_output=True, text=True, timeout=SECONDS)
+    result = subprocess.run([taker, str(folder)], env=dict(os.environ, HOME=str(home), XDG_DATA_HOME=str(home / "data")),
+                            capture_output=True, text=True, timeout=SECONDS)
     expect("what the manager says", result.stdout.strip(), str(folder / "file"))
     expect("the file's bytes are the server's", (folder / "file").read_bytes() == CONTENT, True)
     expect("files left in the inbox", list((home / "data/Fetra/inbox").iterdir()), [])
@@ -168,7 +162,6 @@ def run(program, bundle, taker, home):
         try:
             with browser(program, home, *prepare(home, site, bundle)) as process:
                 wait_for_report(site, process)
-            check_replies(site.report)
             check_handed_over(home, site)
             check_download(taker, home)
         finally:

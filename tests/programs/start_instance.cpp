@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QMap>
 
 #include <cstdio>
 #include <cstdlib>
@@ -31,21 +32,13 @@ int main(int argc, char** argv) {
                             {.answerWithin = std::chrono::milliseconds(std::atoi(argv[2]))});
     QObject::connect(&instance, &SingleInstance::received, &instance,
                      [](const Handover& heard) { say(heard.encoded()); });
-    switch (instance.start(handover)) {
-    case SingleInstance::Start::first:
-        say("first");
-        return QCoreApplication::exec();
-    case SingleInstance::Start::unguarded:
-        say("unguarded");
-        return 0;
-    case SingleInstance::Start::handedOver:
-        say("handedOver");
-        return 0;
-    case SingleInstance::Start::notTaken:
-        say("notTaken");
-        return 0;
-    case SingleInstance::Start::tooLarge:
-        say("tooLarge");
-        return 0;
-    }
+    using Start = SingleInstance::Start;
+    static const QMap<Start, QByteArray> words{{Start::first, "first"},
+                                               {Start::unguarded, "unguarded"},
+                                               {Start::handedOver, "handedOver"},
+                                               {Start::notTaken, "notTaken"},
+                                               {Start::tooLarge, "tooLarge"}};
+    const Start start = instance.start(handover);
+    say(words.value(start));
+    return start == Start::first ? QCoreApplication::exec() : 0;
 }
