@@ -6,8 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <functional>
+#include <thread>
+#include <vector>
 
 namespace fetra {
 namespace {
@@ -74,6 +77,26 @@ TEST_F(MoveFileTest, SaysWhyItCannotMove) {
         faults.failSync({EIO});
         EXPECT_EQ(moveError(file, folder.path(u"to"_s)), EIO);
         EXPECT_EQ(folder.names(), QStringList{u"from"_s}) << "moved back, since it may not last";
+    }
+}
+
+TEST_F(MoveFileTest, GivesAContestedNameToExactlyOne) {
+    const TempFolder folder;
+    constexpr int contenders = 8;
+    for (int round = 0; round < 20; ++round) {
+        go(ways[round % 2]); // The third way makes no such promise.
+        const QString prize = folder.path(u"prize %1"_s.arg(round));
+        std::atomic<int> winners = 0;
+        {
+            std::vector<std::jthread> threads;
+            for (int number = 0; number < contenders; ++number) {
+                const QString mine = folder.write(u"mine %1"_s.arg(number), "x");
+                threads.emplace_back(
+                    [&, mine] { winners += MoveFile::withoutReplacing(mine, prize) ? 1 : 0; });
+            }
+        }
+        EXPECT_EQ(winners, 1);
+        EXPECT_EQ(folder.names().size(), contenders + round) << "nobody's file was lost";
     }
 }
 

@@ -75,7 +75,7 @@ TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
         EXPECT_EQ(storyOf(run), story);
         const QUrl place = run.result() ? run.result()->destination : QUrl();
         EXPECT_EQ(place, story.starts_with("complete")
-                             ? QUrl::fromLocalFile(helper.output() + u'/' + run.starts().first())
+                             ? QUrl::fromLocalFile(helper.output() + u'/' + run.starts().join(u' '))
                              : QUrl());
     }
 }
