@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <latch>
 #include <thread>
 #include <vector>
 
@@ -88,11 +89,13 @@ TEST_F(MoveFileTest, GivesAContestedNameToExactlyOne) {
         const QString prize = folder.path(u"prize %1"_s.arg(round));
         std::atomic<int> winners = 0;
         {
+            std::latch start(contenders);
             std::vector<std::jthread> threads;
             for (int number = 0; number < contenders; ++number) {
-                const QString mine = folder.write(u"mine %1"_s.arg(number), "x");
-                threads.emplace_back(
-                    [&, mine] { winners += MoveFile::withoutReplacing(mine, prize) ? 1 : 0; });
+                threads.emplace_back([&, mine = folder.write(u"mine %1"_s.arg(number), "x")] {
+                    start.arrive_and_wait();
+                    winners += MoveFile::withoutReplacing(mine, prize) ? 1 : 0;
+                });
             }
         }
         EXPECT_EQ(winners, 1);
