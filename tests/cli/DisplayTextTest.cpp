@@ -1,6 +1,7 @@
 #include "cli/DisplayText.h"
 
 #include "cli/JsonView.h"
+#include "cli/StyledText.h"
 
 #include <gtest/gtest.h>
 #include <QJsonDocument>
@@ -55,6 +56,13 @@ TEST(DisplayTextTest, JsonCarriesTheSameTextWithNothingThatATerminalActsOn) {
         for (const QChar c : characters)
             EXPECT_NE(c.category(), QChar::Other_Control) << int(c.unicode());
     }
+}
+
+TEST(DisplayTextTest, AsciiKeepsTheWidth) {
+    const QString text = u"█▓▒░ · 漢…é🚀"_s;
+    const QString ascii = StyledText::ascii(text);
+    EXPECT_EQ(ascii.size(), DisplayText::cellWidth(text));
+    EXPECT_TRUE(ascii.startsWith("#=-."_L1)) << qPrintable(ascii);
 }
 
 } // namespace

@@ -246,6 +246,10 @@ TEST_F(ProgramTest, AFailureOnTheWaySaysThatTheSameCommandContinues) {
     EXPECT_TRUE(second.errors().contains("\nfetra: Disk error: File too large\n") &&
                 second.errors().endsWith("the same command continues from there.\n"))
         << second.errors().constData();
+
+    FetraRun third = start({url});
+    EXPECT_EQ(third.exitStatus(), 0);
+    EXPECT_TRUE(third.errors().contains("of them from before")) << third.errors().constData();
 }
 
 TEST_F(ProgramTest, AStopBeforeTheAnswerEndsAtOnce) {
