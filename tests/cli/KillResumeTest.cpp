@@ -117,7 +117,7 @@ protected:
         held_ = held;
     }
 
-    const int kills_ = std::max(20, qEnvironmentVariableIntValue("FETRA_TEST_KILLS"));
+    const int kills_ = std::max(50, qEnvironmentVariableIntValue("FETRA_TEST_KILLS"));
     /// More than can arrive between so many kills.
     const qint64 eachSize_ = qint64{kills_} * 160 * 1024 + 2 * 1024 * 1024;
     std::vector<ServerFile> files_;
