@@ -34,17 +34,15 @@ SystemFaults::File SystemFaults::fileAt(const QString& path) {
 void SystemFaults::release() {
     const std::lock_guard lock(mutex_);
     heldSyncs_.reset();
-    heldWrites_.reset();
     released_.notify_all();
 }
 
-void SystemFaults::waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::optional<File>& hold,
-                                 int descriptor) {
+void SystemFaults::waitWhileHeld(std::unique_lock<std::mutex>& lock, int descriptor) {
     struct stat status {};
-    if (!hold || ::fstat(descriptor, &status) != 0 || *hold != File(status.st_dev, status.st_ino))
+    if (!heldSyncs_ || ::fstat(descriptor, &status) != 0 || *heldSyncs_ != File(status.st_dev, status.st_ino))
         return;
     ++held_;
-    released_.wait_for(lock, std::chrono::seconds(30), [&] { return !hold; });
+    released_.wait_for(lock, std::chrono::seconds(30), [this] { return !heldSyncs_; });
     --held_;
 }
 
@@ -57,7 +55,7 @@ long SystemFaults::call(SystemCall& call, const Proceed& proceed) {
     }
     if (call.kind == Kind::fsync || call.kind == Kind::fdatasync) {
         dataSyncs_ += call.kind == Kind::fdatasync ? 1 : 0;
-        waitWhileHeld(lock, heldSyncs_, call.descriptor);
+        waitWhileHeld(lock, call.descriptor);
         if (fails(failingSyncs_))
             return -1;
         if (skipSyncs_)
@@ -68,7 +66,6 @@ long SystemFaults::call(SystemCall& call, const Proceed& proceed) {
         return proceed();
     }
     if (call.kind == Kind::pwrite) {
-        waitWhileHeld(lock, heldWrites_, call.descriptor);
         if (fails(failingWrites_))
             return -1;
         if (writeLimit_ > 0)

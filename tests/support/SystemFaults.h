@@ -41,12 +41,11 @@ public:
     /// From now on syncs succeed without asking the system: for the many tests that end no power.
     void skipSyncs() { set(skipSyncs_, true); }
 
-    /// From now on the calls of one kind on the file at `path` wait until they are released, or for half a
-    /// minute, so that a failing test ends.
+    /// From now on syncs of the file at `path` wait until they are released, or for half a minute, so that a
+    /// failing test ends.
     void holdSyncs(const QString& path) { set(heldSyncs_, fileAt(path)); }
-    void holdWrites(const QString& path) { set(heldWrites_, fileAt(path)); }
     void release();
-    /// How many calls wait now.
+    /// How many syncs wait now.
     [[nodiscard]] int heldCount() const { return get(held_); }
     /// `fdatasync` calls since this object was made.
     [[nodiscard]] int dataSyncCount() const { return get(dataSyncs_); }
@@ -64,7 +63,7 @@ private:
         return what;
     }
     static File fileAt(const QString& path);
-    void waitWhileHeld(std::unique_lock<std::mutex>& lock, const std::optional<File>& hold, int descriptor);
+    void waitWhileHeld(std::unique_lock<std::mutex>& lock, int descriptor);
     long call(SystemCall& call, const Proceed& proceed) override;
 
     mutable std::mutex mutex_;
@@ -76,7 +75,6 @@ private:
     std::chrono::milliseconds syncDuration_{0};
     bool skipSyncs_ = false;
     std::optional<File> heldSyncs_;
-    std::optional<File> heldWrites_;
     int held_ = 0;
     int dataSyncs_ = 0;
 };

@@ -70,10 +70,9 @@ void DiskImage::apply(const Operation& operation, Fate fate) {
         content.replace(operation.offset, data.size(), data);
         break;
     }
-    case Kind::setLength: {
+    case Kind::setLength:
         contents[operation.file].resize(operation.offset, '\0');
         break;
-    }
     case Kind::rename:
         if (const auto old = entries.find(operation.name);
             old != entries.end() && old->second == operation.file)
