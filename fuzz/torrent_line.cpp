@@ -1,5 +1,6 @@
 #include "Check.h"
 #include "torrent/TorrentStatusLine.h"
+#include "transfer/DownloadProgress.h"
 
 #include <QByteArrayList>
 #include <QJsonDocument>
@@ -32,6 +33,10 @@ void checkLine(const QByteArray& bytes) {
     check(std::isfinite(line->rate) && std::isfinite(line->upload), "speeds are numbers");
     check(line->total.has_value() == document.object().value(QLatin1StringView("total")).isDouble(),
           "a size is there when a number is");
+    const DownloadProgress progress{.totalBytes = line->total,
+                                    .receivedBytes = line->completed.value_or(0),
+                                    .bytesPerSecond = line->rate};
+    check(progress.eta().value_or(0) >= 0, "no download ends in the past");
 }
 
 } // namespace

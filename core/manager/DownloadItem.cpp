@@ -162,7 +162,8 @@ double DownloadItem::fraction() const {
 std::optional<double> DownloadItem::eta() const {
     if (status() != DownloadStatus::downloading || !totalBytes() || bytesPerSecond() <= 1.0)
         return std::nullopt;
-    return static_cast<double>(std::max<qint64>(*totalBytes() - receivedBytes(), 0)) / bytesPerSecond();
+    return std::max(static_cast<double>(*totalBytes()) - static_cast<double>(receivedBytes()), 0.0) /
+           bytesPerSecond();
 }
 
 } // namespace fetra

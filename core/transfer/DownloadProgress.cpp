@@ -43,7 +43,9 @@ std::optional<double> DownloadProgress::fraction() const {
 std::optional<double> DownloadProgress::eta() const {
     if (!totalBytes || !(bytesPerSecond > 1.0))
         return std::nullopt;
-    return static_cast<double>(std::max<qint64>(*totalBytes - receivedBytes, 0)) / bytesPerSecond;
+    // As doubles: a torrent helper may report any two numbers.
+    return std::max(static_cast<double>(*totalBytes) - static_cast<double>(receivedBytes), 0.0) /
+           bytesPerSecond;
 }
 
 } // namespace fetra
