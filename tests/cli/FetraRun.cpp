@@ -14,11 +14,9 @@ namespace {
 
 ProgramRun::Setup programSetup(const FetraRun::Setup& setup) {
     QProcessEnvironment environment;
-    environment.insert(u"PATH"_s, u"/usr/bin:/bin"_s);
-    environment.insert(u"HOME"_s, setup.folder);
-    environment.insert(u"LANG"_s, u"C.UTF-8"_s);
-    environment.insert(u"TERM"_s, u"xterm-256color"_s);
-    for (const QString& assignment : setup.environment)
+    const QStringList plain{u"PATH=/usr/bin:/bin"_s, u"HOME="_s + setup.folder, u"LANG=C.UTF-8"_s,
+                            u"TERM=xterm-256color"_s};
+    for (const QString& assignment : plain + setup.environment)
         environment.insert(assignment.section(u'=', 0, 0), assignment.section(u'=', 1));
     return {.program = QStringLiteral(FETRA_BIN_DIR "/fetra"),
             .arguments = setup.arguments,
