@@ -1,5 +1,7 @@
 #include "HelperRun.h"
 
+#include <QRegularExpression>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <stdexcept>
@@ -35,12 +37,13 @@ qint64 HelperRun::last(const QString& key) const {
 }
 
 QString HelperRun::ending() const {
-    const QList<QJsonObject> all = lines();
-    if (all.isEmpty() || !all.last().contains("type"_L1))
-        return {};
-    const QJsonObject line = all.last();
-    return line.value("type"_L1) == "error"_L1 ? line.value("error"_L1).toString()
-                                               : line.value("type"_L1).toString();
+    const QJsonObject line = lines().value(lines().size() - 1);
+    const QString type = line.value("type"_L1).toString();
+    return type == "error"_L1 ? line.value("error"_L1).toString() : type;
+}
+
+bool isLike(const QString& sentence, const QString& pattern) {
+    return QRegularExpression(QRegularExpression::anchoredPattern(pattern)).match(sentence).hasMatch();
 }
 
 void confineHelpers(const QString& dataFolder) {

@@ -25,6 +25,9 @@ public:
     [[nodiscard]] QString ending() const;
 };
 
+/// Whether all of a sentence matches the pattern.
+[[nodiscard]] bool isLike(const QString& sentence, const QString& pattern);
+
 /// The environment of every helper that this process starts from now on, runners' helpers included.
 void confineHelpers(const QString& dataFolder);
 

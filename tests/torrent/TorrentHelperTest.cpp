@@ -9,12 +9,8 @@
 
 #include <gtest/gtest.h>
 #include <QFile>
-#include <QRegularExpression>
 
 #include <csignal>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace fetra::test {
 namespace {
@@ -30,16 +26,10 @@ protected:
     [[nodiscard]] QStringList toOut(const TestTorrent& torrent) const {
         return {u"-o"_s, folder.path(u"out"_s), folder.write(u"x.torrent"_s, torrent.bytes())};
     }
-    /// Whether no helper transfers anything: each holds a lock for as long as it lives.
-    [[nodiscard]] bool isIdle() const {
-        bool idle = true;
-        for (const QString& name : folder.names(u"data/Fetra/torrents"_s)) {
-            const QString path = folder.path(u"data/Fetra/torrents/"_s + name);
-            const int file = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-            idle = idle && (!name.endsWith(u".lock"_s) || ::flock(file, LOCK_EX | LOCK_NB) == 0);
-            ::close(file);
-        }
-        return idle;
+    /// Whether no helper transfers it now: there is never more than one.
+    [[nodiscard]] bool isFree(const TestTorrent& torrent) const {
+        HelperRun run(setup(toOut(torrent)));
+        return run.runUntil([&] { return run.last(u"total"_s) > 0; });
     }
 
     const TempFolder folder;
@@ -48,7 +38,6 @@ protected:
 };
 
 TEST_F(TorrentHelper, RefusesWithASentence) {
-    folder.write(u"file"_s, "");
     const QByteArray some = testContent(50'000, 50'000);
     const std::pair<QString, QByteArray> present[] = {
         {u"out/taken"_s, "somebody else's"},  {u"out/reserved"_s, ""},
@@ -56,23 +45,8 @@ TEST_F(TorrentHelper, RefusesWithASentence) {
         {u"out/set/notes.txt"_s, "my notes"}, {u"elsewhere/kept"_s, "kept"}};
     for (const auto& [name, content] : present)
         folder.write(name, content);
-    ASSERT_EQ(::symlink(QFile::encodeName(folder.path(u"elsewhere"_s)).constData(),
-                        QFile::encodeName(folder.path(u"out/planted"_s)).constData()),
-              0);
-    const auto folderOf = [&](const QByteArray& name, const QByteArrayList& path,
-                              const QByteArrayList& linkTo = {}) {
-        return TestTorrent{
-            .name = name,
-            .files = {{.path = path, .content = linkTo.isEmpty() ? some : QByteArray(), .linkTo = linkTo},
-                      {.path = {"z"}, .content = some}}};
-    };
-    struct Case {
-        QStringList arguments;
-        QString sentence; ///< a pattern
-        int status = 1;
-    };
+    ASSERT_TRUE(QFile::link(folder.path(u"elsewhere"_s), folder.path(u"out/planted"_s)));
     const QString out = folder.path(u"out"_s);
-    const QString outside = u"The torrent names files outside of its folder\\."_s;
     int number = 0;
     const auto file = [&](const QByteArray& bytes) {
         return folder.write(u"t%1.torrent"_s.arg(++number), bytes);
@@ -80,45 +54,47 @@ TEST_F(TorrentHelper, RefusesWithASentence) {
     const auto into = [&](const TestTorrent& torrent) {
         return QStringList{u"-o"_s, out, file(torrent.bytes())};
     };
+    const auto withFile = [&](const QByteArray& name, const QByteArrayList& path) {
+        return into({.name = name, .files = {{.path = path, .content = some}, {.path = {"z"}}}});
+    };
+    struct Case {
+        QStringList arguments;
+        QString sentence; ///< a pattern
+        int status = 1;
+    };
+    const QString outside = u"The torrent names files outside of its folder\\."_s;
+    const QString taken = u"\".*/%1\" exists and is not part of this torrent\\."_s;
     const Case cases[] = {
         {{u"-o"_s, out, file(unavailable.bytes().chopped(9))},
          u"The torrent file \".*\" cannot be read: .+\\."_s},
-        {{u"-o"_s, out, folder.path(u"none"_s)},
-         u"The torrent file \".*\" cannot be read: No such file.+\\."_s},
         {{u"-o"_s, out, u"magnet:?dn=nothing"_s}, u"The magnet link is not valid: .+\\."_s},
-        {{u"-o"_s, folder.path(u"file/below"_s), file(unavailable.bytes())},
+        {{u"-o"_s, folder.path(u"out/taken/below"_s), file(unavailable.bytes())},
          u"The folder \".*\" cannot be written: Not a directory\\."_s},
-        {into(folderOf("t", {"..", "..", "evil"})), outside},
-        {into(folderOf("t", {"a/../../../evil"})), outside},
-        {into(folderOf("t", {"/evil"})), outside},
-        {into(folderOf("../evil", {"a"})), outside},
-        {into({.name = "..", .content = some}),
-         u"The torrent file \".*\" cannot be read: missing name.*\\."_s},
-        {into(folderOf("t", {"a"}, {"..", "elsewhere"})), u"The torrent contains symbolic links.*\\."_s},
-        {into(folderOf("planted", {"kept"})), u"\".*/planted\" is a symbolic link.*\\."_s},
-        {into({.name = "taken", .content = some}),
-         u"\".*/taken\" exists and is not part of this torrent\\."_s},
-        {into({.name = "reserved", .content = some}),
-         u"\".*/reserved\" exists and is not part of this torrent\\."_s},
+        {withFile("t", {"..", "..", "evil"}), outside},
+        {withFile("t", {"a/../../../evil"}), outside},
+        {withFile("t", {"/evil"}), outside},
+        {withFile("../evil", {"a"}), outside},
+        {into({.name = "..", .content = some}), u".* cannot be read: missing name.*\\."_s},
+        {into({.name = "t",
+               .files = {{.path = {"a"}, .linkTo = {"..", "elsewhere"}}, {.path = {"z"}, .content = some}}}),
+         u"The torrent contains symbolic links.*\\."_s},
+        {withFile("planted", {"kept"}), u"\".*/planted\" is a symbolic link.*\\."_s},
+        {into({.name = "taken", .content = some}), taken.arg(u"taken"_s)},
+        {into({.name = "reserved", .content = some}), taken.arg(u"reserved"_s)},
         {into({.name = "longer", .content = some}), u"\".*/longer\" is longer than in this torrent\\."_s},
         {into({.name = "set",
                .files = {{.path = {"0 new"}, .content = some},
                          {.path = {"a.bin"}, .content = some},
                          {.path = {"notes.txt"}, .content = "its notes"}}}),
-         u"\".*/notes.txt\" exists and is not part of this torrent\\."_s},
+         taken.arg(u"notes.txt"_s)},
         {{u"-o"_s, out}, u"A magnet link or a torrent file is missing\\."_s, 2},
         {{u"-o"_s, out, u"-upload-limit"_s, u"-1"_s, u"x"_s}, u"The option -upload-limit lacks .*\\."_s, 2},
-        {{u"x"_s}, u"The folder .*\\."_s, 2},
-        {{u"-o"_s, out, u"x"_s, u"y"_s}, u"One .*\\."_s, 2},
         {{u"-o"_s, out, u"-fast"_s, u"x"_s}, u"There is no option \"-fast\"\\."_s, 2},
     };
     for (const Case& c : cases) {
         HelperRun run(setup(c.arguments));
         EXPECT_EQ(run.exitStatus(), c.status) << c.sentence.toStdString();
-        EXPECT_TRUE(QRegularExpression(QRegularExpression::anchoredPattern(c.sentence))
-                        .match(run.ending())
-                        .hasMatch())
-            << run.ending().toStdString();
+        EXPECT_TRUE(isLike(run.ending(), c.sentence)) << run.ending().toStdString();
     }
     EXPECT_EQ(folder.names(u"out"_s),
               QStringList({u"longer"_s, u"planted"_s, u"reserved"_s, u"set"_s, u"taken"_s}));
@@ -131,7 +107,7 @@ TEST_F(TorrentHelper, RefusesWithASentence) {
 TEST_F(TorrentHelper, ReportsEverySecondIsAloneAndNeverClaimsWhatItLacks) {
     const QStringList arguments = toOut(unavailable);
     HelperRun run(setup(arguments));
-    ASSERT_TRUE(run.runUntil([&] { return run.last(u"total"_s) > 0; }));
+    ASSERT_TRUE(run.runUntil([&] { return run.last(u"total"_s) == unavailable.content.size(); }));
     HelperRun second(setup(arguments));
     EXPECT_EQ(second.exitStatus(), 1);
     EXPECT_EQ(second.ending(), u"This torrent is already being downloaded into this folder."_s);
@@ -140,8 +116,6 @@ TEST_F(TorrentHelper, ReportsEverySecondIsAloneAndNeverClaimsWhatItLacks) {
     const auto begun = std::chrono::steady_clock::now();
     ASSERT_TRUE(run.runUntil([&] { return run.lines().size() >= before + 3; }));
     EXPECT_LT(std::chrono::steady_clock::now() - begun, 4s);
-    EXPECT_EQ(run.lines().last().value("name"_L1), u"f"_s);
-    EXPECT_EQ(run.last(u"total"_s), unavailable.content.size());
     EXPECT_EQ(run.last(u"completed"_s), 0);
 }
 
@@ -159,8 +133,6 @@ TEST_F(TorrentHelper, AdoptsWhatIsThereAndIsDoneWhenThatIsAll) {
                                 .files = {{.path = {"a"}, .content = unavailable.content},
                                           {.path = {"begun"}, .content = testContent(70'000, 70'000)}}})));
     EXPECT_TRUE(part.runUntil([&] { return part.last(u"completed"_s) > 0; }));
-    EXPECT_TRUE(part.runUntil([&] { return folder.names(u"data/Fetra/torrents"_s).size() == 2; }))
-        << "the record and the claim";
 }
 
 TEST_F(TorrentHelper, StopsWithinFiveSecondsThoughATrackerHangs) {
@@ -184,37 +156,15 @@ TEST_F(TorrentHelper, EndsWithItsParentOrWhenNobodyListens) {
     start.wrapper = {u"/bin/sh"_s, u"-c"_s, u"\"$0\" \"$@\" & wait"_s};
     HelperRun run(start);
     ASSERT_TRUE(run.runUntil([&] { return run.last(u"total"_s) > 0; }));
-    EXPECT_FALSE(isIdle());
+    EXPECT_FALSE(isFree(unavailable));
     run.send(SIGKILL); // The output stays open: only the parent goes.
-    EXPECT_TRUE(eventually(7s, [&] { return isIdle(); }));
+    EXPECT_TRUE(eventually(7s, [&] { return isFree(unavailable); }));
 
     start.wrapper = {u"/bin/sh"_s, u"-c"_s, u"\"$0\" \"$@\" | head -n 1"_s};
     HelperRun unheard(start);
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_EQ(unheard.exitStatus(), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - begun, 10s);
-}
-
-TEST_F(TorrentHelper, FullDiskIsAnError) {
-    HelperRun::Setup start{.arguments = {}, .dataFolder = folder.path(u"data"_s), .port = freePort()};
-    const TestTorrent torrent{.name = "f", .content = testContent(3'000'000, 3'000'000)};
-    folder.write(u"seed/f"_s, torrent.content);
-    folder.write(u"small/x"_s, "");
-    const QString file = folder.write(u"x.torrent"_s, torrent.bytes());
-    start.arguments = {u"-o"_s, folder.path(u"seed"_s), u"-upload-limit"_s, u"9999"_s, u"-seed"_s, file};
-    HelperRun seeder(start);
-    ASSERT_TRUE(seeder.runUntil([&] { return seeder.last(u"completed"_s) == torrent.content.size(); }));
-    HelperRun::Setup small =
-        setup({u"-o"_s, folder.path(u"small"_s), torrent.magnet({start.port}).toString()});
-    small.dataFolder = folder.path(u"other"_s);
-    small.wrapper = {
-        u"unshare"_s, u"-rm"_s, u"sh"_s, u"-c"_s,
-        u"mount -t tmpfs -o size=1m none \"$2\" || exit 77; echo '{\"peers\":0}'; exec \"$0\" \"$@\""_s};
-    HelperRun run(small);
-    if (!run.runUntil([&] { return !run.lines().isEmpty(); }))
-        GTEST_SKIP() << "no file system of our own can be mounted here";
-    EXPECT_EQ(run.exitStatus(), 1);
-    EXPECT_EQ(run.ending(), u"The disk is full."_s);
 }
 
 } // namespace
