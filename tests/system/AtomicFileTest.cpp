@@ -58,21 +58,18 @@ TEST(AtomicFileTest, AFailureKeepsTheOldContentAndLeavesNoTemporaryFile) {
 TEST(AtomicFileTest, ReadsWholeRegularFilesUpToTheLimit) {
     const TempFolder folder;
     const QString file = folder.write(u"file"_s, "12345");
-    const QString empty = folder.write(u"empty"_s, "");
     const QString pipe = folder.path(u"pipe"_s);
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     const std::tuple<QString, qint64, std::optional<QByteArray>> cases[] = {
         {file, 5, "12345"},
         {file, 4, std::nullopt},
-        {empty, 5, QByteArray("")},
+        {folder.write(u"empty"_s, ""), 5, QByteArray("")},
         {folder.path(u"missing"_s), 5, std::nullopt},
         {folder.path(), 5, std::nullopt},
         {pipe, 5, std::nullopt},
     };
-    for (const auto& [path, maxBytes, content] : cases) {
-        SCOPED_TRACE(path.toStdString() + " up to " + std::to_string(maxBytes));
-        EXPECT_EQ(AtomicFile::read(path, maxBytes), content);
-    }
+    for (const auto& [path, maxBytes, content] : cases)
+        EXPECT_EQ(AtomicFile::read(path, maxBytes), content) << path.toStdString() << " up to " << maxBytes;
 }
 
 } // namespace
