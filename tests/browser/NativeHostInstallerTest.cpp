@@ -32,9 +32,6 @@ protected:
     [[nodiscard]] int install(const QString& bundle = u"app"_s) const {
         return NativeHostInstaller::install(QUrl::fromLocalFile(folder_.path(bundle)));
     }
-    [[nodiscard]] QString hostPathIn(const QString& manifest) const {
-        return QJsonDocument::fromJson(folder_.read(manifest)).object().value(u"path"_s).toString();
-    }
 
     const TempFolder folder_;
     const QString chrome_ = u"config/google-chrome/NativeMessagingHosts/com.fetra.host.json"_s;
@@ -59,34 +56,26 @@ TEST_F(NativeHostInstallerTest, EveryBrowserThatIsThereGetsAManifestOnce) {
     EXPECT_EQ(folder_.read(brave_), folder_.read(chrome_));
     EXPECT_EQ(folder_.names(u"config/firefox"_s), QStringList());
 
-    const auto before = std::pair(folder_.inode(chrome_), folder_.inode(brave_));
+    const ino_t before = folder_.inode(chrome_);
     EXPECT_EQ(install(), 2);
-    EXPECT_EQ(std::pair(folder_.inode(chrome_), folder_.inode(brave_)), before);
+    EXPECT_EQ(folder_.inode(chrome_), before) << "as it was";
 
     addHost(u"moved"_s);
     EXPECT_EQ(install(u"moved"_s), 2);
-    EXPECT_EQ(hostPathIn(chrome_), folder_.path(u"moved/Contents/Helpers/fetra-host"_s));
+    EXPECT_TRUE(
+        folder_.read(chrome_).contains(folder_.path(u"moved/Contents/Helpers/fetra-host"_s).toUtf8()));
 }
 
 TEST_F(NativeHostInstallerTest, ABrowserThatCannotBeServedIsNamedAndTheOthersGoOn) {
-    const std::pair<QString, QByteArray> cases[] = {
-        {u"data/Chromium/NativeMessagingHosts"_s, "Not a directory"},
-        {u"data/Vivaldi/NativeMessagingHosts/com.fetra.host.json/x"_s, "Is a directory"},
-    };
     addFolder(u"config/google-chrome"_s);
-    for (int failed = 0; const auto& [obstacle, reason] : cases) {
-        SCOPED_TRACE(reason.toStdString());
-        (void)folder_.write(obstacle, "in the way");
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(install(), 1);
-        const QByteArray log = QByteArray::fromStdString(testing::internal::GetCapturedStderr());
-        const QByteArray browser = obstacle.section(u'/', 1, 1).toUtf8();
-        EXPECT_TRUE(
-            log.contains("[WRN] native host manifest not written for " + browser + ": " + reason + '\n'))
-            << log.toStdString();
-        EXPECT_EQ(log.count('\n'), ++failed);
-    }
-    EXPECT_EQ(hostPathIn(chrome_), folder_.path(u"app/Contents/Helpers/fetra-host"_s));
+    (void)folder_.write(u"data/Chromium/NativeMessagingHosts"_s, "in the way");
+    (void)folder_.write(u"data/Vivaldi/NativeMessagingHosts/com.fetra.host.json/x"_s, "in the way");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(install(), 1);
+    const QByteArray log = QByteArray::fromStdString(testing::internal::GetCapturedStderr());
+    const QByteArray line = "[WRN] native host manifest not written for ";
+    EXPECT_EQ(log, line + "Chromium: Not a directory\n" + line + "Vivaldi: Is a directory\n");
+    EXPECT_TRUE(folder_.contains(chrome_));
 }
 
 TEST_F(NativeHostInstallerTest, WithoutAHostProgramNothingIsWritten) {
