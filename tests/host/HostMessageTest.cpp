@@ -19,7 +19,6 @@ TEST(HostMessageTest, KeepsWhatItIsAskedToAndRefusesTheRest) {
         {R"({"url":"https://a.test/f","cookie":"k=v","referrer":"r","userAgent":"u","filename":"a b..iso"})",
          CaptureJob{url, u"k=v"_s, u"r"_s, u"u"_s, {}, u"a b..iso"_s}},
         {R"({"url":"https://a.test/f","directory":"/etc"})", CaptureJob{url}},
-        {R"({"url":"HTTP://a.test"})", CaptureJob{QUrl(u"http://a.test"_s)}},
         {R"({"url":"magnet:?xt=urn:btih:00"})", CaptureJob{QUrl(u"magnet:?xt=urn:btih:00"_s)}},
         {R"(["https://a.test/f"])", {}},
         {R"({"url":"file:///etc/passwd"})", {}},
@@ -49,22 +48,14 @@ TEST(HostMessageTest, AJobThatCouldNotBeKeptIsAnErrorThatNamesTheReasonAndNoSecr
               R"({"error":"The download could not be handed over: No space left on device.","ok":false})");
 }
 
-QByteArray number(quint32 length) {
-    return QByteArray(reinterpret_cast<const char*>(&length), sizeof length);
-}
-
 TEST(MessageFramesTest, FindsTheSameMessagesHoweverTheStreamIsCut) {
     const auto framed = &MessageFrames::encoded;
     const QByteArray longest(1'048'576, 'x');
     // A message stands as it is, a bad length as "-".
-    const std::vector<std::pair<QByteArray, QByteArrayList>> cases{
-        {"", {}},
-        {framed("a") + framed("bc") + framed("d"), {"a", "bc", "d"}},
-        {framed("a") + framed("bc").chopped(1), {"a"}},
-        {number(0) + framed("a"), {"-", "a"}},
-        {framed(longest) + framed("a"), {longest, "a"}},
-        {framed(longest + "x") + framed("a"), {"-", "a"}},
-        {number(0xffff'ffff) + framed("a"), {"-"}},
+    const std::pair<QByteArray, QByteArrayList> cases[] = {
+        {framed("a") + framed(longest) + framed("bc").chopped(1), {"a", longest}},
+        {framed("") + framed(longest + "x") + framed("a"), {"-", "-", "a"}},
+        {QByteArray(4, '\xff') + framed("a"), {"-"}},
     };
     for (const auto& [stream, expected] : cases)
         for (const qsizetype step : {3, 65'536, 4'000'000}) {
