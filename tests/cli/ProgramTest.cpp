@@ -87,18 +87,18 @@ TEST_F(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
 }
 
 TEST_F(ProgramTest, SecretsAreSentAndNeverPrinted) {
-    server.setHandler(
-        serve(file, {.answer = statusAnswer(503)}, {.what = When::What::Data, .first = 1, .last = 3}));
     QUrl secret = server.url("/disk.iso");
     secret.setUserInfo(u"hunter1:hunter2"_s);
-    const QStringList common{text(secret), u"-H"_s, u"Cookie: id=hunter3"_s, u"--log"_s, u"debug"_s};
+    const QStringList common{text(secret), u"-H"_s, u"Cookie: id=hunter3"_s};
     QByteArray said;
-    for (const QStringList& more : {QStringList{}, {u"--json"_s}, {u"probe"_s}}) {
+    for (const QStringList& more : {QStringList{u"--log"_s, u"debug"_s}, {u"--json"_s}, {u"probe"_s}}) {
+        server.setHandler(
+            serve(file, {.answer = statusAnswer(503)}, {.what = When::What::Data, .first = 1, .last = 3}));
         FetraRun run = start(more + common);
         EXPECT_EQ(run.exitStatus(), 0) << run.errors().constData();
+        EXPECT_EQ(run.errors().contains("[DBG] "), more.contains(u"debug"_s)) << run.errors().constData();
         said += run.output() + run.errors();
     }
-    EXPECT_TRUE(said.contains("[DBG] "));
     EXPECT_TRUE(said.contains("\"totalSize\": 6000000")) << "what the server says";
     EXPECT_FALSE(said.contains("hunter")) << said.constData();
     for (const ServerRequest& request : server.log())

@@ -1,6 +1,8 @@
 #include "cli/ProgressFrame.h"
 
 #include "cli/DisplayText.h"
+#include "cli/PlainView.h"
+#include "support/FakeClock.h"
 
 #include <gtest/gtest.h>
 #include <QRegularExpression>
@@ -68,6 +70,23 @@ TEST(ProgressFrameTest, AFractionIsReachedAndNotRounded) {
     EXPECT_TRUE(frame.oneLine().startsWith("99.9%, 400.00 MB of 400.00 MB, 10.00 MB/s"_L1));
     frame.progress.receivedBytes = 400 * mebibyte;
     EXPECT_EQ(frame.oneLine(), u"100.0%, 400.00 MB of 400.00 MB, 10.00 MB/s, checking the file"_s);
+}
+
+TEST(PlainViewTest, ShowsNamesThatActOnNoTerminalAndALineASecondAtMost) {
+    test::FakeClock clock;
+    QStringList lines;
+    PlainView view(PlainView::Chatter::lines, PlainView::Extent::one,
+                   {.messages = [&](const QString& text) { lines += text; }, .finishedPath = {}}, clock);
+    TransferStart start;
+    start.destination = QUrl::fromLocalFile(u"/d/disk\x1b[m.iso"_s);
+    view.started({}, start);
+    EXPECT_EQ(lines, QStringList(u"disk\uFFFD[m.iso, size unknown\n"_s));
+    for (int i = 1; i <= 120; ++i) {
+        clock.advance(0.25);
+        view.progressed({}, {.totalBytes = 1000, .receivedBytes = std::min(25 * i, 1000)});
+        EXPECT_TRUE(i != 40 || lines.size() == 1 + 10) << lines.size();
+    }
+    EXPECT_EQ(lines.size(), 1 + 10 + 2) << "fewer while nothing comes";
 }
 
 } // namespace
