@@ -48,27 +48,5 @@ TEST(HostMessageTest, AJobThatCouldNotBeKeptIsAnErrorThatNamesTheReasonAndNoSecr
               R"({"error":"The download could not be handed over: No space left on device.","ok":false})");
 }
 
-TEST(MessageFramesTest, FindsTheSameMessagesHoweverTheStreamIsCut) {
-    const auto framed = &MessageFrames::encoded;
-    const QByteArray longest(1'048'576, 'x');
-    // A message stands as it is, a bad length as "-".
-    const std::pair<QByteArray, QByteArrayList> cases[] = {
-        {framed("a") + framed(longest) + framed("bc").chopped(1), {"a", longest}},
-        {framed("") + framed(longest + "x") + framed("a"), {"-", "-", "a"}},
-        {QByteArray(4, '\xff') + framed("a"), {"-"}},
-    };
-    for (const auto& [stream, expected] : cases)
-        for (const qsizetype step : {3, 65'536, 4'000'000}) {
-            MessageFrames frames;
-            QByteArrayList messages;
-            for (qsizetype at = 0; at < stream.size(); at += step) {
-                frames.append(QByteArrayView(stream).sliced(at, std::min(step, stream.size() - at)));
-                while (const auto frame = frames.next())
-                    messages += frame->isValid ? frame->content : "-";
-            }
-            EXPECT_TRUE(messages == expected) << stream.size() << " bytes, " << step << " at a time";
-        }
-}
-
 } // namespace
 } // namespace fetra::host

@@ -40,13 +40,16 @@ TEST(HostProgramTest, TurnsMessagesIntoJobFilesAndAnswersEachUntilTheInputEnds) 
         CaptureJob::parse(folder.read(u"Fetra/inbox/"_s + names[0])),
         (CaptureJob{.url = QUrl(u"https://a.test/f"_s), .cookie = u"secret"_s, .filename = u"f.iso"_s}));
 
-    write(MessageFrames::encoded(QByteArray(2'000'000, 'x')) + message + message.first(7));
+    write(MessageFrames::encoded(QByteArray(1'048'577, 'x')) + MessageFrames::encoded("") + message +
+          MessageFrames::encoded(QByteArray(1'048'576, ' ')) + message.first(7));
     host.closeWriteChannel();
     ASSERT_TRUE(host.waitForFinished());
     EXPECT_TRUE(host.exitStatus() == QProcess::NormalExit && host.exitCode() == 0);
-    EXPECT_EQ(host.readAllStandardOutput(),
-              MessageFrames::encoded(R"({"error":"The message must have 1 to 1048576 bytes.","ok":false})") +
-                  yes);
+    const QByteArray badLength =
+        MessageFrames::encoded(R"({"error":"The message must have 1 to 1048576 bytes.","ok":false})");
+    const QByteArray noObject =
+        MessageFrames::encoded(R"({"error":"The message is not a JSON object.","ok":false})");
+    EXPECT_EQ(host.readAllStandardOutput(), badLength + badLength + yes + noObject);
     EXPECT_EQ(host.readAllStandardError(), "");
     EXPECT_EQ(folder.names(u"Fetra/inbox"_s).size(), 2);
 }
