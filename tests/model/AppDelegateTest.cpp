@@ -53,34 +53,19 @@ TEST_F(AppDelegateTest, OpeningTakesTorrentFilesFirstThenLinksAndIgnoresOtherFil
     EXPECT_EQ(error(), QString());
 }
 
-TEST_F(AppDelegateTest, TheLastWindowEndsTheApplicationUnlessAnIconRemains) {
-    for (const bool showsIcon : {true, false})
-        for (const bool hasTray : {true, false}) {
-            model().settings().set(AppSettings::showMenuBar, showsIcon);
-            fake.tray.available = hasTray;
-            EXPECT_EQ(delegate.applicationShouldTerminateAfterLastWindowClosed(), !(showsIcon && hasTray));
-        }
-}
-
-TEST_F(AppDelegateTest, AsksOnceWhileDownloadsRunAndChangesNothingOnCancel) {
-    EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::now);
-    addAll(u"a"_s);
-    EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later);
-    EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later);
-    EXPECT_EQ(fake.alerts.shown.size(), 1u);
-    fake.alerts.answer(1);
-    EXPECT_TRUE(replies(false));
-    EXPECT_EQ(list(), u"A"_s);
-    EXPECT_FALSE(model().isTerminating());
-    EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later);
-    EXPECT_EQ(fake.alerts.shown.size(), 2u);
+TEST_F(AppDelegateTest, TheLastWindowEndsTheApplicationThatShallShowNoIcon) {
+    EXPECT_FALSE(delegate.applicationShouldTerminateAfterLastWindowClosed());
+    model().settings().set(AppSettings::showMenuBar, false);
+    EXPECT_TRUE(delegate.applicationShouldTerminateAfterLastWindowClosed());
 }
 
 TEST_F(AppDelegateTest, StoresWhatRanOrWaitedAsWaitingAndWhatWasPausedAsPaused) {
     manager().setMaxConcurrentDownloads(1);
     addAll(u"abc"_s);
     manager().pause(item(2));
-    delegate.applicationShouldTerminate();
+    for (int asked = 0; asked < 2; ++asked)
+        EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later);
+    EXPECT_EQ(fake.alerts.shown.size(), 1u);
     fake.alerts.answer(0);
     EXPECT_EQ(delegate.applicationShouldTerminate(), Reply::later);
     EXPECT_TRUE(replies(true));

@@ -32,7 +32,12 @@ struct FakePasteboard final : Pasteboard {
         ++asked;
         return count;
     }
-    [[nodiscard]] std::optional<QString> text() const override { return content; }
+    [[nodiscard]] std::optional<QString> text() const override {
+        const std::optional<QString> before = content;
+        if (onRead)
+            onRead();
+        return before;
+    }
     [[nodiscard]] bool setText(const QString& text) override {
         if (!refuses)
             copy(text);
@@ -42,6 +47,7 @@ struct FakePasteboard final : Pasteboard {
     std::optional<QString> content;
     qint64 count = 0;
     mutable int asked = 0;
+    std::function<void()> onRead;
     bool refuses = false;
 };
 

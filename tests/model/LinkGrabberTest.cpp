@@ -17,33 +17,7 @@ protected:
         model().setGrabber(LinkGrabberRequest{});
     }
     [[nodiscard]] static QString link(const QString& name) { return u"http://host.example/"_s + name; }
-    [[nodiscard]] static QString checkedNames(const LinkGrabber& grabber) {
-        QStringList names;
-        for (const QUrl& url : grabber.selected())
-            names.append(LinkGrabber::row(url).title);
-        return names.join(u' ');
-    }
 };
-
-TEST_F(LinkGrabberTest, ShowsEachLinkForWhatItIs) {
-    struct Case {
-        QString url;
-        FileKind kind;
-        QString title, detail;
-    };
-    for (const auto& [url, kind, title, detail] : {
-             Case{link(u"dir/Movie.MKV?x=1"_s), FileKind::video, u"Movie.MKV"_s, u"host.example"_s},
-             {u"http://host.example/"_s, FileKind::other, u"host.example"_s, u"host.example"_s},
-             {magnet, FileKind::torrents, u"Film.mp4"_s, u"magnet"_s},
-             {u"file:///tmp/disk.torrent"_s, FileKind::torrents, u"disk.torrent"_s, QString()},
-         }) {
-        const LinkGrabber::Row row = LinkGrabber::row(QUrl(url));
-        EXPECT_EQ(row.kind, kind) << url.toStdString();
-        EXPECT_EQ(row.title, title);
-        EXPECT_EQ(row.detail, detail);
-        EXPECT_EQ(row.help, url);
-    }
-}
 
 TEST_F(LinkGrabberTest, TakesAChecksumWhereOneFileComesOfIt) {
     const QString one = link(u"a"_s);
@@ -59,7 +33,6 @@ TEST_F(LinkGrabberTest, TakesAChecksumWhereOneFileComesOfIt) {
     const Case cases[] = {
         {one, false, u""_s, true, u"-"_s},
         {one, false, u" \n"_s + digest.toUpper() + u' ', true, digest},
-        {one, false, digest.chopped(1) + u'g', false, u""_s},
         {one, false, digest.chopped(1) + u'ä', false, u""_s},
         {two, false, digest.chopped(1), true, u"- -"_s},
         {two, true, digest, true, digest},
@@ -91,7 +64,6 @@ TEST_F(LinkGrabberTest, AddsWhatIsCheckedAsItWasAskedToAndCloses) {
     LinkGrabber grabber(model(), magnet + u' ' + link(u"a"_s) + u' ' + link(u"b"_s));
     grabber.setConnections(70);
     grabber.setChecked({QUrl(link(u"b"_s))}, false);
-    EXPECT_EQ(grabber.connectionsText(), u"64 per HTTP download"_s);
     grabber.add(false);
     ASSERT_EQ(manager().items().size(), 2);
     EXPECT_TRUE(item(0)->isTorrent());
@@ -107,7 +79,7 @@ TEST_F(LinkGrabberTest, AddsWhatIsCheckedAsItWasAskedToAndCloses) {
 TEST_F(LinkGrabberTest, AddsToAFolderItCanWriteToAndTorrentFilesAtOnce) {
     const QString plain = folder.write(u"into/plain"_s, "x");
     LinkGrabber grabber(model(), link(u"a"_s));
-    for (const QUrl& directory : {file(u"missing"_s), QUrl::fromLocalFile(plain), QUrl(u"http://x/"_s)}) {
+    for (const QUrl& directory : {QUrl::fromLocalFile(plain), QUrl(u"http://x/"_s)}) {
         grabber.setDirectory(directory);
         EXPECT_EQ(grabber.errorMessage(), std::nullopt);
         grabber.add(true);
@@ -115,15 +87,8 @@ TEST_F(LinkGrabberTest, AddsToAFolderItCanWriteToAndTorrentFilesAtOnce) {
         EXPECT_TRUE(manager().items().isEmpty() && model().grabber());
     }
     grabber.chooseDirectory();
-    EXPECT_EQ(fake.panels.shown.at(0).start, grabber.directory());
     fake.panels.choose({file(u"into"_s)});
-    model().setTerminating(true);
-    grabber.add(true);
-    EXPECT_TRUE(manager().items().isEmpty());
-    model().setTerminating(false);
-
     grabber.chooseTorrentFiles();
-    EXPECT_TRUE(fake.panels.shown.at(1).allowsSeveral);
     fake.panels.choose({file(u"a.zip"_s), QUrl(u"http://host.example/b.torrent"_s)});
     EXPECT_TRUE(manager().items().isEmpty() && model().grabber());
     fake.panels.choose({file(u"a.torrent"_s), file(u"b.txt"_s), file(u"c.TORRENT"_s)});
@@ -160,8 +125,6 @@ TEST(LinkDropTest, TakesTheBestFormOfEachThingAndSaysWhatItCannotRead) {
         QStringList got;
     };
     const Case cases[] = {
-        {{}, {u"refused"_s}},
-        {{LinkDrop::Item()}, {u"refused"_s}},
         {{{{Type::plainText, u"text"_s}, {Type::url, QUrl(u"http://host.example/a b"_s)}}},
          {u"text http://host.example/a%20b"_s}},
         {{{{Type::plainText, u" two "_s}}, {{Type::plainText, QByteArray("gr\xc3\xbc\xc3\x9f")}}},
@@ -173,8 +136,6 @@ TEST(LinkDropTest, TakesTheBestFormOfEachThingAndSaysWhatItCannotRead) {
          {u"file /tmp/a.torrent"_s, u"text http://h/"_s}},
         {{{{Type::fileURL, QByteArray("not an address")}}},
          {u"error The dropped file URL could not be read."_s}},
-        {{{{Type::fileURL, QUrl(u"file:///tmp/a.zip"_s)}}},
-         {u"error Only .torrent files can be opened as local downloads."_s}},
     };
     for (const Case& each : cases)
         EXPECT_EQ(dropped(each.items), each.got);

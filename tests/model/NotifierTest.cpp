@@ -11,69 +11,53 @@ using namespace Qt::StringLiterals;
 
 class NotifierTest : public test::ModelWorld {
 protected:
-    void send(bool completed, const std::optional<QUrl>& destination = std::nullopt,
-              const std::optional<QString>& error = std::nullopt) {
-        model().notifier().send(
-            DownloadItem(DownloadRecord{.id = QUuid(u"{0a1b2c3d-0000-4000-8000-00000000abcd}"_s),
-                                        .url = QUrl(u"https://host.example/f.bin"_s),
-                                        .filename = u"f.bin"_s,
-                                        .destination = destination,
-                                        .errorMessage = error}),
-            completed);
+    /// Of the next download, which has ended by then.
+    [[nodiscard]] Notification told(const std::function<void(test::ScriptedTransfer&)>& end) {
+        const qsizetype before = center.added.size();
+        add(u"f.bin"_s);
+        end(*runners.transfers.back());
+        EXPECT_TRUE(test::runUntil([&] { return center.added.size() > before; }));
+        return center.added.value(before);
     }
 
     test::FakeNotifications& center = fake.notifications;
 };
 
-TEST_F(NotifierTest, TellsHowADownloadHasEnded) {
-    const QUrl file = QUrl::fromLocalFile(u"/tmp/a b#%20.bin"_s);
-    const QMap<QString, QString> path{{u"path"_s, u"/tmp/a b#%20.bin"_s}};
-    struct Case {
-        bool completed;
-        std::optional<QUrl> destination;
-        std::optional<QString> error;
-        QString title, body;
-        QMap<QString, QString> userInfo;
-    };
-    const QString complete = u"Download complete"_s;
-    const QString failed = u"Download failed"_s;
-    const Case cases[] = {
-        {true, file, u"old"_s, complete, u"f.bin"_s, path},
-        {true, {}, {}, complete, u"f.bin"_s, {}},
-        {false, file, u"Disk full."_s, failed, u"f.bin: Disk full."_s, {}},
-        {false, file, {}, failed, u"f.bin: The download could not be completed."_s, {}},
-    };
-    for (const Case& each : cases) {
-        send(each.completed, each.destination, each.error);
-        const Notification& last = center.added.last();
-        EXPECT_EQ(last.identifier, u"0A1B2C3D-0000-4000-8000-00000000ABCD"_s);
-        EXPECT_EQ(last.title, each.title);
-        EXPECT_EQ(last.body, each.body);
-        EXPECT_EQ(last.userInfo, each.userInfo);
-    }
-    EXPECT_EQ(center.added.size(), std::ssize(cases));
+TEST_F(NotifierTest, TellsHowADownloadHasEndedAndThatItCouldNot) {
+    const QUrl destination = file(u"a b#%20.bin"_s);
+    const auto completes = [&](test::ScriptedTransfer& transfer) { transfer.finish(result(destination)); };
+    const Notification complete = told(completes);
+    EXPECT_EQ(complete.title, u"Download complete"_s);
+    EXPECT_EQ(complete.body, u"a b#%20.bin"_s);
+    EXPECT_EQ(complete.userInfo, (QMap<QString, QString>{{u"path"_s, folder.path(u"a b#%20.bin"_s)}}));
+
+    center.error = u"no room"_s;
+    const Notification failed = told([](auto& transfer) { transfer.fail(DownloadError::badStatus(404)); });
+    EXPECT_NE(failed.identifier, complete.identifier);
+    EXPECT_EQ(failed.title, u"Download failed"_s);
+    EXPECT_EQ(failed.body, u"f.bin: Server returned HTTP 404"_s);
+    EXPECT_EQ(failed.userInfo, (QMap<QString, QString>{}));
+    EXPECT_EQ(error(), u"Could not deliver notification: no room"_s);
 }
 
-TEST_F(NotifierTest, IsSilentWhenTheUserOrTheDesktopWantsNoNotifications) {
+TEST_F(NotifierTest, IsSilentWhereNobodyWantsNotificationsAndAsksOnceForPermission) {
+    const Item item = addComplete(u"a"_s);
     model().settings().set(AppSettings::notifyOnFinish, false);
-    send(true);
+    model().notifier().send(*item, true);
     model().settings().set(AppSettings::notifyOnFinish, true);
     center.usable = false;
-    send(true);
+    model().notifier().send(*item, true);
     model().notifier().start();
     EXPECT_EQ(center.added.size(), 0);
     EXPECT_EQ(center.requests, 0);
-    EXPECT_FALSE(center.activate);
-    EXPECT_FALSE(model().settings().isOn(AppSettings::requestedNotifications)) << "nobody has been asked";
-}
-
-TEST_F(NotifierTest, AsksForPermissionOnceAndListensAtEveryStart) {
+    center.usable = true;
     center.error = u"No such service."_s;
-    model().notifier().start();
-    center.activate = nullptr;
-    model().notifier().start();
-    EXPECT_EQ(center.requests, 1);
-    EXPECT_TRUE(center.activate);
+    for (int starts = 0; starts < 2; ++starts) {
+        center.activate = nullptr;
+        model().notifier().start();
+        EXPECT_EQ(center.requests, 1);
+        EXPECT_TRUE(center.activate);
+    }
     EXPECT_EQ(error(), u"Notification authorization failed: No such service."_s);
 }
 

@@ -77,8 +77,9 @@ TEST_F(RemovalTest, NeverDeletesWhatAnotherDownloadOfTheListUses) {
         bool isShared;
     };
     const Case cases[] = {
-        {u"real/f"_s, u"real/f"_s, true},         {u"real/f"_s, u"link/f"_s, true},
-        {u"real/f"_s, u"real/../real/f"_s, true}, {u"real/f.part"_s, u"real/f"_s, true},
+        {u"real/f"_s, u"link/../real/f"_s, true},
+        {u"real/f"_s, u"link/f"_s, true},
+        {u"real/f.part"_s, u"real/f"_s, true},
         {u"real/f"_s, u"real/g"_s, false},
     };
     for (const Case& each : cases) {
