@@ -14,6 +14,11 @@ namespace fetra::test {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
+const MockService::Place MockService::fileManager{
+    u"org.freedesktop.FileManager1"_s, u"/org/freedesktop/FileManager1"_s, u"org.freedesktop.FileManager1"_s};
+const MockService::Place MockService::trayWatcher{
+    u"org.kde.StatusNotifierWatcher"_s, u"/StatusNotifierWatcher"_s, u"org.kde.StatusNotifierWatcher"_s};
+
 MockService::MockService(const PrivateBus& bus, const Place& place, const QStringList& what)
     : place_(place)
     , connection_(bus.connect()) {

@@ -24,6 +24,8 @@ public:
         QString path;
         QString interface;
     };
+    static const Place fileManager;
+    static const Place trayWatcher;
 
     /// With no methods yet. On the bus when the constructor returns; throws std::runtime_error otherwise.
     MockService(const PrivateBus& bus, const Place& place);

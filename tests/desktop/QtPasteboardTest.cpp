@@ -32,7 +32,6 @@ TEST(QtPasteboardTest, CountsWhatAnybodyCopiesAndReadsPlainTextAsLongAsItFits) {
 
     const QString most(QtPasteboard::maxTextLength, u'x');
     const std::pair<QString, std::optional<QString>> cases[] = {
-        {most, most},
         {most + u'x', std::nullopt},
         {most.chopped(3) + u" yyyy"_s, most.chopped(3)},
         {most + u" yyyy"_s, most},
@@ -71,7 +70,6 @@ TEST(QtPasteboardTest, CountsOtherContentWhereTheFocusAnnouncesIt) {
         {"copied elsewhere meanwhile", {{a, 0}, {b, 1}, {b, 1}, {a, 2}}},
         {"the focus that goes takes the clipboard along", {{a, 0}, {nothing, 0}, {a, 0}, {b, 1}}},
         {"no read, no verdict", {{a, 0}, {unreadable, 0}, {a, 0}, {unreadable, 0}, {b, 1}}},
-        {"nothing known yet", {{unreadable, 0}, {nothing, 0}, {a, 0}, {b, 1}}},
         {"a content without text is one", {{image, 0}, {image, 0}, {a, 1}, {image, 2}, {a, 3}}},
     };
     for (const auto& [what, steps] : cases) {
@@ -82,9 +80,6 @@ TEST(QtPasteboardTest, CountsOtherContentWhereTheFocusAnnouncesIt) {
             announce(step);
             EXPECT_EQ(reads, 0) << "it waits for another program, so nobody does unasked";
             ASSERT_EQ(pasteboard.changeCount(), count) << what;
-            reads = 0;
-            ASSERT_EQ(pasteboard.changeCount(), count) << what;
-            EXPECT_EQ(reads, 0) << "one look is enough";
         }
     }
 }
