@@ -57,10 +57,8 @@ TEST_F(ListStory, SpacePausesWhatRunsAndResumesWhatRests) {
     download(link("/a.bin"));
     addPaused(link("/b.bin"));
     ASSERT_TRUE(becomes(u"b.bin Paused, a.bin Downloading"_s));
-    EXPECT_TRUE(runUntil([] {
-        return shows(u"1 active · 0 queued · 0 completed"_s) && shows(u"2 downloads"_s) &&
-               !shows(u"down 0.00 B/s"_s) && shows(u"  up 0.00 B/s"_s);
-    }));
+    EXPECT_TRUE(
+        runUntil([] { return shows(u"1 active · 0 queued · 0 completed"_s) && !shows(u"down 0.00 B/s"_s); }));
     press("Ctrl+I");
     for (const QString& name : {u"b.bin"_s, u"a.bin"_s}) {
         clickRow(name);
@@ -81,8 +79,6 @@ TEST_F(ListStory, WhatIsTypedFindsARow) {
     press("Ctrl+F");
     type(u"et"_s);
     EXPECT_TRUE(becomes(u"beta Paused"_s));
-    type(u"q"_s);
-    EXPECT_TRUE(runUntil([] { return shows(u"No Results for “etq”"_s); }));
     press("Ctrl+A");
     press("Del");
     auto& sidebar = *mainWindow().findChild<SidebarView*>();

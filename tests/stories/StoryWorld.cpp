@@ -22,25 +22,6 @@ namespace fetra::test {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-std::unique_ptr<PrivateBus> sessionBus;
-
-} // namespace
-
-void StorySession::SetUp() {
-    sessionBus = std::make_unique<PrivateBus>();
-    qputenv("DBUS_SESSION_BUS_ADDRESS", sessionBus->address().toUtf8());
-}
-
-void StorySession::TearDown() {
-    sessionBus.reset();
-}
-
-const PrivateBus& StorySession::bus() {
-    return *sessionBus;
-}
-
 /// As `main` has it.
 struct StoryWorld::Running {
     CurlClient http;
@@ -178,11 +159,8 @@ bool StoryWorld::drop(const QMimeData& data) const {
     QDragMoveEvent move(where, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     move.setAccepted(enter.isAccepted());
     QApplication::sendEvent(&handle, &move);
-    if (!move.isAccepted()) {
-        QDragLeaveEvent leave;
-        QApplication::sendEvent(&handle, &leave);
+    if (!move.isAccepted())
         return false;
-    }
     QDropEvent end(where, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&handle, &end);
     return end.isAccepted();
@@ -290,19 +268,13 @@ ServerFile StoryWorld::serve(const QByteArray& path, qint64 size, const Lies& li
 }
 
 std::unique_ptr<MockService> StoryWorld::fileManager() const {
-    auto manager = std::make_unique<MockService>(StorySession::bus(),
-                                                 MockService::Place{u"org.freedesktop.FileManager1"_s,
-                                                                    u"/org/freedesktop/FileManager1"_s,
-                                                                    u"org.freedesktop.FileManager1"_s});
+    auto manager = std::make_unique<MockService>(StorySession::bus(), MockService::fileManager);
     manager->addMethod(u"ShowItems"_s, u"ass"_s, {}, {});
     return manager;
 }
 
 std::unique_ptr<MockService> StoryWorld::trayHost() const {
-    auto watcher = std::make_unique<MockService>(StorySession::bus(),
-                                                 MockService::Place{u"org.kde.StatusNotifierWatcher"_s,
-                                                                    u"/StatusNotifierWatcher"_s,
-                                                                    u"org.kde.StatusNotifierWatcher"_s});
+    auto watcher = std::make_unique<MockService>(StorySession::bus(), MockService::trayWatcher);
     watcher->setProperty(u"IsStatusNotifierHostRegistered"_s, true);
     watcher->emitSignal(u"StatusNotifierHostRegistered"_s, {});
     return watcher;

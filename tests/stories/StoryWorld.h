@@ -26,10 +26,16 @@ namespace fetra::test {
 /// The session bus of the test program, with nobody on it but the application and what a story puts there.
 class StorySession final : public ::testing::Environment {
 public:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override {
+        bus_ = std::make_unique<PrivateBus>();
+        qputenv("DBUS_SESSION_BUS_ADDRESS", bus_->address().toUtf8());
+    }
+    void TearDown() override { bus_.reset(); }
 
-    [[nodiscard]] static const PrivateBus& bus();
+    [[nodiscard]] static const PrivateBus& bus() { return *bus_; }
+
+private:
+    static inline std::unique_ptr<PrivateBus> bus_;
 };
 
 /// The whole application as its user has it: the windows, the engine and its files are the real ones, in a
