@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 #include <QFileInfo>
+#include <QSet>
 
 namespace fetra {
 
@@ -63,7 +64,9 @@ TEST_F(DesktopWorkspaceTest, RevealsAllFilesInOneCallByUrisThatLeadBackToThem) {
 
 TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
     const QUrl first = file(u"sub 1%/a#"_s);
-    const QList<QUrl> folders{QUrl::fromLocalFile(folder.path(u"sub 1%"_s)), folderUrl()};
+    // The answers to several questions may come in any order.
+    const QSet<QUrl> folders{QUrl::fromLocalFile(folder.path(u"sub 1%"_s)), folderUrl()};
+    const auto haveOpened = [&] { return QSet<QUrl>(opened.begin(), opened.end()) == folders; };
     const auto reveal = [&] {
         opened.clear();
         workspace.reveal({first, file(u"b"_s)});
@@ -71,7 +74,7 @@ TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
         workspace.reveal({folderUrl(), first});
     };
     reveal();
-    EXPECT_TRUE(runUntil([&] { return opened == folders; })) << "there is none";
+    EXPECT_TRUE(runUntil(haveOpened)) << "there is none";
     MockService manager(bus, MockService::fileManager);
     const auto fail = [&](const QString& error) {
         manager.addMethod(u"ShowItems"_s, u"ass"_s, {},
@@ -79,7 +82,7 @@ TEST_F(DesktopWorkspaceTest, OpensTheFolderWhereNoFileManagerSelectsItems) {
     };
     fail(u"org.example.No"_s);
     reveal();
-    EXPECT_TRUE(runUntil([&] { return opened == folders; })) << "it cannot";
+    EXPECT_TRUE(runUntil(haveOpened)) << "it cannot";
     fail(u"org.freedesktop.DBus.Error.NoReply"_s);
     reveal();
     PrivateBus::settle(application, MockService::fileManager.name);

@@ -2,6 +2,7 @@
 
 #include "TorrentRun.h"
 
+#include "support/Environment.h"
 #include "support/Eventually.h"
 #include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
@@ -9,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <QDir>
 #include <QFile>
+
+#include <optional>
 
 namespace fetra::test {
 namespace {
@@ -26,14 +29,17 @@ public:
         TestCertificate::trustAuthority(); // before there is another place for temporary files
         const QString path = folder.write(u"helper"_s, "#!" + interpreter + '\n' + script + '\n');
         QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
-        qputenv("FETRA_TORRENT_HELPER", path.toUtf8());
         QDir(folder.path()).mkdir(u"tmp"_s);
-        qputenv("TMPDIR", folder.path(u"tmp"_s).toUtf8());
+        temporary_.emplace("TMPDIR", folder.path(u"tmp"_s).toUtf8());
     }
 
     [[nodiscard]] QString output() const { return folder.path(u"new/out"_s); }
 
     const TempFolder folder;
+
+private:
+    const Environment helper_{"FETRA_TORRENT_HELPER", folder.path(u"helper"_s).toUtf8()};
+    std::optional<Environment> temporary_;
 };
 
 /// "ENDING; NAMES THAT THE START WAS REPORTED WITH; RECEIVED/TOTAL OF EACH REPORT"
