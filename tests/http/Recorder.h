@@ -3,23 +3,19 @@
 #include "http/HTTPSession.h"
 #include "support/Eventually.h"
 
-#include <QByteArray>
-
 #include <condition_variable>
-#include <functional>
 #include <gtest/gtest.h>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace fetra::test {
 
 /// A delegate that writes down what it hears, and objects when it hears it in the wrong order.
 class Recorder final : public HTTPTaskDelegate {
 public:
-    /// Called on the I/O thread for each chunk, before it is written down.
-    std::function<void(HTTPTask&)> onData;
-
     HTTPDisposition didReceiveResponse(HTTPTask&, const HTTPResponse&) override {
         const std::lock_guard lock(mutex_);
         EXPECT_EQ(std::pair(heads_++, completions_), std::pair(0, 0))
@@ -27,13 +23,11 @@ public:
         return HTTPDisposition::allow;
     }
 
-    void didReceiveData(HTTPTask& task, std::span<const char> data) override {
-        if (onData)
-            onData(task);
+    void didReceiveData(HTTPTask&, std::span<const char> data) override {
         const std::lock_guard lock(mutex_);
         EXPECT_EQ(std::pair(heads_, completions_), std::pair(1, 0))
             << "data before the head or after the end";
-        body_.append(data.data(), static_cast<qsizetype>(data.size()));
+        received_ += data.size();
         wake_.notify_all();
     }
 
@@ -51,23 +45,33 @@ public:
         std::unique_lock lock(mutex_);
         return wake_.wait_for(lock, std::chrono::seconds(20), [this] { return completions_ > 0; });
     }
-    [[nodiscard]] bool waitForBody(qsizetype bytes) {
+    [[nodiscard]] bool waitForBody(size_t bytes) {
         std::unique_lock lock(mutex_);
-        return wake_.wait_for(lock, std::chrono::seconds(20), [&] { return body_.size() >= bytes; });
+        return wake_.wait_for(lock, std::chrono::seconds(20), [&] { return received_ >= bytes; });
     }
 
     /// For use after the end.
-    [[nodiscard]] const QByteArray& body() const { return body_; }
     [[nodiscard]] int errorCode() const { return error_ ? error_->code() : 0; }
     [[nodiscard]] QString errorText() const { return error_ ? error_->description() : QString(); }
 
 private:
     std::mutex mutex_;
     std::condition_variable wake_;
-    QByteArray body_;
+    size_t received_ = 0;
     std::optional<TransportError> error_;
     int heads_ = 0;
     int completions_ = 0;
 };
+
+/// A request for each, all of them started.
+inline std::vector<std::shared_ptr<HTTPTask>> startAll(HTTPSession& session, std::list<Recorder>& recorders,
+                                                       const QUrl& url) {
+    std::vector<std::shared_ptr<HTTPTask>> tasks;
+    for (Recorder& each : recorders) {
+        tasks.push_back(session.dataTask({.url = url}, each));
+        tasks.back()->resume();
+    }
+    return tasks;
+}
 
 } // namespace fetra::test
