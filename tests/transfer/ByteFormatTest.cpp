@@ -12,8 +12,6 @@ using namespace Qt::StringLiterals;
 
 TEST(ByteFormatTest, Sizes) {
     const std::pair<qint64, QString> cases[] = {
-        {0, u"0 B"_s},
-        {-5'000, u"-5000 B"_s},
         {1'023, u"1023 B"_s},
         {1'024, u"1.00 KB"_s},
         {1'048'575, u"1024.00 KB"_s},
@@ -25,9 +23,10 @@ TEST(ByteFormatTest, Sizes) {
 
 TEST(ByteFormatTest, Rates) {
     const std::pair<double, QString> cases[] = {
-        {0, u"0.00 B/s"_s},          {512.5, u"512.50 B/s"_s},    {1'023.999, u"1024.00 B/s"_s},
-        {1'024, u"1.00 KB/s"_s},     {2'097'152, u"2.00 MB/s"_s}, {1'073'741'824, u"1.00 GB/s"_s},
-        {0x1p40, u"1024.00 GB/s"_s}, {0.125, u"0.12 B/s"_s},
+        {0, u"0.00 B/s"_s},
+        {0.125, u"0.12 B/s"_s},
+        {1'024, u"1.00 KB/s"_s},
+        {0x1p40, u"1024.00 GB/s"_s},
     };
     for (const auto& [rate, text] : cases)
         EXPECT_EQ(ByteFormat::rate(rate), text) << rate;
@@ -36,17 +35,8 @@ TEST(ByteFormatTest, Rates) {
 
 TEST(ByteFormatTest, Durations) {
     const std::pair<double, QString> cases[] = {
-        {-0.0, u"0s"_s},
-        {59.4, u"59s"_s},
-        {59.5, u"1m00s"_s},
-        {61, u"1m01s"_s},
-        {3'599, u"59m59s"_s},
-        {3'599.5, u"1h00m"_s},
-        {90'061, u"25h01m"_s},
-        {-0.1, u"--"_s},
-        {0x1p80, u"--"_s},
-        {std::numeric_limits<double>::infinity(), u"--"_s},
-        {std::numeric_limits<double>::quiet_NaN(), u"--"_s},
+        {59.4, u"59s"_s},      {59.5, u"1m00s"_s}, {3'599.5, u"1h00m"_s},
+        {90'061, u"25h01m"_s}, {-0.1, u"--"_s},    {std::numeric_limits<double>::infinity(), u"--"_s},
     };
     for (const auto& [seconds, text] : cases)
         EXPECT_EQ(ByteFormat::duration(seconds), text) << seconds;

@@ -1,12 +1,9 @@
 #include "transfer/Checksum.h"
 
 #include "support/TempFolder.h"
-#include "support/ThrownBy.h"
-#include "transfer/DownloadError.h"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <utility>
 
 namespace fetra {
@@ -25,14 +22,6 @@ TEST(ChecksumTest, DigestsFilesOfAnySize) {
     const TempFolder folder;
     for (const auto& [content, digest] : cases)
         EXPECT_EQ(Checksum::sha256(folder.write(u"f"_s, content)), digest) << content.size();
-}
-
-TEST(ChecksumTest, AFileThatCannotBeReadIsAnError) {
-    const TempFolder folder;
-    const QString missing = folder.path(u"missing"_s);
-    EXPECT_EQ(test::thrownBy<DownloadError>([&] { return Checksum::sha256(missing); }),
-              DownloadError::io(u"cannot open "_s + missing));
-    EXPECT_EQ(test::posixCode([&] { return Checksum::sha256(folder.path()); }), EISDIR);
 }
 
 } // namespace

@@ -23,18 +23,14 @@ TEST(HTTPProbeTest, ReadsContentRanges) {
     const std::tuple<QString, std::optional<qint64>, std::optional<qint64>> cases[] = {
         {u"bytes 0-0/1234"_s, 0, 1234},
         {u" bytes 5-9/10\t\u00a0"_s, 5, 10},
-        {u"bytes 5-9/ +10 "_s, 5, 10},
-        {u"bytes +5-9/10"_s, 5, 10},
+        {u"bytes +5-9/ +10 "_s, 5, 10},
         {u"bytes 7"_s, 7, std::nullopt},
-        {u"bytes 0-0/1/2"_s, 0, 2},
         {u"bytes 1 -9/1 0"_s, std::nullopt, std::nullopt},
         {u"bytes */0"_s, std::nullopt, 0},
         {u"bytes 0-0/*"_s, 0, std::nullopt},
-        {u"bytes 0-0"_s, 0, std::nullopt},
         {u"bytes  0-0/1"_s, std::nullopt, 1},
         {u"bytes -5-9/10"_s, std::nullopt, 10},
         {u"bytes 0x1-9/1e3"_s, std::nullopt, std::nullopt},
-        {u"bytes ٣-9/٣"_s, std::nullopt, std::nullopt},
         {u"bytes +-3-9/+-3"_s, std::nullopt, std::nullopt},
         {u"bytes 9223372036854775807-9/9223372036854775807"_s, largest, largest},
         {u"bytes 9223372036854775808-9/9223372036854775808"_s, std::nullopt, std::nullopt},
@@ -51,7 +47,6 @@ TEST(HTTPProbeTest, SamplesStartMiddleAndEnd) {
     const std::pair<qint64, QList<HTTPProbe::ByteRange>> cases[] = {
         {-1, {}},
         {0, {}},
-        {1, {{0, 0}}},
         {3 * sample, {{0, 3 * sample - 1}}},
         {3 * sample + 1, {{0, sample - 1}, {24'576, 24'576 + sample - 1}, {2 * sample + 1, 3 * sample}}},
         {largest,
@@ -62,19 +57,11 @@ TEST(HTTPProbeTest, SamplesStartMiddleAndEnd) {
 }
 
 TEST(HTTPProbeTest, TheBaseRequestLetsNobodyChangeAgentOrCoding) {
-    const DownloadOptions options{
-        .requestTimeout = 7.5,
-        .headers = {{u"user-AGENT"_s, u"mine"_s}, {u"accept-encoding"_s, u"gzip"_s}, {u"Cookie"_s, u"ü=1"_s}},
-        .userAgent = u"agent"_s};
-    const HTTPRequest request = HTTPProbe::request(QUrl(u"https://h/f"_s), options);
-    EXPECT_EQ(request.url, QUrl(u"https://h/f"_s));
-    EXPECT_EQ(request.timeout, 7.5);
+    const HTTPRequest request = HTTPProbe::request(
+        QUrl(u"https://h/f"_s), {.headers = {{u"user-AGENT"_s, u"mine"_s}, {u"accept-encoding"_s, u"gzip"_s}},
+                                 .userAgent = u"agent"_s});
     EXPECT_EQ(request.headers.values("User-Agent"), std::vector<QByteArray>{"agent"});
     EXPECT_EQ(request.headers.values("Accept-Encoding"), std::vector<QByteArray>{"identity"});
-    EXPECT_EQ(request.headers.value("Cookie"), u"ü=1"_s);
-    EXPECT_EQ(request.headers.fields().size(), 3U);
-    EXPECT_EQ(HTTPProbe::rangeValue(5, 9), "bytes=5-9");
-    EXPECT_EQ(HTTPProbe::rangeValue(5, std::nullopt), "bytes=5-");
 }
 
 /// Asks a scripted server over the real client.
@@ -89,36 +76,19 @@ protected:
     std::unique_ptr<HTTPSession> session = client.makeSession({});
 };
 
-TEST_F(HTTPProbeServerTest, TellsValidatorsTypeAddressesAndName) {
-    ServerFile file = ServerFile::ofSize(10);
-    file.contentType = "Application/PDF; charset=binary";
-    server.setHandler(routes({{"/go", redirect("/real/My%20File")}, {"/real/My%20File", serve(file)}}));
-    const RemoteInfo info = probe("/go");
-    EXPECT_EQ(info.originalURL, server.url("/go"));
-    EXPECT_EQ(info.finalURL, server.url("/real/My%20File"));
-    EXPECT_EQ(info.etag, QString::fromUtf8(file.etag));
-    EXPECT_EQ(info.lastModified, QString::fromUtf8(file.lastModified));
-    EXPECT_EQ(info.contentType, u"application/pdf"_s);
-    EXPECT_EQ(info.suggestedFilename, u"My File.pdf"_s);
-
-    server.setHandler(serve(file.withoutValidators()));
-    EXPECT_EQ(probe().etag, std::nullopt);
-    EXPECT_EQ(probe().lastModified, std::nullopt);
-}
-
 TEST_F(HTTPProbeServerTest, NamesTheFileByTheFirstSourceThatKnows) {
     const std::tuple<QByteArray, QByteArray, QByteArray, QString> cases[] = {
         {"attachment; filename=\"../x.zip\"", "/a.zip", "/b.zip", u"_x.zip"_s},
         {"attachment; filename=\"x.zip", "/a.zip", "/b.zip", u"b.zip"_s},
         {"attachment; filename=na\xefve.txt", "/a.zip", "/b.zip", u"naïve.txt"_s},
-        {"", "/a.zip", "/b.zip", u"b.zip"_s},
         {"", "/a.zip", "/", u"a.zip"_s},
-        {"", "/", "/?x", u"download"_s},
+        {"", "/", "/?x", u"download.pdf"_s},
     };
     for (const auto& [disposition, path, target, name] : cases) {
         SCOPED_TRACE(name.toStdString());
         ServerFile file = ServerFile::ofSize(10);
         file.contentDisposition = disposition;
+        file.contentType = "Application/PDF; charset=binary";
         server.setHandler([&, first = path, next = target](ServerExchange& exchange) {
             const bool isFirst = exchange.request().target == first;
             (isFirst ? redirect(next) : serve(file))(exchange);
