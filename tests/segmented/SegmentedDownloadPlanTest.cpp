@@ -20,11 +20,8 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
     };
     const Case cases[] = {
         {"fewer than connections", 300, true, 8, 100, {"bytes=0-99", "bytes=100-199", "bytes=200-299"}},
-        {"exactly the smallest segments", 200, true, 8, 100, {"bytes=0-99", "bytes=100-199"}},
         {"one byte more", 201, true, 8, 100, {"bytes=0-66", "bytes=67-133", "bytes=134-200"}},
-        {"less than the smallest segment", 1'000, true, 8, 1'048'576, {"bytes=0-999"}},
         {"a remainder", 10, true, 3, 1, {"bytes=0-2", "bytes=3-5", "bytes=6-9"}},
-        {"one byte", 1, true, 8, 1, {"bytes=0-0"}},
         {"no ranges", 10'000'000, false, 8, 1'048'576, {""}},
         {"a record, in the order of the file",
          1'000,
@@ -56,33 +53,6 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
         for (const FakeHTTP::SessionRecord& session : run.http.sessions())
             EXPECT_EQ(session.state, FakeHTTP::SessionState::finishing);
     }
-}
-
-TEST_F(SegmentedDownloadPlanTest, DealsSegmentsOverTheSourcesAndSplitsGoOnInTurn) {
-    SegmentedConfig config = rangedConfig(400, 4);
-    config.options.dynamicSplit = true;
-    setSources(config, 3);
-    StartedRun run(*this, config);
-    run.serve(run.task(3));
-    ASSERT_EQ(run.http.startedCount(), 5);
-    const std::vector<QString> hosts{u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"s0.test"_s, u"s1.test"_s};
-    for (size_t i = 0; i < hosts.size(); ++i)
-        EXPECT_EQ(run.task(i).request().url.host(), hosts[i]);
-}
-
-TEST_F(SegmentedDownloadPlanTest, SendsRequestsAsTheOptionsSay) {
-    SegmentedConfig config = rangedConfig(400);
-    config.options.requestTimeout = 7.5;
-    config.options.headers = {{u"X-Kept"_s, u"yes"_s}, {u"range"_s, u"bytes=5-6"_s}};
-    StartedRun run(*this, config);
-    const HTTPRequest& request = run.task(0).request();
-    EXPECT_EQ(request.timeout, 7.5);
-    EXPECT_EQ(request.headers.value("X-Kept"), u"yes"_s);
-    EXPECT_EQ(request.headers.values("Range"), std::vector<QByteArray>{"bytes=0-399"});
-    const HTTPSessionConfiguration session = run.http.sessions().front().configuration;
-    EXPECT_EQ(session.maxConnectionsPerHost, 2);
-    EXPECT_EQ(session.resourceTimeout, 604'800.0);
-    EXPECT_EQ(session.secretsHome, config.originals.front());
 }
 
 } // namespace

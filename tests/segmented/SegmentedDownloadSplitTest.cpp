@@ -72,15 +72,5 @@ TEST_F(SegmentedDownloadSplitTest, NothingIsSplitWhileASegmentWaits) {
                                                      "bytes=1000-1989", "bytes=500-999"}));
 }
 
-TEST_F(SegmentedDownloadSplitTest, SplitsGoOnUntilNothingIsLongEnough) {
-    SegmentedConfig config = rangedConfig(1'000, 4);
-    config.resumeSegments = Segments{{0, 999, 0}};
-    config.options.minSegmentSize = 200;
-    config.options.dynamicSplit = true;
-    StartedRun run(*this, config);
-    EXPECT_EQ(run.ranges(),
-              (std::vector<QByteArray>{"bytes=0-999", "bytes=500-999", "bytes=250-499", "bytes=750-999"}));
-}
-
 } // namespace
 } // namespace fetra::test
