@@ -27,8 +27,6 @@ struct Misbehaviour {
     qint64 held = 0; ///< at least so many bytes are kept by a download that failed
     /// The download is over by then.
     std::chrono::seconds within = idleTimeout + std::chrono::seconds(1);
-    /// Goes on for as long as anybody waits, so it is cancelled when every lane has asked.
-    bool endless = false;
 
     std::vector<qint64> lanes = {1, 8, 64};
     std::vector<bool> overTLS = {false, true};
@@ -55,16 +53,15 @@ struct Misbehaviour {
         return with(&Misbehaviour::connections, how);
     }
     Misbehaviour shows(TestCertificate::Kind kind) const { return with(&Misbehaviour::certificate, kind); }
-    Misbehaviour ends(const std::string& how, qint64 retries = 12, Left what = Left::Record) const {
-        return with(&Misbehaviour::end, how)
-            .with(&Misbehaviour::maxRetries, retries)
-            .with(&Misbehaviour::left, what);
+    Misbehaviour ends(const std::string& how, Left what = Left::Record) const {
+        return with(&Misbehaviour::end, how).with(&Misbehaviour::left, what);
+    }
+    Misbehaviour givesUp(const std::string& reason, qint64 retries = 1, Left what = Left::Record) const {
+        return ends("Gave up after repeated failures: " + reason, what)
+            .with(&Misbehaviour::maxRetries, retries);
     }
     Misbehaviour keeps(qint64 bytes) const { return with(&Misbehaviour::held, bytes); }
     Misbehaviour takes(std::chrono::seconds time) const { return with(&Misbehaviour::within, time); }
-    Misbehaviour untilCancelled() const {
-        return ends("cancelled").takes(std::chrono::seconds(1)).with(&Misbehaviour::endless, true);
-    }
 
     [[nodiscard]] static const ServerFile& defaultFile();
     /// Enough for a segment on each of 64 lanes.
@@ -85,18 +82,6 @@ using Left = Misbehaviour::Left;
 using How = Cut::How;
 using Where = Cut::Where;
 using namespace std::chrono_literals;
-
-/// Rules for all requests, for the probe, and for the data requests of those numbers.
-[[nodiscard]] inline LieRule every(const Lies& lies) {
-    return {.when = {}, .lies = lies};
-}
-[[nodiscard]] inline LieRule probe(const Lies& lies) {
-    return {.when = {.what = When::What::Probe}, .lies = lies};
-}
-[[nodiscard]] inline LieRule data(const Lies& lies, qint64 first = 1,
-                                  qint64 last = std::numeric_limits<qint64>::max()) {
-    return {.when = {.what = When::What::Data, .first = first, .last = last}, .lies = lies};
-}
 
 /// Downloads under every row with each of its numbers of lanes, plain and over TLS, many at once, and judges
 /// the end, how soon it came, what is in the folder, and, after a failure, whether an honest server gets

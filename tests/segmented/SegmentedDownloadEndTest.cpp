@@ -79,20 +79,5 @@ TEST_F(SegmentedDownloadEndTest, ATickPassesOverAnEngineThatIsBusy) {
     EXPECT_EQ(busy.progressCount(), 1);
 }
 
-TEST_F(SegmentedDownloadEndTest, ASnapshotTellsPaceAndSourcesAndItsHandlerMayCancel) {
-    SegmentedConfig config = rangedConfig(1'000, 2);
-    setSources(config, 2);
-    config.resumeSegments = QList<ResumeRecord::Seg>{{0, 499, 300}, {500, 999, 500}};
-    EngineRun run(*this, config);
-    run.onProgress = [&] { run.engine().cancel(); };
-    run.start();
-    run.send(run.task(0), 50);
-    run.at(0.25);
-    EXPECT_DOUBLE_EQ(run.progress().bytesPerSecond, 200) << "of this run";
-    EXPECT_EQ(run.progress().segments.last().source, 1);
-    EXPECT_EQ(run.error(), DownloadError::cancelled());
-    EXPECT_EQ(run.progressCount(), 1);
-}
-
 } // namespace
 } // namespace fetra::test

@@ -47,7 +47,7 @@ void setSources(SegmentedConfig& config, int count) {
     }
 }
 
-HTTPResponse head(int status, qint64 length, HeaderList headers) {
+HTTPResponse head(int status, qint64 length, const HeaderList& headers) {
     HTTPResponse response{.status = status, .expectedLength = length};
     for (const auto& [name, value] : headers)
         response.headers.add(name, value);
@@ -71,13 +71,9 @@ EngineRun::EngineRun(SegmentedDownloadTest& test, SegmentedConfig config)
     , startedAt_(test.clock.seconds()) {
     HostLimits::forget(config_.sources.front().host());
     const auto keep = [this](const DownloadProgress& progress) {
-        {
-            const std::lock_guard lock(mutex_);
-            progress_ = progress;
-            ++progressCount_;
-        }
-        if (onProgress)
-            onProgress();
+        const std::lock_guard lock(mutex_);
+        progress_ = progress;
+        ++progressCount_;
     };
     engine_ = std::make_unique<SegmentedDownload>(
         config_, sink_, keep,

@@ -10,10 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <initializer_list>
 #include <mutex>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace fetra::test {
@@ -24,8 +22,7 @@ namespace fetra::test {
 /// That many servers, each with an address of its own and another one before redirects.
 void setSources(SegmentedConfig& config, int count);
 
-using HeaderList = std::initializer_list<std::pair<QByteArray, QByteArray>>;
-[[nodiscard]] HTTPResponse head(int status, qint64 length, HeaderList headers = {});
+[[nodiscard]] HTTPResponse head(int status, qint64 length, const HeaderList& headers = {});
 
 /// Returns once the engine gives its lock away. It has it from its registration for ticks to its first
 /// requests.
@@ -110,9 +107,6 @@ public:
     }
     /// Ticks until the sidecar says this about the segments; false when it does not in time.
     [[nodiscard]] bool saves(const QList<ResumeRecord::Seg>& segments);
-
-    /// Called with every snapshot. Set before the start.
-    std::function<void()> onProgress;
 
 private:
     struct End {

@@ -38,10 +38,13 @@ private:
     Ticker ticker_;
 };
 
+/// What a download that was cancelled says.
+inline const QString pausedWords = QStringLiteral("Download paused");
+
 /// How a download ended.
 struct Ending {
-    /// "complete", or the error's case with what it carries: "badStatus 404", "transport -1001 The request
-    /// timed out".
+    /// "complete", or what the error says to the user; "transport -1001 The request timed out" for one of the
+    /// transport.
     QString words;
     std::optional<DownloadResult> result;
 
@@ -62,8 +65,6 @@ public:
     RunningDownload& operator=(const RunningDownload&) = delete;
 
     void cancel() { downloader_.cancel(); }
-    /// A destination has been reserved.
-    [[nodiscard]] bool hasStarted() const { return started_; }
     /// As the progress reports say, four times a second.
     [[nodiscard]] qint64 receivedBytes() const { return received_; }
     [[nodiscard]] bool isOver() const { return over_; }
@@ -71,7 +72,6 @@ public:
 
 private:
     Downloader downloader_;
-    std::atomic<bool> started_ = false;
     std::atomic<qint64> received_ = 0;
     std::atomic<bool> over_ = false;
     Ending ending_;
@@ -82,8 +82,8 @@ private:
 [[nodiscard]] DownloadOptions impatient(qint64 connections, qint64 maxRetries = 12);
 [[nodiscard]] DownloadRequest toFolder(const QUrl& url, const QString& path, const QList<QUrl>& mirrors = {});
 
-/// Fails the test for every file that bears a finished file's name and is not `content`.
-void expectNothingWrongIsFinished(const TempFolder& folder, const QByteArray& content);
+/// Fails the test for every file of the folder that bears a finished file's name and is not `content`.
+void expectNothingWrongIsFinished(const QString& folder, const QByteArray& content);
 
 /// A server with one file, and a folder into which "f.bin" is fetched.
 class DownloadTest : public ::testing::Test {
@@ -95,7 +95,7 @@ protected:
         return toFolder(server.url(path), folder.path());
     }
     Ending run(const DownloadOptions& options = impatient(8)) { return download(world, request(), options); }
-    /// So slow in its data that a download can be stopped on the way.
+    /// So slow in its data that a download can be paused on the way.
     [[nodiscard]] static Handler throttled(const ServerFile& what, double bytesPerSecond = 5e6);
     /// Stops a download once more than that was received; returns the bytes that its record vouches for.
     qint64 interrupt(qint64 enough, const DownloadRequest& what,

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -52,22 +51,14 @@ public:
         return lastToken_;
     }
     void remove(Token token) override {
-        std::unique_lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         ticks_.erase(token);
-        idle_.wait(lock, [&] { return running_ != token; });
     }
     /// Calls everybody registered once, in the order of registration.
     void tick() {
-        std::unique_lock lock(mutex_);
-        for (auto next = ticks_.begin(); next != ticks_.end(); next = ticks_.upper_bound(running_)) {
-            running_ = next->first;
-            const std::function<void()> tick = next->second;
-            lock.unlock();
-            tick();
-            lock.lock();
-            idle_.notify_all();
-        }
-        running_ = 0;
+        const std::lock_guard lock(mutex_);
+        for (const auto& [token, call] : ticks_)
+            call();
     }
     /// Registrations ever, and now.
     [[nodiscard]] Token additions() const {
@@ -81,10 +72,8 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::condition_variable idle_;
     std::map<Token, std::function<void()>> ticks_;
     Token lastToken_ = 0;
-    Token running_ = 0;
 };
 
 } // namespace fetra::test

@@ -32,14 +32,8 @@ private:
 };
 
 FakeTask::FakeTask(Making making)
-    : making_(std::move(making)) {
-    const QList<QByteArray> bounds = range().mid(qstrlen("bytes=")).split('-');
-    if (bounds.size() != 2)
-        return;
-    first_ = bounds[0].toLongLong();
-    if (!bounds[1].isEmpty())
-        last_ = bounds[1].toLongLong();
-}
+    : making_(std::move(making))
+    , asked_(RequestedRange::parse(range()).value_or(RequestedRange())) {}
 
 QByteArray FakeTask::range() const {
     const std::vector<QByteArray> values = making_.request.headers.values("Range");
@@ -69,17 +63,15 @@ void FakeTask::cancel() {
     making_.client.cancelQueue_.push_back(shared_from_this());
 }
 
-void FakeTask::requireOpen() const {
-    if (!started_ || complete_)
-        throw std::logic_error("the request is not under way");
+void FakeTask::require(bool possible) const {
+    if (!possible || !started_ || complete_)
+        throw std::logic_error("no client would hear this now");
 }
 
 HTTPDisposition FakeTask::respond(const HTTPResponse& response) {
-    requireOpen();
-    if (answered_)
-        throw std::logic_error("a second answer");
+    require(!answered_);
     answered_ = true;
-    bodyStart_ = response.status == 206 ? first_ : 0;
+    bodyStart_ = response.status == 206 ? asked_.first : 0;
     const HTTPDisposition disposition = making_.delegate.didReceiveResponse(*this, response);
     refused_ = disposition == HTTPDisposition::cancel;
     if (refused_)
@@ -88,22 +80,18 @@ HTTPDisposition FakeTask::respond(const HTTPResponse& response) {
 }
 
 void FakeTask::send(std::span<const char> data) {
-    requireOpen();
-    if (!answered_ || refused_)
-        throw std::logic_error("a body without an accepted answer");
+    require(answered_ && !refused_);
     sent_ += static_cast<qint64>(data.size());
     making_.delegate.didReceiveData(*this, data);
 }
 
 void FakeTask::finish() {
-    requireOpen();
-    if (!answered_ || refused_)
-        throw std::logic_error("an end without an accepted answer");
+    require(answered_ && !refused_);
     complete(nullptr);
 }
 
 void FakeTask::fail(int code, const QString& description) {
-    requireOpen();
+    require(true);
     const TransportError error(code, description);
     complete(&error);
 }

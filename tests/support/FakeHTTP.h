@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/HTTPSession.h"
+#include "support/ServerExchange.h"
 
 #include <atomic>
 #include <functional>
@@ -35,8 +36,8 @@ public:
     [[nodiscard]] const HTTPRequest& request() const { return making_.request; }
     /// The request's "Range", empty without one, and the bytes that it names.
     [[nodiscard]] QByteArray range() const;
-    [[nodiscard]] qint64 first() const { return first_; }
-    [[nodiscard]] std::optional<qint64> last() const { return last_; }
+    [[nodiscard]] qint64 first() const { return asked_.first; }
+    [[nodiscard]] std::optional<qint64> last() const { return asked_.last; }
     /// Which of the client's sessions made it.
     [[nodiscard]] size_t session() const { return making_.session; }
     [[nodiscard]] bool isCancelAsked() const { return cancelAsked_; }
@@ -53,12 +54,11 @@ public:
 
 private:
     friend class FakeHTTP;
-    void requireOpen() const;
+    void require(bool possible) const;
     void complete(const TransportError* error);
 
     const Making making_;
-    qint64 first_ = 0;
-    std::optional<qint64> last_;
+    const RequestedRange asked_;
     qint64 bodyStart_ = 0;
     qint64 sent_ = 0;
     bool answered_ = false;

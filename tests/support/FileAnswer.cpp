@@ -27,7 +27,6 @@ private:
     bool enter();
     void release();
 
-    bool rangeIsHonoured() const;
     std::optional<Span> resolveRange() const;
     void compose();
     void composePartial(Span span);
@@ -35,7 +34,6 @@ private:
     void addFraming();
 
     bool isBodiless() const { return status_ < 200 || status_ == 204 || status_ == 304; }
-    bool hasBody() const { return exchange_.request().method != "HEAD" && !isBodiless(); }
     bool isChunked() const {
         return lies_.framing != Framing::Length && lies_.framing != Framing::UntilClose;
     }
@@ -71,16 +69,15 @@ void FileAnswer::send() {
     for (int count = 0; count < lies_.informational; ++count)
         exchange_.sendHead(103, {{"Link", "</style.css>; rel=preload"}});
     compose();
-    if (sendHead() && (!hasBody() || sendPayload()))
+    if (sendHead() && (isBodiless() || sendPayload()))
         sendEnd();
 }
 
 bool FileAnswer::enter() {
     if (!lies_.limit || (slot_ = lies_.limit->enter()))
         return true;
-    const SlotLimit::Terms& terms = lies_.limit->terms();
-    const FixedAnswer refusal = statusAnswer(terms.status, terms.retryAfter);
-    if (terms.status == 0)
+    const FixedAnswer& refusal = lies_.limit->refusal();
+    if (refusal.status == 0)
         exchange_.reset();
     else
         exchange_.respond(refusal.status, refusal.headers, refusal.body);
@@ -92,30 +89,15 @@ void FileAnswer::release() {
     exchange_.release();
 }
 
-bool FileAnswer::rangeIsHonoured() const {
-    const ServerRequest& request = exchange_.request();
-    const auto condition = request.header("If-Range");
-    if (!request.range || lies_.ignoreRange)
-        return false;
-    if (!condition)
-        return true;
-    // Only a strong validator may glue parts together.
-    return !condition->startsWith("W/") && (*condition == file_.etag || *condition == file_.lastModified);
-}
-
 /// Nothing when the range lies beyond the end.
 std::optional<FileAnswer::Span> FileAnswer::resolveRange() const {
     const RequestedRange& asked = *exchange_.request().range;
-    const qint64 size = file_.content.size();
-    Span span{.first = asked.first.value_or(0), .last = size - 1};
-    if (!asked.first)
-        span.first = std::max<qint64>(0, size - *asked.last);
-    else if (asked.last)
-        span.last = std::min(*asked.last, size - 1);
-    if (span.first >= size || span.first > span.last)
+    const qint64 end = file_.content.size() - 1;
+    if (asked.first > end)
         return std::nullopt;
-    span.first = std::clamp<qint64>(span.first + lies_.rangeShift, 0, size - 1);
-    span.last = std::clamp<qint64>(span.last + lies_.rangeShift + lies_.rangeExtra, span.first, size - 1);
+    Span span{.first = asked.first, .last = std::min(asked.last.value_or(end), end)};
+    span.first = std::clamp<qint64>(span.first + lies_.rangeShift, 0, end);
+    span.last = std::clamp<qint64>(span.last + lies_.rangeShift + lies_.rangeExtra, span.first, end);
     return span;
 }
 
@@ -124,7 +106,7 @@ void FileAnswer::compose() {
         status_ = lies_.answer->status;
         headers_ = lies_.answer->headers;
         payload_ = lies_.answer->body;
-    } else if (!rangeIsHonoured()) {
+    } else if (!exchange_.request().range || lies_.ignoreRange) {
         addFileHeaders();
         payload_ = file_.content;
     } else if (const auto span = resolveRange()) {
@@ -136,10 +118,6 @@ void FileAnswer::compose() {
     if (lies_.contentEncoding)
         headers_.emplace_back("Content-Encoding", *lies_.contentEncoding);
     headers_.insert(headers_.end(), lies_.extraHeaders.begin(), lies_.extraHeaders.end());
-    for (int line = 0; line < lies_.padding.lines; ++line) {
-        const QByteArray name = "X-Padding-" + QByteArray::number(line);
-        headers_.emplace_back(name, QByteArray(lies_.padding.bytesPerLine - name.size() - 4, 'p'));
-    }
     addFraming();
 }
 
@@ -190,7 +168,7 @@ bool FileAnswer::sendHead() {
     const bool cutHere = lies_.cut && lies_.cut->where == Cut::Where::Head && lies_.cut->at < head.size();
     if (cutHere)
         head.truncate(lies_.cut->at);
-    if (!cutHere && (!hasBody() || payload_.isEmpty()))
+    if (!cutHere && (isBodiless() || payload_.isEmpty()))
         release();
 
     if (!sendSlowly(head, lies_.headBytesPerSecond))
@@ -253,13 +231,9 @@ bool FileAnswer::sendPiece(QByteArrayView piece) {
 }
 
 void FileAnswer::sendEnd() {
-    if (!hasBody()) {
+    if (isBodiless()) {
         if (lies_.connectionClose)
             exchange_.close();
-        return;
-    }
-    if (lies_.framing == Framing::ChunkedWithoutEndStall) {
-        exchange_.stall();
         return;
     }
     const bool endsByClosing =
@@ -274,8 +248,7 @@ void FileAnswer::sendEnd() {
 
 void FileAnswer::carryOutCut() {
     constexpr void (ServerExchange::*ends[])() = {&ServerExchange::close, &ServerExchange::closeWithoutNotify,
-                                                  &ServerExchange::reset, &ServerExchange::spoil,
-                                                  &ServerExchange::stall};
+                                                  &ServerExchange::reset, &ServerExchange::stall};
     if (lies_.cut->how != Cut::How::Stall)
         release();
     (exchange_.*ends[static_cast<std::size_t>(lies_.cut->how)])();

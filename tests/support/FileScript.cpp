@@ -9,7 +9,7 @@ namespace fetra::test {
 
 std::shared_ptr<void> SlotLimit::enter() {
     const std::lock_guard lock(mutex_);
-    if (inside_ >= terms_.slots)
+    if (inside_ >= slots_)
         return nullptr;
     ++inside_;
     return {this, [self = shared_from_this()](void*) { --self->inside_; }};

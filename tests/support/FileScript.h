@@ -13,43 +13,6 @@
 
 namespace fetra::test {
 
-/// Admits at most so many exchanges at once, of all files in whose lies it stands.
-class SlotLimit : public std::enable_shared_from_this<SlotLimit> {
-public:
-    struct Terms {
-        int slots = 1;
-        int status = 503;           ///< of a refusal; 0 resets the connection instead
-        QByteArray retryAfter = {}; ///< value of Retry-After, sent when not empty
-    };
-    [[nodiscard]] static std::shared_ptr<SlotLimit> make(const Terms& terms) {
-        return std::make_shared<SlotLimit>(terms);
-    }
-    explicit SlotLimit(Terms terms)
-        : terms_(std::move(terms)) {}
-
-    /// To be kept while inside; null when there is no room.
-    [[nodiscard]] std::shared_ptr<void> enter();
-    [[nodiscard]] const Terms& terms() const { return terms_; }
-
-private:
-    const Terms terms_;
-    std::mutex mutex_; ///< of those who enter
-    std::atomic<int> inside_ = 0;
-};
-
-/// Ends an answer before its time.
-struct Cut {
-    enum class How { Close, CloseWithoutNotify, Reset, Spoil, Stall };
-    enum class Where {
-        Body, ///< after that many bytes of this answer's body
-        File, ///< before that offset of the file, in answers that cover it
-        Head, ///< after that many bytes of the head
-    };
-    How how = How::Close;
-    Where where = Where::Body;
-    qint64 at = 0;
-};
-
 /// An answer that has nothing to do with the file.
 struct FixedAnswer {
     int status = 503;
@@ -60,21 +23,46 @@ struct FixedAnswer {
 /// A portal's HTML page with status 200.
 [[nodiscard]] FixedAnswer loginPage();
 
+/// Admits at most so many exchanges at once, of all files in whose lies it stands.
+class SlotLimit : public std::enable_shared_from_this<SlotLimit> {
+public:
+    /// A refusal of status 0 resets the connection instead.
+    SlotLimit(int slots, FixedAnswer refusal)
+        : slots_(slots)
+        , refusal_(std::move(refusal)) {}
+
+    /// To be kept while inside; null when there is no room.
+    [[nodiscard]] std::shared_ptr<void> enter();
+    [[nodiscard]] const FixedAnswer& refusal() const { return refusal_; }
+
+private:
+    const int slots_;
+    const FixedAnswer refusal_;
+    std::mutex mutex_; ///< of those who enter
+    std::atomic<int> inside_ = 0;
+};
+
+/// Ends an answer before its time.
+struct Cut {
+    enum class How { Close, CloseWithoutNotify, Reset, Stall };
+    enum class Where {
+        Body, ///< after that many bytes of this answer's body
+        File, ///< before that offset of the file, in answers that cover it
+        Head, ///< after that many bytes of the head
+    };
+    How how = How::Close;
+    Where where = Where::Body;
+    qint64 at = 0;
+};
+
 /// How the end of the body is told.
 enum class Framing {
     Length,
     UntilClose, ///< no length, ended by FIN
     Chunked,
-    ChunkedWithoutEnd,      ///< all the data, then FIN in place of the last chunk
-    ChunkedWithoutEndStall, ///< all the data, then silence
-    ChunkedAndLength,       ///< both headers
-    GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
-};
-
-/// Header lines that fill a head.
-struct Padding {
-    int lines = 0;
-    int bytesPerLine = 0;
+    ChunkedWithoutEnd, ///< all the data, then FIN in place of the last chunk
+    ChunkedAndLength,  ///< both headers
+    GzipChunked,       ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
 /// Everything that can be wrong with an answer; a default one is honest. Of fields that exclude one another
@@ -103,7 +91,6 @@ struct Lies {
     qint64 declaredExtra = 0; ///< Content-Length that much above the truth (negative: below)
     std::optional<QByteArray> contentEncoding = {}; ///< the header's value; the body stays as it is
     HeaderList extraHeaders = {};
-    Padding padding = {};
     bool connectionClose = false; ///< says so and does so
     QByteArray lineEnd = "\r\n";
     double headBytesPerSecond = 0; ///< 0: at once
@@ -136,8 +123,20 @@ struct LieRule {
     Lies lies;
 };
 
+/// Rules for all requests, for the probe, and for the data requests of those numbers.
+[[nodiscard]] inline LieRule every(const Lies& lies) {
+    return {.when = {}, .lies = lies};
+}
+[[nodiscard]] inline LieRule probe(const Lies& lies) {
+    return {.when = {.what = When::What::Probe}, .lies = lies};
+}
+[[nodiscard]] inline LieRule data(const Lies& lies, qint64 first = 1,
+                                  qint64 last = std::numeric_limits<qint64>::max()) {
+    return {.when = {.what = When::What::Data, .first = first, .last = last}, .lies = lies};
+}
+
 /// A file behind rules: the first rule that matches a request says how it is answered, and where none does
-/// the answer is honest: ranges, If-Range, 416 with the size, HEAD.
+/// the answer is honest: ranges, and 416 with the size.
 struct FileScript {
     ServerFile file;
     std::vector<LieRule> rules = {};

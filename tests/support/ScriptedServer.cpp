@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <stdexcept>
@@ -18,14 +17,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr qsizetype kMaxHeadBytes = 1024 * 1024;
-constexpr qsizetype kMaxBodyBytes = 16 * 1024 * 1024;
-
-void blockPipeSignal() {
-    sigset_t pipeSignal;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr);
-}
 
 } // namespace
 
@@ -36,39 +27,24 @@ struct ScriptedServer::Connection {
 
     /// The next request, waiting for it; nothing at the end of the connection.
     std::optional<ServerRequest> readRequest() {
+        char buffer[16 * 1024];
         qsizetype end = 0;
-        while ((end = unread_.indexOf("\r\n\r\n")) < 0) {
-            if (!readUpTo(unread_.size() + 1) || unread_.size() > kMaxHeadBytes)
+        while ((end = unread.indexOf("\r\n\r\n")) < 0) {
+            const qsizetype count = socket.receive(buffer, sizeof buffer);
+            if (count <= 0 || unread.size() > kMaxHeadBytes)
                 return std::nullopt;
+            unread.append(buffer, count);
         }
-        auto request = ServerRequest::parseHead(QByteArrayView(unread_).first(end));
-        unread_.remove(0, end + 4);
-        const qsizetype length = request ? request->header("Content-Length").value_or("0").toLongLong() : -1;
-        if (length < 0 || length > kMaxBodyBytes || !readUpTo(length))
-            return std::nullopt;
-        request->body = unread_.first(length);
-        unread_.remove(0, length);
+        auto request = ServerRequest::parseHead(QByteArrayView(unread).first(end));
+        unread.remove(0, end + 4);
         return request;
     }
 
     ServerSocket socket;
     const qint64 number;
-    std::thread thread;
+    QByteArray unread; ///< arrived and not yet part of a request
     std::atomic<bool> done = false;
-
-private:
-    bool readUpTo(qsizetype length) {
-        char buffer[16 * 1024];
-        while (unread_.size() < length) {
-            const qsizetype count = socket.receive(buffer, sizeof buffer);
-            if (count <= 0)
-                return false;
-            unread_.append(buffer, count);
-        }
-        return true;
-    }
-
-    QByteArray unread_; ///< arrived and not yet part of a request
+    std::jthread thread;
 };
 
 ScriptedServer::ScriptedServer(Handler handler, ServerOptions options)
@@ -86,20 +62,14 @@ ScriptedServer::~ScriptedServer() {
 
 void ScriptedServer::listen() {
     listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int yes = 1;
-    ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(options_.port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t length = sizeof address;
     if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
         ::listen(listener_, 512) != 0 ||
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        const int error = errno;
-        if (listener_ >= 0)
-            ::close(listener_);
-        throw std::system_error(error, std::generic_category(), "the test server cannot listen");
+        throw std::system_error(errno, std::generic_category(), "the test server cannot listen");
     }
     port_ = ntohs(address.sin_port);
 }
@@ -118,8 +88,6 @@ void ScriptedServer::stop() {
     }
     for (const auto& connection : dropped)
         connection->socket.shutDown();
-    for (const auto& connection : dropped)
-        connection->thread.join();
 }
 
 void ScriptedServer::setHandler(Handler handler) {
@@ -134,7 +102,6 @@ void ScriptedServer::setConnectionRule(std::function<ConnectionFate(qint64)> rul
 }
 
 void ScriptedServer::acceptLoop() {
-    blockPipeSignal();
     while (!stopping_) {
         const int descriptor = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
         if (descriptor < 0) {
@@ -146,26 +113,15 @@ void ScriptedServer::acceptLoop() {
         const int yes = 1;
         ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
 
-        std::list<std::unique_ptr<Connection>> finished;
-        {
-            const std::lock_guard lock(mutex_);
-            for (auto each = connections_.begin(); each != connections_.end();) {
-                const auto next = std::next(each);
-                if ((*each)->done)
-                    finished.splice(finished.end(), connections_, each);
-                each = next;
-            }
-            Connection& added =
-                *connections_.emplace_back(std::make_unique<Connection>(descriptor, ++connectionsAccepted_));
-            added.thread = std::thread([this, &added] { serve(added); });
-        }
-        for (const auto& connection : finished)
-            connection->thread.join();
+        const std::lock_guard lock(mutex_);
+        std::erase_if(connections_, [](const auto& each) { return each->done.load(); });
+        Connection& added =
+            *connections_.emplace_back(std::make_unique<Connection>(descriptor, ++connectionsAccepted_));
+        added.thread = std::jthread([this, &added] { serve(added); });
     }
 }
 
 void ScriptedServer::serve(Connection& connection) {
-    blockPipeSignal();
     std::function<ConnectionFate(qint64)> rule;
     {
         const std::lock_guard lock(mutex_);

@@ -29,7 +29,6 @@ enum class ConnectionFate {
 
 struct ServerOptions {
     std::optional<TestCertificate> certificate = {}; ///< TLS when present
-    quint16 port = 0; ///< 0 for any free one; a given one is for coming back after a stop
 };
 
 /// An HTTP/1.1 server inside the test process on 127.0.0.1, with a thread for each connection and keep-alive,
@@ -71,10 +70,6 @@ public:
     [[nodiscard]] std::vector<ServerRequest> log() const {
         const std::lock_guard lock(mutex_);
         return log_;
-    }
-    void forgetLog() {
-        const std::lock_guard lock(mutex_);
-        log_ = {};
     }
     [[nodiscard]] std::vector<ServerRequest> log(const QByteArray& path) const {
         std::vector<ServerRequest> all = log();

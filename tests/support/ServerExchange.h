@@ -17,11 +17,12 @@ class ScriptedServer;
 
 using HeaderList = std::vector<std::pair<QByteArray, QByteArray>>;
 
-/// The one range of a "Range: bytes=..." header, both ends inclusive; several, or another unit, count as
-/// none.
+/// Of a "Range: bytes=FIRST-LAST" header, both ends inclusive.
 struct RequestedRange {
-    std::optional<qint64> first;
+    qint64 first = 0;
     std::optional<qint64> last;
+
+    [[nodiscard]] static std::optional<RequestedRange> parse(const QByteArray& value);
 };
 
 /// What the server's log keeps.
@@ -30,7 +31,6 @@ struct ServerRequest {
     QByteArray target; ///< as sent: path and query
     QByteArray path;   ///< percent escapes left as they are
     HeaderList headers;
-    QByteArray body; ///< read whole when the request declares a Content-Length
     std::optional<RequestedRange> range;
 
     qint64 serial = 0; ///< on this server, from 1
@@ -59,7 +59,7 @@ public:
 
     [[nodiscard]] const ServerRequest& request() const { return request_; }
 
-    /// A whole answer with Content-Length added; the body is left out for HEAD, 204 and 304.
+    /// A whole answer with Content-Length added; 204 and 304 have no body.
     bool respond(int status, const HeaderList& headers = {}, QByteArrayView body = {});
 
     /// Not counted as body.
@@ -81,7 +81,6 @@ public:
     void close();              ///< close_notify under TLS, then FIN
     void closeWithoutNotify(); ///< FIN alone, as a cut connection looks under TLS
     void reset();              ///< RST
-    void spoil();              ///< an alert in the clear, which a TLS connection cannot hold, then FIN
 
     /// No longer counts as in progress. Just before the last bytes, so that a client that has seen the end of
     /// one answer never meets its ghost in a count of simultaneous exchanges.

@@ -6,8 +6,8 @@ namespace fetra::test {
 
 /// Pseudo-random bytes that depend on nothing but the two arguments; a shorter one is a prefix of a longer.
 [[nodiscard]] QByteArray testContent(qint64 size, quint64 seed = 1);
-/// The same bytes with every bit of that stretch inverted: a mirror that differs in one place.
-[[nodiscard]] QByteArray withDamage(QByteArray content, qint64 offset, qint64 length);
+/// The same bytes but for one that is inverted.
+[[nodiscard]] QByteArray withDamage(QByteArray content, qint64 offset);
 
 /// What a server has under one path. An empty header value means that the header is not sent.
 struct ServerFile {

@@ -15,6 +15,10 @@ TempFolder::TempFolder(const QString& parent)
         throw std::runtime_error("no temporary folder: " + folder_.errorString().toStdString());
 }
 
+QuickFolder::QuickFolder()
+    : TempFolder(QFileInfo(QStringLiteral("/dev/shm")).isWritable() ? QStringLiteral("/dev/shm")
+                                                                    : QDir::tempPath()) {}
+
 QString TempFolder::write(const QString& name, const QByteArray& bytes) const {
     const QString target = path(name);
     QDir().mkpath(QFileInfo(target).path());

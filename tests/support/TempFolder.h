@@ -38,4 +38,11 @@ private:
     QTemporaryDir folder_;
 };
 
+/// In memory where that can be had, for tests in which thousands of files come and go or disks are not
+/// judged.
+class QuickFolder : public TempFolder {
+public:
+    QuickFolder();
+};
+
 } // namespace fetra::test

@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
 
-const QString stopped = u"exhaustedRetries torrent stopped before completion"_s;
+const QString stopped = u"Gave up after repeated failures: torrent stopped before completion"_s;
 const QUrl magnet(u"magnet:?xt=urn:btih:00&dn=shown"_s);
 
 /// A folder with a helper in it, which every runner of this process finds.
@@ -53,7 +53,7 @@ std::string storyOf(TorrentRun& run) {
 }
 
 TEST(TorrentDownloader, UnderstandsWhatAHelperSays) {
-    const std::string failed = "exhaustedRetries ";
+    const std::string failed = "Gave up after repeated failures: ";
     const std::string tooSoon = failed + "torrent stopped before completion; ";
     const std::pair<QByteArray, std::string> cases[] = {
         {R"(printf '{"total":10,"comp'; sleep 0.1; printf 'leted":3}\n{"completed":5}\n{"completed":10}\n')",
@@ -146,8 +146,9 @@ TEST(TorrentDownloader, FailsWithTheReasonWhenItCannotBegin) {
         {magnet, helper.folder.write(u"file"_s, "") + u"/below"_s, u"posix %1"_s.arg(ENOTDIR)},
         {QUrl(u"http://127.0.0.1:1/x.torrent"_s), helper.output(),
          u"transport -1004 Could not connect to 127.0.0.1: Connection refused"_s},
-        {server.url("/missing.torrent"), helper.output(), u"badStatus 404"_s},
-        {server.url("/large.torrent"), helper.output(), u"exhaustedRetries the torrent file is too large"_s},
+        {server.url("/missing.torrent"), helper.output(), u"Server returned HTTP 404"_s},
+        {server.url("/large.torrent"), helper.output(),
+         u"Gave up after repeated failures: the torrent file is too large"_s},
     };
     for (const auto& [url, output, ending] : cases)
         EXPECT_EQ(TorrentRun(url, output).ending(), ending);
@@ -177,7 +178,7 @@ TEST(TorrentDownloader, CancelledEndsSoonAtWhateverMoment) {
         }));
         const auto begun = std::chrono::steady_clock::now();
         run.cancel();
-        EXPECT_EQ(run.ending(), u"cancelled"_s);
+        EXPECT_EQ(run.ending(), pausedWords);
         EXPECT_LT(std::chrono::steady_clock::now() - begun, 4s);
         EXPECT_FALSE(run.result());
         EXPECT_TRUE(helper.folder.names(u"tmp"_s).isEmpty());

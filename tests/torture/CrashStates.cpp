@@ -119,7 +119,7 @@ void cutPower(const OperationRecorder& recorder, size_t most, size_t atLeast,
     for (size_t number = 0; number < count && !::testing::Test::HasFailure(); ++number) {
         const auto& [point, fates] = distinct[number * distinct.size() / count];
         SCOPED_TRACE(points.text(point, fates));
-        const TempFolder left;
+        const QuickFolder left;
         points.disk(point, fates).writeTo(left.path());
         check(left, point);
     }

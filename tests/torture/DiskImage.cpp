@@ -40,15 +40,8 @@ QByteArray Operation::folder() const {
 QByteArray Operation::text() const {
     constexpr const char* names[] = {"create",      "mkdir",  "write", "length", "sync",
                                      "sync folder", "rename", "link",  "unlink", "mark"};
-    QByteArray text = names[static_cast<size_t>(kind)];
-    text += " #" + QByteArray::number(file) + ' ' + name;
-    if (!newName.isEmpty())
-        text += " -> " + newName;
-    if (kind == Kind::write)
-        text += " +" + QByteArray::number(data.size());
-    if (isOfFile())
-        text += " at " + QByteArray::number(offset);
-    return text;
+    return QByteArray(names[static_cast<size_t>(kind)]) + " #" + QByteArray::number(file) + ' ' + name + ' ' +
+           newName + " at " + QByteArray::number(offset) + " +" + QByteArray::number(data.size());
 }
 
 void DiskImage::apply(const Operation& operation, Fate fate) {

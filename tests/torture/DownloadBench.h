@@ -22,13 +22,6 @@ struct BenchRun {
     bool manyRecords = false;
 };
 
-[[nodiscard]] inline LieRule data(const Lies& lies) {
-    return {.when = {.what = When::What::Data}, .lies = lies};
-}
-[[nodiscard]] inline LieRule every(const Lies& lies) {
-    return {.when = {}, .lies = lies};
-}
-
 /// A server with one file of four segments, and downloads from it over as many lanes, whose time the test
 /// governs.
 class DownloadBench : public ::testing::Test {
@@ -60,15 +53,8 @@ protected:
     const ServerFile file = ServerFile::ofSize(fileSize);
 
 private:
-    /// Nothing that bears a finished file's name is anything else than the file.
-    void expectNothingWrong(const QString& folder) const;
-
-    struct Client {
-        Client() { TestCertificate::trustAuthority(); }
-        CurlClient client;
-    };
     ScriptedServer server_;
-    Client http_;
+    CurlClient http_;
     FakeClock clock_;
     FakeRandom random_;
     FakeTickSource ticker_;

@@ -28,7 +28,7 @@ protected:
 
 private:
     bool happens(const Story& story, const Fault& fault) {
-        const TempFolder folder;
+        const QuickFolder folder;
         qint64 proven = 0;
         int fired = 0;
         Ending ending;

@@ -23,7 +23,7 @@ protected:
     };
 
     void cutPower(const Story& story, size_t atLeast, Records records = Records::mustLast) {
-        const TempFolder disk;
+        const QuickFolder disk;
         if (story.before)
             run(disk.path(), *story.before);
         OperationRecorder recorder(disk.path());

@@ -1,7 +1,5 @@
 #include "FolderWatcher.h"
 
-#include <QFile>
-
 #include <array>
 #include <cerrno>
 
@@ -11,8 +9,6 @@
 namespace fetra::test {
 
 namespace {
-
-thread_local int unseen = 0;
 
 QByteArray pathOf(const SystemCall& call) {
     if (call.path)
@@ -24,17 +20,6 @@ QByteArray pathOf(const SystemCall& call) {
 }
 
 } // namespace
-
-FolderWatcher::FolderWatcher(const QString& folder)
-    : folder_(QFile::encodeName(folder)) {}
-
-FolderWatcher::Unseen::Unseen() {
-    ++unseen;
-}
-
-FolderWatcher::Unseen::~Unseen() {
-    --unseen;
-}
 
 bool FolderWatcher::isBelow(const QByteArray& path) const {
     return path.startsWith(folder_) && (path.size() == folder_.size() || path.at(folder_.size()) == '/');
@@ -48,7 +33,7 @@ QByteArray FolderWatcher::nameBelow(const char* path) const {
 }
 
 long FolderWatcher::call(SystemCall& call, const Proceed& proceed) {
-    if (unseen > 0)
+    if (Unseen::count > 0)
         return proceed();
     const QByteArray path = pathOf(call);
     if (!isBelow(path))

@@ -3,6 +3,7 @@
 #include "support/SystemCalls.h"
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 
 #include <atomic>
@@ -13,7 +14,8 @@ namespace fetra::test {
 /// way.
 class FolderWatcher : public CallWatcher {
 public:
-    explicit FolderWatcher(const QString& folder);
+    explicit FolderWatcher(const QString& folder)
+        : folder_(QFile::encodeName(folder)) {}
     ~FolderWatcher() override { install(nullptr); }
     FolderWatcher(const FolderWatcher&) = delete;
     FolderWatcher& operator=(const FolderWatcher&) = delete;
@@ -29,10 +31,11 @@ public:
     /// While one lives, the calls of this thread are not seen: a test looks at what the product has done.
     class Unseen {
     public:
-        Unseen();
-        ~Unseen();
+        Unseen() { ++count; }
+        ~Unseen() { --count; }
         Unseen(const Unseen&) = delete;
         Unseen& operator=(const Unseen&) = delete;
+        inline static thread_local int count = 0;
     };
 
 protected:

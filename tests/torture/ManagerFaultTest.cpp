@@ -44,7 +44,7 @@ private:
         return folder_.tryRead(name).value_or(QByteArray());
     }
 
-    const TempFolder folder_;
+    const QuickFolder folder_;
 };
 
 class ManagerFaults : public ::testing::Test {

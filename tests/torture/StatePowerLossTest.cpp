@@ -21,7 +21,7 @@ protected:
     StatePowerLoss() { Log::setLevel(LogLevel::error); }
 
     void leavesAListThatWasSaved(std::optional<SystemCall::Kind> unknown) {
-        const TempFolder disk;
+        const QuickFolder disk;
         OperationRecorder recorder(disk.path());
         if (unknown)
             recorder.refuse(*unknown, EPERM);

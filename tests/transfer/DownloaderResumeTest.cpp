@@ -58,16 +58,6 @@ TEST_F(DownloaderResume, KnowsTheFileBehindARedirectToAnotherAddressEachTime) {
     EXPECT_GT(server.requests("/signed2/f.bin"), 1) << "the second address was never used";
 }
 
-TEST_F(DownloaderResume, KeepsNoRecordAndUsesNoneWhenToldNotTo) {
-    EXPECT_GT(interruptOnTheWay(), 0);
-    DownloadOptions options = impatient(8);
-    options.resume = false;
-    EXPECT_EQ(interrupt(fileSize / 4, request(), options), 0);
-    EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
-    server.setHandler(serve(file));
-    expectDelivered(run(options), file);
-}
-
 class DownloaderAdoption : public DownloaderResume {
 protected:
     /// What a crash between the last rename and the removal of the record leaves.
@@ -81,7 +71,7 @@ TEST_F(DownloaderAdoption, ChecksTheDigestOfAFileItTakes) {
     leaveDelivered(file.content);
     DownloadOptions options = impatient(8);
     options.expectedSHA256 = QString(64, u'0');
-    EXPECT_TRUE(run(options).words.startsWith(u"checksumMismatch"_s));
+    EXPECT_TRUE(run(options).words.startsWith(u"SHA-256 mismatch"_s));
     EXPECT_TRUE(folder.read(u"f.bin"_s) == file.content) << "not ours to take away";
 }
 

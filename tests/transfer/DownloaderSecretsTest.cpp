@@ -26,8 +26,9 @@ protected:
     Ending run(const QUrl& url, const QList<QUrl>& mirrors, DownloadOptions options) {
         const TempFolder fresh;
         options.headers.insert(u"X-Other"_s, u"yes"_s);
+        options.headers.insert(u"range"_s, u"bytes=5-6"_s); // is ours to say
         const Ending ending = download(world, toFolder(url, fresh.path(), mirrors), options);
-        expectNothingWrongIsFinished(fresh, file.content);
+        expectNothingWrongIsFinished(fresh.path(), file.content);
         return ending;
     }
     static DownloadOptions withSecrets() {
@@ -64,7 +65,6 @@ TEST_F(DownloaderSecrets, StayWithTheirSiteAcrossRedirectsAndInAllLaterRequests)
         {"address of the same machine", false, "a.localhost", false, "127.0.0.1", false},
         {"from http to https", false, "a.localhost", true, "a.localhost", true},
         {"from https to http", true, "a.localhost", false, "a.localhost", false},
-        {"https, other host of the site", true, "x.a.localhost", true, "y.a.localhost", true},
         {"https, other site", true, "a.localhost", true, "b.localhost", false},
     };
     int number = 0;
@@ -77,7 +77,8 @@ TEST_F(DownloaderSecrets, StayWithTheirSiteAcrossRedirectsAndInAllLaterRequests)
             const QByteArray id = QByteArray::number(++number);
             const QByteArray start = "/start" + id;
             const QByteArray end = "/end" + id;
-            const Handler handler = routes({{start, redirect(to.url(end, row.to))}, {end, serve(file)}});
+            const Handler handler =
+                routes({{start, redirect(to.url(end, row.to).toEncoded())}, {end, serve(file)}});
             from.setHandler(handler);
             to.setHandler(handler);
             QUrl url = from.url(start, row.from);
