@@ -98,6 +98,17 @@ TEST_F(HTTPContract, EndsGracefullyOrAtOnce) {
     }
 }
 
+TEST_F(HTTPContract, CancellingFromTheDataCallbackStopsTheData) {
+    ScriptedServer server(serve(ServerFile::ofSize(20'000'000)));
+    std::list<Recorder> recorders(1);
+    recorders.front().cancelsAtTheFirstData = true;
+    const auto session = makeSession();
+    startAll(*session, recorders, server.url("/f"));
+    ASSERT_TRUE(recorders.front().waitForEnd());
+    EXPECT_EQ(recorders.front().errorCode(), TransportError::cancelled);
+    EXPECT_LT(recorders.front().received(), 1'000'000);
+}
+
 TEST_F(HTTPContract, KeepsAConnectionThroughWholeAnswersAndShortRedirects) {
     ScriptedServer server(
         routes({{"/start", redirect("/end")}, {"/end", serve(ServerFile::ofSize(50'000))}}));

@@ -16,6 +16,8 @@ namespace fetra::test {
 /// A delegate that writes down what it hears, and objects when it hears it in the wrong order.
 class Recorder final : public HTTPTaskDelegate {
 public:
+    bool cancelsAtTheFirstData = false;
+
     HTTPDisposition didReceiveResponse(HTTPTask&, const HTTPResponse&) override {
         const std::lock_guard lock(mutex_);
         EXPECT_EQ(std::pair(heads_++, completions_), std::pair(0, 0))
@@ -23,7 +25,9 @@ public:
         return HTTPDisposition::allow;
     }
 
-    void didReceiveData(HTTPTask&, std::span<const char> data) override {
+    void didReceiveData(HTTPTask& task, std::span<const char> data) override {
+        if (cancelsAtTheFirstData)
+            task.cancel();
         const std::lock_guard lock(mutex_);
         EXPECT_EQ(std::pair(heads_, completions_), std::pair(1, 0))
             << "data before the head or after the end";
@@ -51,6 +55,7 @@ public:
     }
 
     /// For use after the end.
+    [[nodiscard]] size_t received() const { return received_; }
     [[nodiscard]] int errorCode() const { return error_ ? error_->code() : 0; }
     [[nodiscard]] QString errorText() const { return error_ ? error_->description() : QString(); }
 

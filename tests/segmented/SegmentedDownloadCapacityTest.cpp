@@ -79,25 +79,30 @@ TEST_F(SegmentedDownloadCapacityTest, CreepsBackByOneConnectionAfterEachCalmQuar
 }
 
 TEST_F(SegmentedDownloadCapacityTest, OnlyATimeOutBesideStreamsIsNoFailureButASignal) {
-    SegmentedConfig config = rangedConfig(800, 8);
-    config.options.maxRetries = 0;
-    setSources(config, 2);
-    StartedRun run(*this, config);
-    for (size_t i = 0; i < 3; ++i)
-        run.send(run.task(i), 1);
-    run.task(5).fail(TransportError::timedOut, u"timed out"_s);
-    run.task(6).fail(TransportError::timedOut, u"timed out"_s);
-    EXPECT_EQ(run.limit(), 3);
-    EXPECT_EQ(remembered(), 3);
-    run.task(3).fail(TransportError::timedOut, u"timed out"_s);
-    run.task(4).fail(TransportError::timedOut, u"timed out"_s);
-    run.task(7).fail(TransportError::timedOut, u"timed out"_s);
-    run.serve(run.task(0));
-    // A lane is free, and the pause decides; the server stays the same.
-    EXPECT_TRUE(run.restartsAfter(1.0));
-    EXPECT_EQ(run.lastTask().request().url, run.task(3).request().url);
-    run.lastTask().fail(TransportError::connectionLost, u"lost"_s);
-    EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"lost"_s));
+    for (const bool answered : {false, true}) {
+        SCOPED_TRACE(answered);
+        SegmentedConfig config = rangedConfig(800, 8);
+        config.options.maxRetries = 0;
+        setSources(config, 2);
+        StartedRun run(*this, config);
+        for (size_t i = 0; i < 3; ++i)
+            run.send(run.task(i), 1);
+        run.task(5).fail(TransportError::timedOut, u"timed out"_s);
+        run.task(6).fail(TransportError::timedOut, u"timed out"_s);
+        EXPECT_EQ(run.limit(), 3);
+        EXPECT_EQ(remembered(), 3);
+        run.task(3).fail(TransportError::timedOut, u"timed out"_s);
+        run.task(4).fail(TransportError::timedOut, u"timed out"_s);
+        run.task(7).fail(TransportError::timedOut, u"timed out"_s);
+        run.serve(run.task(0));
+        // A lane is free, and the pause decides; the server stays the same.
+        EXPECT_TRUE(run.restartsAfter(1.0));
+        EXPECT_EQ(run.lastTask().request().url, run.task(3).request().url);
+        if (answered)
+            run.send(run.lastTask(), 1);
+        run.lastTask().fail(answered ? TransportError::timedOut : TransportError::connectionLost, u"lost"_s);
+        EXPECT_EQ(run.error(), DownloadError::exhaustedRetries(u"lost"_s));
+    }
 }
 
 TEST_F(SegmentedDownloadCapacityTest, GivesUpConnectionsThatWaitFarLongerThanTheOthersDid) {

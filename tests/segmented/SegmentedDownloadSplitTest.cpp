@@ -70,6 +70,11 @@ TEST_F(SegmentedDownloadSplitTest, NothingIsSplitWhileASegmentWaits) {
     run.at(0.5);
     EXPECT_EQ(run.ranges(), (std::vector<QByteArray>{"bytes=0-999", "bytes=1000-1989", "bytes=1990-1999",
                                                      "bytes=1000-1989", "bytes=500-999"}));
+    // What the request asks for beyond its part is not wanted any more.
+    run.send(run.task(0), 499);
+    EXPECT_FALSE(run.task(0).isCancelAsked());
+    run.send(run.task(0), 1);
+    EXPECT_TRUE(run.task(0).isCancelAsked());
 }
 
 } // namespace
