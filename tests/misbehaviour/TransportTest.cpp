@@ -51,6 +51,8 @@ TEST(Cuts, EndRight) {
         cutsInTurn("dropped_at_every_byte_of_the_head", How::Close, Where::Head, wholeHead)
             .over({64})
             .takes(20s),
+        // A connection in the clear has nothing beneath it.
+        cutsInTurn("spoilt_beneath_the_body", How::Spoil, Where::Body, places).onlyOverTLS().takes(12s),
         Row("always_dropped_after_the_head", {data({.cut = Cut{.at = 0}})}).givesUp(closedEarly),
         Row("always_reset_in_the_body", {data({.cut = Cut{.how = How::Reset, .at = 20'000}})})
             .givesUp("The connection to")

@@ -55,5 +55,17 @@ TEST_F(SegmentedDownloadPlanTest, DividesTheFileOverItsConnectionsAndFetchesIt) 
     }
 }
 
+TEST_F(SegmentedDownloadPlanTest, DealsSegmentsOverTheSourcesAndSplitsGoOnInTurn) {
+    SegmentedConfig config = rangedConfig(400, 4);
+    config.options.dynamicSplit = true;
+    setSources(config, 3);
+    StartedRun run(*this, config);
+    run.serve(run.task(3));
+    ASSERT_EQ(run.http.startedCount(), 5);
+    const std::vector<QString> hosts{u"s0.test"_s, u"s1.test"_s, u"s2.test"_s, u"s0.test"_s, u"s1.test"_s};
+    for (size_t i = 0; i < hosts.size(); ++i)
+        EXPECT_EQ(run.task(i).request().url.host(), hosts[i]);
+}
+
 } // namespace
 } // namespace fetra::test

@@ -248,7 +248,8 @@ void FileAnswer::sendEnd() {
 
 void FileAnswer::carryOutCut() {
     constexpr void (ServerExchange::*ends[])() = {&ServerExchange::close, &ServerExchange::closeWithoutNotify,
-                                                  &ServerExchange::reset, &ServerExchange::stall};
+                                                  &ServerExchange::reset, &ServerExchange::spoil,
+                                                  &ServerExchange::stall};
     if (lies_.cut->how != Cut::How::Stall)
         release();
     (exchange_.*ends[static_cast<std::size_t>(lies_.cut->how)])();

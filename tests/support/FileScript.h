@@ -44,7 +44,7 @@ private:
 
 /// Ends an answer before its time.
 struct Cut {
-    enum class How { Close, CloseWithoutNotify, Reset, Stall };
+    enum class How { Close, CloseWithoutNotify, Reset, Spoil, Stall };
     enum class Where {
         Body, ///< after that many bytes of this answer's body
         File, ///< before that offset of the file, in answers that cover it

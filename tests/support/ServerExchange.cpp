@@ -89,6 +89,12 @@ void ServerExchange::closeWithoutNotify() {
     socket_.finish(1s);
 }
 
+void ServerExchange::spoil() {
+    release();
+    socket_.sendBeneathTLS(QByteArrayView("\x15\x03\x03\x00\x02\x02\x50", 7));
+    closeWithoutNotify();
+}
+
 void ServerExchange::reset() {
     release();
     socket_.reset();

@@ -81,6 +81,7 @@ public:
     void close();              ///< close_notify under TLS, then FIN
     void closeWithoutNotify(); ///< FIN alone, as a cut connection looks under TLS
     void reset();              ///< RST
+    void spoil();              ///< an alert in the clear, which a TLS connection cannot hold, then FIN
 
     /// No longer counts as in progress. Just before the last bytes, so that a client that has seen the end of
     /// one answer never meets its ghost in a count of simultaneous exchanges.

@@ -64,6 +64,12 @@ bool ServerSocket::send(QByteArrayView bytes) {
     return !ended_;
 }
 
+void ServerSocket::sendBeneathTLS(QByteArrayView bytes) {
+    const std::shared_ptr<ssl_st> above = std::exchange(tls_, nullptr);
+    (void)send(bytes);
+    tls_ = above;
+}
+
 bool ServerSocket::hasEvent(short event, std::chrono::steady_clock::time_point end) const {
     for (;;) {
         const auto left =

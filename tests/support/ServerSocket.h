@@ -30,6 +30,8 @@ public:
     /// False as soon as the peer has gone, a half-close included, or the socket was shut down.
     [[nodiscard]] bool wait(std::chrono::milliseconds time) const;
 
+    /// Under TLS, bytes that belong to none of its records.
+    void sendBeneathTLS(QByteArrayView bytes);
     void notifyClose();
     /// FIN; then reads on until the peer goes, for at most that long, because closing over unread bytes makes
     /// an RST.

@@ -108,5 +108,15 @@ TEST_F(DownloaderAdoption, FetchesBesideAFileThatMayBeSomebodyElses) {
     }
 }
 
+TEST_F(DownloaderResume, KeepsNoRecordAndUsesNoneWhenToldNotTo) {
+    EXPECT_GT(interruptOnTheWay(), 0);
+    DownloadOptions options = impatient(8);
+    options.resume = false;
+    EXPECT_EQ(interrupt(fileSize / 4, request(), options), 0);
+    EXPECT_EQ(folder.names(), QStringList{u"f.bin.part"_s});
+    server.setHandler(serve(file));
+    expectDelivered(run(options), file);
+}
+
 } // namespace
 } // namespace fetra::test

@@ -8,11 +8,14 @@
 #include <QFile>
 
 #include <cerrno>
+#include <csignal>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace fetra {
 namespace {
@@ -134,6 +137,30 @@ TEST(FileSinkTest, AskingWhetherAFileIsInUseDisturbsNobody) {
     });
     for (int round = 0; round < 1000; ++round)
         ASSERT_EQ(openError(path, std::nullopt, Existing::welcome), 0);
+}
+
+TEST(FileSinkTest, OwnershipHoldsAcrossProcessesAndEndsWithACrash) {
+    const TempFolder folder;
+    const QString path = folder.write(u"f"_s, "");
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const FileSink sink(path, 10, Existing::welcome);
+        if (::write(ready[1], "x", 1) == 1)
+            ::pause();
+        ::_exit(1);
+    }
+    char byte = 0;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    EXPECT_TRUE(FileSink::isInUse(path));
+    EXPECT_EQ(openError(path, 10, Existing::welcome), EBUSY);
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_FALSE(FileSink::isInUse(path));
+    EXPECT_EQ(openError(path, 10, Existing::welcome), 0);
+    ::close(ready[0]);
+    ::close(ready[1]);
 }
 
 } // namespace
