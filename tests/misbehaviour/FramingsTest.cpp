@@ -31,16 +31,24 @@ TEST(Chunked, EndRight) {
     const Lies cut{.framing = Framing::Chunked, .cut = Cut{.at = 20'000}};
     runMisbehaviours({
         Row("ranges", {every({.framing = Framing::Chunked})}),
+        whole("whole", {.framing = Framing::Chunked}),
         whole("and_a_length", {.framing = Framing::ChunkedAndLength}),
+        Row("ranges_and_a_length", {every({.framing = Framing::ChunkedAndLength})}),
         Row("ranges_with_trailers", {data({.framing = Framing::Chunked,
                                            .trailers = "X-Late: 1\r\nContent-Range: bytes 7-9/10\r\n"})}),
+        whole("whole_with_trailers", {.framing = Framing::Chunked, .trailers = "Content-Length: 7\r\n"}),
         chunks("with_an_extension", "SIZE;name=\"value\""),
+        chunks("size_with_zeros", "000SIZE"),
         chunks("size_beyond_numbers", "FFFFFFFFFFFFFFFFF").givesUp(""),
+        chunks("size_negative", "-SIZE").givesUp(""),
+        chunks("size_no_number", "size").givesUp(""),
         chunks("size_below_the_truth", "1").givesUp("").keeps(1),
         whole("without_end", {.framing = Framing::ChunkedWithoutEnd}).givesUp(closedEarly, 1, Left::Part),
         // All that was asked for is there, whatever does not come after it.
         Row("ranges_without_end", {data({.framing = Framing::ChunkedWithoutEnd})}),
         Row("ranges_cut_short", {data(cut)}).givesUp(closedEarly).keeps(20'000),
+        whole("silence_at_the_end", {.framing = Framing::ChunkedWithoutEndStall})
+            .givesUp("The request timed out", 0, Left::Part),
     });
 }
 
@@ -64,11 +72,17 @@ TEST(Lengths, EndRight) {
         Row("above_the_truth_for_data", {data({.declaredExtra = 10, .connectionClose = true})}),
         Row("below_the_truth_for_data", {data({.declaredExtra = -10}, 1, 3)}),
         Row("of_nothing_for_data", {data({.contentLengths = {{"0"}}})}).givesUp(fellShort),
+        whole("twice_the_same", {.contentLengths = {{wholeSize, wholeSize}}}),
         whole("twice_in_one_line", {.contentLengths = {{wholeSize + ", " + wholeSize}}}),
         declaring("two", {"1", "2"}).givesUp("The server declared two different lengths"),
         declaring("negative", {"-5"}).givesUp("The server's answer is not valid HTTP"),
         declaring("beyond_numbers", {"9223372036854775808"})
             .givesUp("The server declared a length that is no number"),
+        declaring("beyond_all", {"99999999999999999999999"}).givesUp(""),
+        declaring("word", {"all"}).givesUp(""),
+        declaring("hexadecimal", {"0x10000"}).givesUp(""),
+        declaring("with_a_sign", {"+5"}).givesUp(""),
+        declaring("empty", {""}).givesUp("The server's answer is not valid HTTP"),
         Row("another_than_before",
             {probe({.ignoreRange = true, .contentLengths = {{"4194000"}}}), data({.ignoreRange = true})})
             .ends("Size mismatch: expected 4194000 bytes, got 4194304", Left::Part),
@@ -101,6 +115,8 @@ TEST(Streams, EndRight) {
              probe({.ignoreRange = true, .framing = Framing::Chunked})})
             .gives(shorter.content),
         Row("of_nothing").of(empty),
+        whole("of_nothing_without_ranges", {}).of(empty),
+        whole("of_nothing_chunked", {.framing = Framing::Chunked}).of(empty),
         whole("of_nothing_without_length", {.framing = Framing::UntilClose}).of(empty),
     };
     // One lane takes what has no length for its range at first, and so has a record, which must not vouch for

@@ -20,12 +20,19 @@ TEST(SenselessHeads, EndRight) {
         add(rows, name, lies, "Server did not return an HTTP response",
             "The server's answer is not valid HTTP");
     };
-    addSenseless("bytes", {.raw = QByteArray("\xff\xfe\x00garbage", 10)});
-    addSenseless("status_of_two_digits", {.raw = "HTTP/1.1 42 What\r\nContent-Length: 0\r\n\r\n"});
+    const auto addRaw = [&](const std::string& name, const QByteArray& bytes) {
+        addSenseless(name, {.raw = bytes});
+    };
+    addRaw("banner", "SSH-2.0-nonsense\r\n");
+    addRaw("bytes", QByteArray("\xff\xfe\x00garbage", 10));
+    addRaw("no_head_but_a_body", testContent(10'000, 3));
+    addRaw("status_of_two_digits", "HTTP/1.1 42 What\r\nContent-Length: 0\r\n\r\n");
+    addRaw("status_word", "HTTP/1.1 fine\r\nContent-Length: 0\r\n\r\n");
     addSenseless("nul", {.extraHeaders = {{"X-Nul", QByteArray("a\0b", 3)}}});
     addSenseless("version_from_the_future", {.version = "HTTP/9.9"});
     add(rows, "nothing", {.raw = ""}, "transport -1005",
         "The server closed the connection without an answer");
+    rows.push_back(Row("bytes_at_first", {data({.raw = QByteArray("\xff\xfe\x00garbage", 10)}, 1, 2)}));
     runMisbehaviours(rows);
 }
 
@@ -36,7 +43,10 @@ TEST(LargeHeads, EndRight) {
     };
     addLarge("lines_300", {.extraHeaders = HeaderList(300, {"X-Padding", "a few bytes"})});
     addLarge("kilobytes_80", {.extraHeaders = HeaderList(20, {"X-Padding", QByteArray(4000, 'p')})});
+    addLarge("kilobytes_90_in_a_line", {.extraHeaders = {{"X-Padding", QByteArray(90'000, 'p')}}});
     addLarge("interim_answers_3000", {.informational = 3000});
+    add(rows, "kilobytes_200_in_a_line", {.extraHeaders = {{"X-Padding", QByteArray(200'000, 'p')}}},
+        "transport -1011", "");
     rows.push_back(Row("interim_answers_20", {every({.informational = 20})}));
     runMisbehaviours(rows);
 }
@@ -47,10 +57,17 @@ TEST(OddHeads, EndRight) {
     };
     runMisbehaviours({
         Row("bare_line_feeds", {every({.lineEnd = "\n"})}),
+        Row("version_before", {every({.version = "HTTP/1.0"})}),
         Row("version_before_and_an_end", {every({.version = "HTTP/1.0", .connectionClose = true})}),
         odd("folded_line", "X-Folded", "a\r\n  b"),
         odd("bytes_in_a_value", "X-Bytes", "\xff\xfe\x80"),
+        odd("blank_in_a_name", "X Blank", "a"),
         odd("no_name", "", "a"),
+        odd("empty_value", "X-Empty", ""),
+        odd("cookies", "Set-Cookie", QByteArray(8000, 'c')),
+        odd("refresh", "Refresh", "0; url=file:///etc/passwd"),
+        odd("upgrade", "Upgrade", "h2c"),
+        odd("another_service", "Alt-Svc", "h3=\":1\"; ma=86400"),
     });
 }
 
@@ -59,8 +76,10 @@ TEST(Codings, EndRight) {
     const auto addCoding = [&](const std::string& name, const Lies& lies, const std::string& words) {
         add(rows, name, lies, "transport -1011", "The server sent the file in the " + words);
     };
-    addCoding("coding_gzip", {.contentEncoding = "gzip"}, "coding \"gzip\"");
-    addCoding("coding_unknown", {.contentEncoding = "unknown"}, "coding \"unknown\"");
+    for (const char* coding : {"gzip", "x-gzip", "deflate", "br", "unknown"})
+        addCoding(std::string("coding_").append(coding[1] == '-' ? "x_gzip" : coding),
+                  {.contentEncoding = coding}, "coding \"" + std::string(coding) + '"');
+    addCoding("coding_twice", {.contentEncoding = "gzip, gzip"}, "coding \"gzip\"");
     addCoding("coding_after_identity", {.contentEncoding = "identity, gzip"}, "coding \"gzip\"");
     addCoding("transfer_gzip", {.framing = Framing::GzipChunked}, "transfer coding \"gzip\"");
     rows.push_back(Row("coding_named_identity", {every({.contentEncoding = "identity"})}));

@@ -9,7 +9,8 @@ namespace {
 
 TEST(Statuses, EndRight) {
     Rows rows;
-    for (const int status : {300, 302, 304, 401, 403, 404, 407, 408, 416, 425, 429, 500, 503, 999}) {
+    for (const int status : {300, 302, 304, 401, 403, 404, 407, 408, 410, 412, 416,
+                             421, 425, 429, 451, 500, 502, 503, 504, 507, 999}) {
         const std::string number = std::to_string(status);
         const Lies lies{.answer = statusAnswer(status)};
         rows.push_back(
@@ -21,7 +22,9 @@ TEST(Statuses, EndRight) {
         rows.push_back(Row("data_" + number, {data({.answer = FixedAnswer{.status = status}})})
                            .givesUp("HTTP " + number));
     }
-    rows.push_back(Row("at_first_403", {data({.answer = statusAnswer(403)}, 1, 2)}));
+    for (const int status : {403, 408, 425, 500})
+        rows.push_back(
+            Row("at_first_" + std::to_string(status), {data({.answer = statusAnswer(status)}, 1, 2)}));
     // Without a promise of a size an empty success is an empty file, with one it is too little.
     rows.push_back(Row("always_204", {every({.answer = FixedAnswer{.status = 204}})}).gives(""));
     rows.push_back(
@@ -55,8 +58,15 @@ Misbehaviour above(int slots, const std::string& name, const FixedAnswer& refusa
 TEST(Overload, EndRight) {
     runMisbehaviours({
         told("nothing", ""),
+        told("nothing_429", "", 429),
+        told("one_second", "1"),
         told("one_second_429", "1", 429),
         told("a_date", "Wed, 21 Oct 2065 07:28:00 GMT"),
+        told("a_date_gone_by", "Wed, 21 Oct 2015 07:28:00 GMT", 429),
+        told("a_fraction", " 0.5 "),
+        told("a_negative_time", "-120"),
+        told("no_number", "soon"),
+        told("not_a_number", "nan"),
         // So long that nobody wants to see it end; that the last attempt fails at once is what can be seen.
         Row("told_an_age", {data({.answer = statusAnswer(503, "99999999999999999999")})})
             .givesUp("HTTP 503", 0),

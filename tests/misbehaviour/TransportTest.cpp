@@ -45,10 +45,16 @@ TEST(Cuts, EndRight) {
     std::iota(wholeHead.begin(), wholeHead.end(), 0);
     runMisbehaviours({
         cutsInTurn("dropped_in_the_body", How::Close, Where::Body, places).takes(12s),
+        cutsInTurn("dropped_in_the_body_unannounced", How::CloseWithoutNotify, Where::Body, places)
+            .takes(12s),
         cutsInTurn("reset_in_the_body", How::Reset, Where::Body, places).takes(12s),
+        cutsInTurn("dropped_in_the_head", How::Close, Where::Head, headPlaces).takes(12s),
         cutsInTurn("reset_in_the_head", How::Reset, Where::Head, headPlaces).takes(12s),
         // Fewer lanes would take minutes over so many cuts.
         cutsInTurn("dropped_at_every_byte_of_the_head", How::Close, Where::Head, wholeHead)
+            .over({64})
+            .takes(20s),
+        cutsInTurn("reset_at_every_byte_of_the_head", How::Reset, Where::Head, wholeHead)
             .over({64})
             .takes(20s),
         // A connection in the clear has nothing beneath it.
@@ -102,6 +108,7 @@ TEST(Connections, EndRight) {
         meeting("some_close_at_once", ConnectionFate::Close, 2, 4),
         meeting("some_reset_at_once", ConnectionFate::Reset, 2, 4),
         meeting("all_close_at_once", ConnectionFate::Close, 1, 1'000).ends("transport -1", Left::Nothing),
+        meeting("all_reset_at_once", ConnectionFate::Reset, 1, 1'000).ends("transport -1", Left::Nothing),
         meeting("data_close_at_once", ConnectionFate::Close, 2, 1'000).givesUp(""),
         meeting("some_babble", ConnectionFate::Babble, 2, 4),
         meeting("all_babble", ConnectionFate::Babble, 1, 1'000)

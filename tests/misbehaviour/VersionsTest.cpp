@@ -41,6 +41,7 @@ TEST(Versions, EndRight) {
         Row("weak_tags").of(first.withETag("W/\"v1\"")),
         Row("no_tag_and_no_date").of(first.withoutValidators()),
         Row("no_tag_on_data", {data({.file = first.withETag({})})}),
+        Row("no_date_on_data", {data({.file = tagged})}),
         Row("tag_of_another_machine", {data({.file = first.withETag("\"m2\"")}, 3)}),
     });
 }

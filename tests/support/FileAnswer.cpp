@@ -236,6 +236,10 @@ void FileAnswer::sendEnd() {
             exchange_.close();
         return;
     }
+    if (lies_.framing == Framing::ChunkedWithoutEndStall) {
+        exchange_.stall();
+        return;
+    }
     const bool endsByClosing =
         lies_.framing == Framing::UntilClose || lies_.framing == Framing::ChunkedWithoutEnd;
     if (isChunked() && !endsByClosing && !exchange_.send("0\r\n" + lies_.trailers + "\r\n"))

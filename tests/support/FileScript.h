@@ -60,9 +60,10 @@ enum class Framing {
     Length,
     UntilClose, ///< no length, ended by FIN
     Chunked,
-    ChunkedWithoutEnd, ///< all the data, then FIN in place of the last chunk
-    ChunkedAndLength,  ///< both headers
-    GzipChunked,       ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
+    ChunkedWithoutEnd,      ///< all the data, then FIN in place of the last chunk
+    ChunkedWithoutEndStall, ///< all the data, then silence
+    ChunkedAndLength,       ///< both headers
+    GzipChunked,            ///< "Transfer-Encoding: gzip, chunked", though nothing is gzip
 };
 
 /// Everything that can be wrong with an answer; a default one is honest. Of fields that exclude one another
