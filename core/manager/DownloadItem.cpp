@@ -160,10 +160,11 @@ double DownloadItem::fraction() const {
 }
 
 std::optional<double> DownloadItem::eta() const {
-    if (status() != DownloadStatus::downloading || !totalBytes() || bytesPerSecond() <= 1.0)
+    if (status() != DownloadStatus::downloading)
         return std::nullopt;
-    return std::max(static_cast<double>(*totalBytes()) - static_cast<double>(receivedBytes()), 0.0) /
-           bytesPerSecond();
+    return DownloadProgress{
+        .totalBytes = totalBytes(), .receivedBytes = receivedBytes(), .bytesPerSecond = bytesPerSecond()}
+        .eta();
 }
 
 } // namespace fetra
