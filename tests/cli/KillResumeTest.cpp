@@ -10,8 +10,6 @@
 #include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
-#include <QDir>
-#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <algorithm>
@@ -78,10 +76,6 @@ protected:
     }
 
     static QString name(int number) { return u"f%1.bin"_s.arg(number); }
-    /// What a kill leaves does not hang on the disk, and the limit on what it costs should not either.
-    static QString quickFolder() {
-        return QFileInfo(u"/dev/shm"_s).isWritable() ? u"/dev/shm"_s : QDir::tempPath();
-    }
     FetraRun start(const QStringList& links) const {
         return FetraRun(
             {.arguments = links + QStringList{u"-q"_s, u"-j10"_s, u"-x4"_s, u"--state"_s, u"list/s.json"_s},
@@ -121,7 +115,8 @@ protected:
     /// More than can arrive between so many kills.
     const qint64 eachSize_ = qint64{kills_} * 160 * 1024 + 2 * 1024 * 1024;
     std::vector<ServerFile> files_;
-    const TempFolder folder_{quickFolder()};
+    /// What a kill leaves does not hang on the disk, and the limit on what it costs should not either.
+    const QuickFolder folder_;
     ScriptedServer server_;
     Hiccups hiccups_;
     qint64 held_ = 0;

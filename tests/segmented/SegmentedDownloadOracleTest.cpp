@@ -1,7 +1,5 @@
 #include "OracleRun.h"
-#include "support/Environment.h"
-
-#include <QFileInfo>
+#include "support/TempFolder.h"
 
 #include <iomanip>
 #include <iostream>
@@ -33,7 +31,6 @@ qint64 number(const char* variable, qint64 otherwise) {
     return isNumber ? value : otherwise;
 }
 
-/// The sidecars are many; where there is a folder in memory they go there.
 class SegmentedDownloadOracleTest : public ::testing::Test {
 protected:
     SegmentedDownloadOracleTest() {
@@ -42,10 +39,7 @@ protected:
     }
     ~SegmentedDownloadOracleTest() override { CallWatcher::install(nullptr); }
 
-    Environment inMemory{"TMPDIR", QFileInfo(QStringLiteral("/dev/shm")).isWritable()
-                                       ? std::optional<QByteArray>("/dev/shm")
-                                       : std::nullopt};
-    TempFolder folder;
+    QuickFolder folder;
     OracleWorld world{folder};
 };
 
