@@ -132,7 +132,7 @@ bool CurlExchange::usedKeptConnection() const {
 }
 
 bool CurlExchange::wasCutShort() const {
-    return closingConnection_ && !TLSClosure::wasAnnounced(closingConnection_);
+    return closingConnection_ != 0 && !TLSClosure::wasAnnounced(closingConnection_);
 }
 
 bool CurlExchange::flush() {

@@ -75,8 +75,8 @@ private:
     curl_slist* headerList_ = nullptr;
     ResponseHead head_;
     bool headTooLarge_ = false;
-    /// The TLS connection whose end is the end of the body, if that is how it ends.
-    const void* closingConnection_ = nullptr;
+    /// The number of the TLS connection whose end is the end of the body, 0 if the body does not end so.
+    std::uintptr_t closingConnection_ = 0;
     TimePoint lastActivity_;
     /// libcurl hands out pieces of 16 KiB at most; a write to the file is worth more than that.
     std::vector<char> collected_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <curl/curl.h>
 
 namespace fetra::TLSClosure {
@@ -11,13 +12,15 @@ namespace fetra::TLSClosure {
 /// From now on announcements on connections of this handle are noted.
 void watch(CURL* easy);
 
-/// What names the TLS connection that `easy` uses now, null without one. For calls from inside libcurl's
-/// callbacks: at the end of a transfer the handle has lost its connection.
-[[nodiscard]] const void* connectionOf(CURL* easy);
-/// Whether the server has announced the end of that connection since the last `forget`.
-[[nodiscard]] bool wasAnnounced(const void* connection);
+/// The number of the TLS connection that `easy` uses now, 0 without one. No other connection of the thread ever
+/// has that number, while the address of one that has gone may be that of the next. For calls from inside
+/// libcurl's callbacks: at the end of a transfer the handle has lost its connection.
+[[nodiscard]] std::uintptr_t connectionOf(CURL* easy);
+/// Whether the server has announced the end of that connection since the last `forget`. Only connections that
+/// had a number before are told apart.
+[[nodiscard]] bool wasAnnounced(std::uintptr_t connection);
 
-/// Drops the notes; connections come and go, and their addresses are used again.
+/// Drops the notes of connections that have ended.
 void forget();
 
 } // namespace fetra::TLSClosure

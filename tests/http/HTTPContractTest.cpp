@@ -1,7 +1,9 @@
 // Promises of the HTTP layer that whole downloads do not show.
 
 #include "http/CurlClient.h"
+#include "http/CurlExchange.h"
 #include "http/HTTPFetch.h"
+#include "http/TLSClosure.h"
 #include "Recorder.h"
 #include "support/FileScript.h"
 #include "support/Routes.h"
@@ -140,6 +142,34 @@ TEST_F(HTTPContract, OpensNoDescriptorThatAChildWouldInherit) {
     session->invalidateAndCancel();
     for (Recorder& each : recorders)
         ASSERT_TRUE(each.waitForEnd());
+}
+
+/// Whether a body without a length had its connection cut, on a connection that nothing was kept from.
+bool wasCutShort(const QUrl& url) {
+    struct : CurlExchange::Listener {
+        bool exchangeHead(const ResponseHead&) override { return true; }
+        bool exchangeBody(std::span<const char>) override { return true; }
+        bool exchangeMayContinue() const override { return true; }
+    } listener;
+    CurlExchange exchange({.url = url, .headerLines = {}}, CurlSettings::fromEnvironment(), nullptr, listener);
+    EXPECT_EQ(curl_easy_perform(exchange.handle()), CURLE_OK);
+    return exchange.wasCutShort();
+}
+
+TEST_F(HTTPContract, ACutConnectionIsNotTakenForAnAnnouncedOneThatHadItsAddress) {
+    const auto closing = [](Cut::How how) {
+        return serve(ServerFile::ofSize(100),
+                     {.framing = Framing::UntilClose, .cut = Cut{.how = how, .at = 10}});
+    };
+    ScriptedServer server(routes({{"/closed", closing(Cut::How::Close)},
+                                  {"/cut", closing(Cut::How::CloseWithoutNotify)}}),
+                          {.certificate = TestCertificate()});
+    // All within one pass of a worker, as far as the notes know; the allocator soon gives addresses again.
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_FALSE(wasCutShort(server.url("/closed")));
+        EXPECT_TRUE(wasCutShort(server.url("/cut")));
+    }
+    TLSClosure::forget();
 }
 
 TEST_F(HTTPContract, FetchReadsNoMoreThanItsBound) {
