@@ -40,7 +40,8 @@ void watch(CURL* easy) {
 
 std::uintptr_t connectionOf(CURL* easy) {
     curl_tlssessioninfo* session = nullptr;
-    if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || !session || !session->internals)
+    if (curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK || !session ||
+        !session->internals)
         return 0;
     auto* const connection = static_cast<SSL*>(session->internals);
     if (numberOf(connection) == 0)

@@ -12,9 +12,9 @@ namespace fetra::TLSClosure {
 /// From now on announcements on connections of this handle are noted.
 void watch(CURL* easy);
 
-/// The number of the TLS connection that `easy` uses now, 0 without one. No other connection of the thread ever
-/// has that number, while the address of one that has gone may be that of the next. For calls from inside
-/// libcurl's callbacks: at the end of a transfer the handle has lost its connection.
+/// The number of the TLS connection that `easy` uses now, 0 without one. No other connection of the thread
+/// ever has that number, while the address of one that has gone may be that of the next. For calls from
+/// inside libcurl's callbacks: at the end of a transfer the handle has lost its connection.
 [[nodiscard]] std::uintptr_t connectionOf(CURL* easy);
 /// Whether the server has announced the end of that connection since the last `forget`. Only connections that
 /// had a number before are told apart.

@@ -151,7 +151,8 @@ bool wasCutShort(const QUrl& url) {
         bool exchangeBody(std::span<const char>) override { return true; }
         bool exchangeMayContinue() const override { return true; }
     } listener;
-    CurlExchange exchange({.url = url, .headerLines = {}}, CurlSettings::fromEnvironment(), nullptr, listener);
+    CurlExchange exchange({.url = url, .headerLines = {}}, CurlSettings::fromEnvironment(), nullptr,
+                          listener);
     EXPECT_EQ(curl_easy_perform(exchange.handle()), CURLE_OK);
     return exchange.wasCutShort();
 }
@@ -161,9 +162,9 @@ TEST_F(HTTPContract, ACutConnectionIsNotTakenForAnAnnouncedOneThatHadItsAddress)
         return serve(ServerFile::ofSize(100),
                      {.framing = Framing::UntilClose, .cut = Cut{.how = how, .at = 10}});
     };
-    ScriptedServer server(routes({{"/closed", closing(Cut::How::Close)},
-                                  {"/cut", closing(Cut::How::CloseWithoutNotify)}}),
-                          {.certificate = TestCertificate()});
+    ScriptedServer server(
+        routes({{"/closed", closing(Cut::How::Close)}, {"/cut", closing(Cut::How::CloseWithoutNotify)}}),
+        {.certificate = TestCertificate()});
     // All within one pass of a worker, as far as the notes know; the allocator soon gives addresses again.
     for (int i = 0; i < 20; ++i) {
         EXPECT_FALSE(wasCutShort(server.url("/closed")));
