@@ -145,8 +145,8 @@ void CurlTask::exchangeEnded(CURLcode code) {
 
     if (location_ && !cancelled_)
         return followRedirect();
-    // An answer that was whole before the cancellation could stop it counts as whole.
-    if (code == CURLE_OK)
+    // A cancelled task hands no data on, so its answer is not whole even if it came whole.
+    if (code == CURLE_OK && !cancelled_)
         return complete(nullptr);
     if (cancelled_)
         problem_ = cancelledError();

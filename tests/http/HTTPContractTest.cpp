@@ -101,14 +101,17 @@ TEST_F(HTTPContract, EndsGracefullyOrAtOnce) {
 }
 
 TEST_F(HTTPContract, CancellingFromTheDataCallbackStopsTheData) {
-    ScriptedServer server(serve(ServerFile::ofSize(20'000'000)));
-    std::list<Recorder> recorders(1);
-    recorders.front().cancelsAtTheFirstData = true;
-    const auto session = makeSession();
-    startAll(*session, recorders, server.url("/f"));
-    ASSERT_TRUE(recorders.front().waitForEnd());
-    EXPECT_EQ(recorders.front().errorCode(), TransportError::cancelled);
-    EXPECT_LT(recorders.front().received(), 1'000'000);
+    // The end of the first is there already when its data are.
+    for (const qint64 size : {1'000, 20'000'000}) {
+        ScriptedServer server(serve(ServerFile::ofSize(size)));
+        std::list<Recorder> recorders(1);
+        recorders.front().cancelsAtTheFirstData = true;
+        const auto session = makeSession();
+        startAll(*session, recorders, server.url("/f"));
+        ASSERT_TRUE(recorders.front().waitForEnd());
+        EXPECT_EQ(recorders.front().errorCode(), TransportError::cancelled);
+        EXPECT_LT(recorders.front().received(), 1'000'000);
+    }
 }
 
 TEST_F(HTTPContract, KeepsAConnectionThroughWholeAnswersAndShortRedirects) {
