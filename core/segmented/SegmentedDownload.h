@@ -148,6 +148,8 @@ private:
     /// Bytes held in the file, those in it when the run began included: the sum of what the segments have
     /// received.
     qint64 received_ = 0;
+    /// Whether bytes that a record may vouch for were given up for a body that has all of the file.
+    bool replacesHeld_ = false;
     qint64 resumedBytes_ = 0;
     qsizetype peak_ = 0;
     SpeedMeter meter_;

@@ -73,10 +73,12 @@ HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const H
     const qint64 length = response.expectedLength;
     const bool fits = segment.isOpen() || length == segment.end - segment.start + 1;
     const bool untold = length < 0 && !segment.isOpen();
-    // Held bytes are not given up for a body that may be anything.
-    const bool alone = segments_.size() == 1 && (fits || (untold && received_ == 0));
+    // Held bytes are not given up for a body that may be anything: a record may still vouch for those that a
+    // body of the right length has begun to replace.
+    const bool alone = segments_.size() == 1 && (fits || (untold && received_ == 0 && !replacesHeld_));
     if (segment.start != 0 || !((alone || fits) && isSameVersionLocked(segment, response)))
         return endLocked(DownloadError::rangeNotHonored());
+    replacesHeld_ = replacesHeld_ || received_ > 0;
     rewindLocked(segment);
     segment.fullBody = true;
     segment.unproven = untold;

@@ -29,5 +29,20 @@ TEST_F(SegmentedDownloadAnswerTest, AStreamTakesARangeOnlyWhenItIsTheWholeFile) 
     }
 }
 
+TEST_F(SegmentedDownloadAnswerTest, WhatMayBeAnythingNeverReplacesBytesThatARecordVouchesFor) {
+    StartedRun run(*this, rangedConfig(1'000));
+    run.send(run.task(0), 100);
+    run.at(1);
+    ASSERT_TRUE(run.saves({{0, 999, 100}}));
+    run.task(0).fail(TransportError::connectionLost, {});
+    run.at(5);
+    // All of the file, as far as its head goes.
+    EXPECT_EQ(run.task(1).respond(head(200, 1'000)), HTTPDisposition::allow);
+    run.task(1).fail(TransportError::connectionLost, {});
+    run.at(10);
+    EXPECT_EQ(run.task(2).respond(head(200, -1)), HTTPDisposition::cancel);
+    EXPECT_EQ(run.error(), DownloadError::rangeNotHonored());
+}
+
 } // namespace
 } // namespace fetra::test
