@@ -51,13 +51,15 @@ void checkSent(const QByteArray& name, const QByteArray& value) {
 void checkComplete(const ResponseHead& head) {
     check(head.status() >= 200 && head.status() <= 999, "a final status of three digits");
     const std::vector<QByteArray> lengths = head.headers().values("Content-Length");
-    const bool isCoded = !head.headers().values("Transfer-Encoding").empty();
+    const bool isChunked =
+        std::ranges::any_of(head.headers().values("Transfer-Encoding"),
+                            [](const QByteArray& each) { return each.toLower().contains("chunked"); });
     const qint64 length = head.expectedLength();
-    check(length >= -1 && (length < 0 || (!isCoded && !lengths.empty())), "a length was declared, not made");
+    check(length >= -1 && (length < 0 || !lengths.empty()), "a length was declared, not made");
     if (!head.problem()) {
         for (const QByteArray& each : lengths)
             for (const QByteArray& element : each.split(','))
-                check(element.trimmed().isEmpty() || isCoded || element.trimmed().toLongLong() == length,
+                check(element.trimmed().isEmpty() || isChunked || element.trimmed().toLongLong() == length,
                       "one length and no other");
     }
     check(!head.endsWithConnection() || length < 0, "what has a length ends by itself");

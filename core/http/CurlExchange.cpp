@@ -116,6 +116,10 @@ size_t CurlExchange::onBody(char* data, size_t size, size_t count, void* self) {
     auto& exchange = *static_cast<CurlExchange*>(self);
     const size_t length = size * count;
     exchange.lastActivity_ = std::chrono::steady_clock::now();
+    // Heads that libcurl reads to an end and `ResponseHead` does not: nobody knows what this belongs to.
+    exchange.bodyBeforeHead_ = !exchange.head_.isComplete();
+    if (exchange.bodyBeforeHead_)
+        return CURL_WRITEFUNC_ERROR;
     std::vector<char>& collected = exchange.collected_;
     if (collected.size() + length > collectBytes && !exchange.flush())
         return CURL_WRITEFUNC_ERROR;
@@ -131,8 +135,15 @@ bool CurlExchange::usedKeptConnection() const {
     return opened == 0;
 }
 
-bool CurlExchange::wasCutShort() const {
-    return closingConnection_ != 0 && !TLSClosure::wasAnnounced(closingConnection_);
+CURLcode CurlExchange::verdict(CURLcode code) const {
+    if (bodyBeforeHead_)
+        return CURLE_WEIRD_SERVER_REPLY;
+    if (code != CURLE_OK)
+        return code;
+    if (!head_.isComplete())
+        return CURLE_GOT_NOTHING;
+    const bool wasCutShort = closingConnection_ != 0 && !TLSClosure::wasAnnounced(closingConnection_);
+    return wasCutShort ? CURLE_RECV_ERROR : CURLE_OK;
 }
 
 bool CurlExchange::flush() {

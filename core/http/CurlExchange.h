@@ -55,9 +55,9 @@ public:
     /// Whether the exchange ran over a connection that an earlier one had left. For the end of the exchange.
     [[nodiscard]] bool usedKeptConnection() const;
     [[nodiscard]] bool headTooLarge() const { return headTooLarge_; }
-    /// Whether the body was to end with a TLS connection, and that was cut instead of closed. For the end of
-    /// the exchange.
-    [[nodiscard]] bool wasCutShort() const;
+    /// What a result of libcurl comes to, which takes some answers for whole that are not. For the end of the
+    /// exchange.
+    [[nodiscard]] CURLcode verdict(CURLcode code) const;
     /// The failure behind a result of libcurl that is not CURLE_OK.
     [[nodiscard]] TransportError failure(CURLcode code) const;
 
@@ -75,6 +75,7 @@ private:
     curl_slist* headerList_ = nullptr;
     ResponseHead head_;
     bool headTooLarge_ = false;
+    bool bodyBeforeHead_ = false;
     /// The number of the TLS connection whose end is the end of the body, 0 if the body does not end so.
     std::uintptr_t closingConnection_ = 0;
     TimePoint lastActivity_;

@@ -130,11 +130,10 @@ bool CurlTask::exchangeBody(std::span<const char> data) {
     return true;
 }
 
-void CurlTask::exchangeEnded(CURLcode code) {
+void CurlTask::exchangeEnded(CURLcode result) {
     exchange_->flush();
     const bool headTooLarge = exchange_->headTooLarge();
-    if (code == CURLE_OK && exchange_->wasCutShort())
-        code = CURLE_RECV_ERROR;
+    const CURLcode code = exchange_->verdict(result);
     const TransportError failure = exchange_->failure(code);
     const bool spoiled = CurlErrors::isNotHTTP(code) && !responseGiven_ && exchange_->usedKeptConnection();
     endExchange();

@@ -41,7 +41,7 @@ public:
             exchange_->flush();
     }
     /// libcurl has ended the exchange.
-    void exchangeEnded(CURLcode code);
+    void exchangeEnded(CURLcode result);
     /// Ends the task now, unless it has ended; the delegate hears of it.
     void abort(const TransportError& error);
 

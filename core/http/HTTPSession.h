@@ -32,7 +32,7 @@ public:
 
     virtual HTTPDisposition didReceiveResponse(HTTPTask& task, const HTTPResponse& response) = 0;
     virtual void didReceiveData(HTTPTask& task, std::span<const char> data) = 0;
-    /// `error` is null when the answer was received whole.
+    /// `error` is null when the answer was received whole, its head and its body.
     virtual void didComplete(HTTPTask& task, const TransportError* error) = 0;
 };
 

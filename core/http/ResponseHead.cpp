@@ -1,6 +1,7 @@
 #include "http/ResponseHead.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 namespace fetra {
@@ -24,10 +25,10 @@ QByteArray bytes(std::string_view text) {
 
 /// The status of a status line, or 0 for what has no three digits there.
 int statusOf(std::string_view line) {
-    const size_t space = line.find(' ');
+    const size_t digits = line.find_first_not_of(' ', line.find(' '));
     int status = 0;
-    if (space != std::string_view::npos)
-        std::from_chars(line.data() + space + 1, line.data() + line.size(), status);
+    if (digits != std::string_view::npos)
+        std::from_chars(line.data() + digits, line.data() + line.size(), status);
     return status >= 100 && status <= 999 ? status : 0;
 }
 
@@ -37,6 +38,13 @@ std::optional<qint64> parseLength(const QByteArray& text) {
     bool fits = false;
     const qint64 length = text.toLongLong(&fits);
     return fits ? std::optional(length) : std::nullopt;
+}
+
+/// Fields that say where the body ends and what was done to it.
+bool isAboutBody(const QByteArray& name) {
+    return std::ranges::any_of(
+        std::array{"Content-Length", "Transfer-Encoding", "Content-Encoding"},
+        [&](const char* field) { return name.compare(field, Qt::CaseInsensitive) == 0; });
 }
 
 /// The elements of every field of that name, lower case, split at commas.
@@ -58,13 +66,14 @@ ResponseHead::Progress ResponseHead::feed(std::string_view line) {
     if (bytes_ > maxBytes || headers_.fields().size() >= maxFields)
         return Progress::tooLarge;
 
-    if (status_ == 0 || line.starts_with("HTTP/")) {
+    if (status_ == 0) {
         status_ = statusOf(line);
         headers_.clear();
+        isUnclear_ = false;
         return Progress::more;
     }
-    const std::string_view text = trimmed(line);
-    if (text.empty()) {
+    // A line of blanks is none.
+    if (line.starts_with('\r') || line.starts_with('\n')) {
         if (status_ >= 100 && status_ < 200) {
             status_ = 0;
             return Progress::more;
@@ -72,13 +81,26 @@ ResponseHead::Progress ResponseHead::feed(std::string_view line) {
         complete_ = true;
         return Progress::complete;
     }
-    if (const size_t colon = line.find(':'); colon != std::string_view::npos)
-        headers_.add(bytes(trimmed(line.substr(0, colon))), bytes(trimmed(line.substr(colon + 1))));
+    if (line.starts_with(' ') || line.starts_with('\t')) {
+        isUnclear_ =
+            isUnclear_ || (!headers_.fields().empty() && isAboutBody(headers_.fields().back().first));
+        return Progress::more;
+    }
+    if (const size_t colon = line.find(':'); colon != std::string_view::npos) {
+        const QByteArray name = bytes(trimmed(line.substr(0, colon)));
+        isUnclear_ = isUnclear_ || (name.size() != static_cast<qsizetype>(colon) && isAboutBody(name));
+        headers_.add(name, bytes(trimmed(line.substr(colon + 1))));
+    }
     return Progress::more;
 }
 
+bool ResponseHead::isChunked() const {
+    const std::vector<QByteArray> codings = listElements(headers_, "Transfer-Encoding");
+    return std::ranges::find(codings, "chunked") != codings.end();
+}
+
 qint64 ResponseHead::expectedLength() const {
-    if (!headers_.values("Transfer-Encoding").empty())
+    if (isChunked())
         return -1;
     const std::vector<QByteArray> lengths = listElements(headers_, "Content-Length");
     return lengths.empty() ? -1 : parseLength(lengths.front()).value_or(-1);
@@ -86,7 +108,7 @@ qint64 ResponseHead::expectedLength() const {
 
 bool ResponseHead::endsWithConnection() const {
     const bool hasBody = status_ != 204 && status_ != 304;
-    return hasBody && headers_.values("Transfer-Encoding").empty() && expectedLength() < 0;
+    return hasBody && !isChunked() && expectedLength() < 0;
 }
 
 std::optional<QString> ResponseHead::mimeType() const {
@@ -98,6 +120,8 @@ std::optional<QString> ResponseHead::mimeType() const {
 }
 
 std::optional<QString> ResponseHead::problem() const {
+    if (isUnclear_)
+        return u"The server's answer does not say clearly how it is to be read"_s;
     const std::vector<QByteArray> lengths = listElements(headers_, "Content-Length");
     for (const QByteArray& length : lengths) {
         if (!parseLength(length))

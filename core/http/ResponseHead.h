@@ -29,15 +29,20 @@ public:
     [[nodiscard]] bool endsWithConnection() const;
     [[nodiscard]] std::optional<QString> mimeType() const;
 
-    /// Why the answer cannot be used, as a sentence: contradicting or senseless lengths, and for a success a
-    /// coding that would have to be undone. Nothing when it can.
+    /// Why the answer cannot be used, as a sentence: contradicting or senseless lengths, lines about them
+    /// that libcurl may read otherwise, and for a success a coding that would have to be undone. Nothing when
+    /// it can.
     [[nodiscard]] std::optional<QString> problem() const;
 
 private:
+    [[nodiscard]] bool isChunked() const;
+
     qsizetype bytes_ = 0;
     int status_ = 0;
     HTTPHeaders headers_;
     bool complete_ = false;
+    /// A line about the body continues an earlier one or has a blank before its colon.
+    bool isUnclear_ = false;
 };
 
 } // namespace fetra

@@ -39,6 +39,7 @@ public:
         const std::lock_guard lock(mutex_);
         ++completions_;
         EXPECT_EQ(completions_, 1) << "a second end";
+        EXPECT_TRUE(error || heads_ == 1) << "whole without a head";
         if (error)
             error_.emplace(*error);
         wake_.notify_all();

@@ -56,6 +56,8 @@ TEST(Lengths, EndRight) {
     Lies cutInTheClear{.framing = Framing::UntilClose, .cut = Cut{.at = 20'000}};
     Lies cutUnderTLS = cutInTheClear;
     cutUnderTLS.cut->how = How::CloseWithoutNotify;
+    Lies cutAndNamedIdentity = cutUnderTLS;
+    cutAndNamedIdentity.extraHeaders = {{"Transfer-Encoding", "identity"}};
     runMisbehaviours({
         whole("none", {.framing = Framing::UntilClose}),
         whole("none_but_reset",
@@ -65,6 +67,14 @@ TEST(Lengths, EndRight) {
         whole("none_and_not_announced", cutUnderTLS)
             .givesUp("The connection to", 1, Left::Part)
             .onlyOverTLS(),
+        whole("none_and_not_announced_but_a_coding", cutAndNamedIdentity)
+            .givesUp("The connection to", 1, Left::Part)
+            .onlyOverTLS(),
+        // libcurl leaves it out of account beside any transfer coding.
+        whole("above_the_truth_beside_a_coding", {.declaredExtra = 10,
+                                                  .extraHeaders = {{"Transfer-Encoding", "identity"}},
+                                                  .connectionClose = true})
+            .givesUp(fellShort, 1, Left::Part),
         Row("none_for_data", {data({.framing = Framing::UntilClose})}),
         Row("none_for_data_cut_short", {data(cutInTheClear)}).givesUp(fellShort).keeps(20'000),
         whole("above_the_truth", {.declaredExtra = 10, .connectionClose = true})

@@ -28,6 +28,9 @@ TEST(SenselessHeads, EndRight) {
     addRaw("no_head_but_a_body", testContent(10'000, 3));
     addRaw("status_of_two_digits", "HTTP/1.1 42 What\r\nContent-Length: 0\r\n\r\n");
     addRaw("status_word", "HTTP/1.1 fine\r\nContent-Length: 0\r\n\r\n");
+    // libcurl reads these to the end of a head.
+    addRaw("status_behind_a_tab", "HTTP/1.1 \t503 Busy\r\n\r\n<html>Come back later.</html>");
+    addRaw("switch_that_nobody_asked_for", "HTTP/1.1 101 Go\r\nUpgrade: x\r\n\r\n<html>Hello.</html>");
     addSenseless("nul", {.extraHeaders = {{"X-Nul", QByteArray("a\0b", 3)}}});
     addSenseless("version_from_the_future", {.version = "HTTP/9.9"});
     add(rows, "nothing", {.raw = ""}, "transport -1005",
@@ -82,6 +85,17 @@ TEST(Codings, EndRight) {
     addCoding("coding_twice", {.contentEncoding = "gzip, gzip"}, "coding \"gzip\"");
     addCoding("coding_after_identity", {.contentEncoding = "identity, gzip"}, "coding \"gzip\"");
     addCoding("transfer_gzip", {.framing = Framing::GzipChunked}, "transfer coding \"gzip\"");
+    // Lines that hide the coding, or that libcurl does not read as such.
+    const auto addHidden = [&](const std::string& name, const HeaderList& headers, const std::string& words) {
+        add(rows, name, {.extraHeaders = headers}, "transport -1011", words);
+    };
+    const std::string coded = "The server sent the file in the coding \"gzip\"";
+    const std::string unclear = "The server's answer does not say clearly how it is to be read";
+    addHidden("coding_on_a_line_of_its_own", {{"Content-Encoding", "\r\n gzip"}}, unclear);
+    addHidden("coding_behind_a_blank", {{"Content-Encoding ", "gzip"}}, unclear);
+    addHidden("chunks_on_a_line_of_their_own", {{"Transfer-Encoding", "\r\n chunked"}}, unclear);
+    addHidden("coding_after_a_line_of_blanks", {{"X-A", "a\r\n \r\nContent-Encoding: gzip"}}, coded);
+    addHidden("coding_before_another_status", {{"Content-Encoding", "gzip"}, {"HTTP/1.1 200", ""}}, coded);
     rows.push_back(Row("coding_named_identity", {every({.contentEncoding = "identity"})}));
     rows.push_back(Row("coding_without_a_name", {every({.contentEncoding = ""})}));
     runMisbehaviours(rows);

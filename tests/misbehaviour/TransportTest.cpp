@@ -43,7 +43,7 @@ TEST(Cuts, EndRight) {
     const std::vector<qint64> headPlaces{0, 7, 12, 60};
     std::vector<qint64> wholeHead(128);
     std::iota(wholeHead.begin(), wholeHead.end(), 0);
-    runMisbehaviours({
+    Rows rows{
         cutsInTurn("dropped_in_the_body", How::Close, Where::Body, places).takes(12s),
         cutsInTurn("dropped_in_the_body_unannounced", How::CloseWithoutNotify, Where::Body, places)
             .takes(12s),
@@ -67,7 +67,18 @@ TEST(Cuts, EndRight) {
             .givesUp(closedEarly)
             .keeps(60'000),
         Row("closes_after_each_answer_without_a_word").by(closingWithoutAWord),
-    });
+    };
+    // Nothing but the end tells the size of a stream, and a head without its end tells nothing.
+    const Lies stream{.ignoreRange = true, .framing = Framing::Chunked};
+    for (const qint64 place : wholeHead) {
+        Lies cut = stream;
+        cut.cut = Cut{.where = Where::Head, .at = place};
+        rows.push_back(Row("stream_dropped_at_byte_" + std::to_string(place) + "_of_the_head",
+                           {data(cut), every(stream)})
+                           .givesUp("", 0, Left::Part)
+                           .over({1}));
+    }
+    runMisbehaviours(rows);
 }
 
 TEST(Paces, EndRight) {
