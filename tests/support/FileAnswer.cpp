@@ -168,7 +168,8 @@ bool FileAnswer::sendHead() {
     const bool cutHere = lies_.cut && lies_.cut->where == Cut::Where::Head && lies_.cut->at < head.size();
     if (cutHere)
         head.truncate(lies_.cut->at);
-    if (!cutHere && (isBodiless() || payload_.isEmpty()))
+    // Who asks for one byte wants the head, and goes on when that has come.
+    if (!cutHere && (isBodiless() || payload_.size() <= 1))
         release();
 
     if (!sendSlowly(head, lies_.headBytesPerSecond))
