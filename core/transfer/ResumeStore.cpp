@@ -40,6 +40,8 @@ namespace {
 constexpr qint64 maxFileSize = 4 * 1024 * 1024;
 constexpr qsizetype maxSegments = 100'000;
 constexpr qint64 blockUnit = 512; // Of st_blocks.
+/// What disks write whole or not at all. Of a record half old and half new, numbers could claim too much.
+constexpr qint64 wholeWrite = 4096;
 
 std::optional<ResumeRecord::Seg> decodeSegment(const QJsonValue& value) {
     const QJsonObject object = value.toObject();
@@ -67,12 +69,13 @@ std::optional<QList<ResumeRecord::Seg>> decodeSegments(const QJsonValue& value) 
 }
 
 /// Puts `content` where the previous record stands, in the blocks that it has. False when they cannot hold
-/// it; then nothing has changed. Throws `PosixError`.
+/// it, or a power loss could tear it; then nothing has changed. Throws `PosixError`.
 bool overwriteInPlace(const QString& path, QByteArray content) {
     const PosixFile::Descriptor file = PosixFile::open(path, O_WRONLY | O_NOFOLLOW | O_NONBLOCK);
     struct stat status {};
     if (!file.isOpen() || ::fstat(file.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        status.st_blocks * blockUnit < content.size())
+        status.st_blocks * blockUnit < content.size() ||
+        std::max<qint64>(status.st_size, content.size()) > wholeWrite)
         return false;
     const qint64 length = content.size();
     // Blanks cover the rest of a longer record, so that the file reads as one even before it is cut.

@@ -79,7 +79,8 @@ TEST(ResumeStoreTest, OnAFullDiskTheRecordIsOverwrittenWhereItFits) {
     const std::tuple<const char*, qint64, qint64, std::vector<int>, bool> cases[] = {
         {"shorter", 100, 90, {ENOSPC}, true},
         {"a little longer", 90, 91, {EDQUOT}, true},
-        {"longer than the blocks", 90, 2000, {ENOSPC}, false},
+        {"longer than what cannot be torn", 90, 150, {ENOSPC}, false},
+        {"where a longer one stands", 150, 90, {ENOSPC}, false},
         // Not known to be on the disk, but it still reads.
         {"cut short", 100, 90, {ENOSPC, EIO}, true},
     };
