@@ -48,7 +48,8 @@ namespace ResumeStore {
 [[nodiscard]] QByteArray encode(const ResumeRecord& record);
 
 /// Replaces the file atomically. A failure keeps the previous record and is only logged. When the disk is too
-/// full for a second file, the previous record is overwritten in place if the new one fits its blocks.
+/// full for a second file, the previous record is overwritten in place if the new one fits its blocks and no
+/// power loss can tear it.
 void save(const ResumeRecord& record, const QString& path);
 /// Deletes the file; that it is missing is no error.
 void remove(const QString& path);
