@@ -79,6 +79,8 @@ DownloadManager::~DownloadManager() {
         run.thread = {};
     // A transfer that was whole before it heard of this must not be fetched again by the next start.
     events_.deliver();
+    if (unsaved_)
+        persist();
 }
 
 std::optional<QUrl> DownloadManager::defaultStoreURL() {

@@ -249,6 +249,8 @@ private:
     bool itemsChanged_ = false;
     bool scheduleWanted_ = false;
     bool saveWanted_ = false;
+    /// The last save failed.
+    bool unsaved_ = false;
 
     QFileSystemWatcher inboxSources_;
 };

@@ -71,7 +71,9 @@ void DownloadManager::persist() {
     pieces.emplace_back(QByteArrayView(settings).sliced(1));
     try {
         stateFile_->save(pieces);
+        unsaved_ = false;
     } catch (const std::exception& error) {
+        unsaved_ = true;
         Log::warn([&] { return u"state save failed: "_s + QString::fromUtf8(error.what()); });
     }
 }

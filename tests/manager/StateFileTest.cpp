@@ -137,6 +137,16 @@ TEST_F(StateFileTest, SecuresNothingThatCouldNotBeSynced) {
     EXPECT_NE(folder.read(u"Fetra/state.json"_s), secured);
 }
 
+TEST_F(StateFileTest, WhatCouldNotBeSavedIsSavedAtTheEnd) {
+    add(u"a"_s, false);
+    ASSERT_TRUE(QDir().mkpath(folder.path(u"Fetra/state.json.tmp"_s)));
+    add(u"b"_s, false);
+    ASSERT_EQ(savedStatuses(), u"paused"_s);
+    ASSERT_TRUE(QDir().rmdir(folder.path(u"Fetra/state.json.tmp"_s)));
+    stop();
+    EXPECT_EQ(savedStatuses(), u"paused paused"_s);
+}
+
 TEST_F(StateFileTest, IsTheUsersAlone) {
     add(u"a"_s, false);
     stop();
