@@ -4,6 +4,7 @@
 #include "cli/OutputTarget.h"
 #include "links/LinkParser.h"
 #include "system/AbsoluteURL.h"
+#include "torrent/TorrentDownloader.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -60,6 +61,17 @@ std::optional<UsageError> whyNotForAll(const GetRequest& request, const GetPlan&
     return std::nullopt;
 }
 
+/// What cannot be said of a torrent, whose content the torrent itself describes.
+std::optional<UsageError> whyNotForATorrent(const GetRequest& request, const GetPlan& plan) {
+    const bool isTorrent = plan.urls.size() == 1 && TorrentDownloader::isTorrentSource(plan.urls.front());
+    if (isTorrent && request.options.expectedSHA256)
+        return UsageError{
+            u"--sha256 is of one file on a server, and a torrent brings check sums of its own; leave it out."_s};
+    if (isTorrent && !request.mirrors.isEmpty())
+        return UsageError{u"--mirror is of one file on a server, and a torrent has peers; leave it out."_s};
+    return std::nullopt;
+}
+
 } // namespace
 
 std::optional<UsageError> whyNotThere(const QUrl& url) {
@@ -93,6 +105,8 @@ std::variant<GetPlan, UsageError> planFor(const GetRequest& request, const QStri
         return *error;
     plan.target = std::get<QUrl>(target);
     if (const auto error = whyNotForAll(request, plan))
+        return *error;
+    if (const auto error = whyNotForATorrent(request, plan))
         return *error;
     if (request.state) {
         const QFileInfo state(*request.state);

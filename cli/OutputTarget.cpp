@@ -17,7 +17,10 @@ namespace fetra::cli {
 namespace {
 
 QString absolutePath(const QString& output, const QString& currentFolder) {
-    const QString path = QDir::isAbsolutePath(output) ? output : currentFolder + u'/' + output;
+    QString path = QDir::isAbsolutePath(output) ? output : currentFolder + u'/' + output;
+    // In an address a host would follow two slashes.
+    while (path.startsWith("//"_L1))
+        path.remove(0, 1);
     // "a/.." is not always "." when a is a link, so such paths stay as they are.
     if (path.split(u'/').contains(".."_L1))
         return path;

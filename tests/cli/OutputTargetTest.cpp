@@ -27,6 +27,7 @@ TEST(OutputTargetTest, TellsFoldersFromFilesAndSaysWhyAPlaceWillNotDo) {
         {u"./-"_s, here + u"/-"_s},
         {u"100%25 #1?.bin"_s, here + u"/100%25 #1?.bin"_s},
         {u"/"_s, u"/"_s},
+        {u'/' + here + u"/[x]/../f"_s, here + u"/[x]/../f"_s},
         {QString(245, u'n'), here + u'/' + QString(245, u'n')},
     };
     for (const auto& [output, path] : places) {

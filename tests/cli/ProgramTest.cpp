@@ -67,6 +67,7 @@ TEST_F(ProgramTest, AFailureIsOneSentenceAndStatusOne) {
 }
 
 TEST_F(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
+    const QString magnet = u"magnet:?xt=urn:btih:"_s + QString(40, u'a');
     for (const QStringList& arguments : {
              QStringList{},
              {url, url + u'2', u"-m"_s, url},
@@ -76,6 +77,8 @@ TEST_F(ProgramTest, WrongUsageAsksNobodyAndCreatesNothing) {
              {u"-i"_s, u"/dev/null"_s},
              {u"-i"_s, u"/dev/zero"_s},
              {url, u"-o"_s, u"/dev/null/f"_s},
+             {magnet, u"--sha256"_s, QString(64, u'a')},
+             {magnet, u"-m"_s, url},
          }) {
         FetraRun run = start(arguments);
         EXPECT_EQ(run.exitStatus(), 2) << qPrintable(arguments.join(u' '));
