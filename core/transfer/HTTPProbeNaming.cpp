@@ -192,6 +192,15 @@ QString fitted(NameParts parts, qsizetype baseCharacters) {
     return base.toString() + suffix;
 }
 
+/// A download must not be taken for what Fetra keeps beside another one: its partial file and its record.
+QString unlikeFilesOfOurs(QString name) {
+    for (const QLatin1StringView ending : {".part"_L1, ".fetra"_L1, ".fetra.tmp"_L1}) {
+        if (name.endsWith(ending, Qt::CaseInsensitive))
+            name[name.size() - ending.size()] = u'_';
+    }
+    return name;
+}
+
 } // namespace
 
 std::optional<QString> filenameFromDisposition(const std::optional<QString>& value) {
@@ -226,7 +235,7 @@ std::optional<QString> usableName(const QString& name) {
         beginning(result, maxCharacters, maxInputUnits * 3).size() < result.size();
     if (hasTooManyCharacters || utf8Size(result) > maxBytes)
         result = fitted(NameParts::of(result), hasTooManyCharacters ? keptBaseCharacters : maxCharacters);
-    return result.isEmpty() ? std::nullopt : std::optional(result);
+    return result.isEmpty() ? std::nullopt : std::optional(unlikeFilesOfOurs(result));
 }
 
 QString ensureExtension(const QString& name, const std::optional<QString>& mimeType) {
@@ -243,8 +252,8 @@ QString ensureExtension(const QString& name, const std::optional<QString>& mimeT
     if (!known.isValid() || known.isDefault() || extension.isEmpty())
         return name;
     const QString result = name + u'.' + extension;
-    return utf8Size(result) > maxBytes ? fitted({.base = name, .extension = extension}, maxCharacters)
-                                       : result;
+    return unlikeFilesOfOurs(
+        utf8Size(result) > maxBytes ? fitted({.base = name, .extension = extension}, maxCharacters) : result);
 }
 
 } // namespace fetra::HTTPProbe
