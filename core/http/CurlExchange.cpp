@@ -95,9 +95,13 @@ TransportError CurlExchange::failure(CURLcode code) const {
 size_t CurlExchange::onHeader(char* data, size_t size, size_t count, void* self) {
     auto& exchange = *static_cast<CurlExchange*>(self);
     const size_t length = size * count;
+    // Trailers may come for ever; the body is over.
+    if (exchange.head_.isComplete()) {
+        exchange.trailerBytes_ += length;
+        exchange.headTooLarge_ = exchange.trailerBytes_ > size_t{ResponseHead::maxBytes};
+        return exchange.headTooLarge_ ? CURL_WRITEFUNC_ERROR : length;
+    }
     exchange.lastActivity_ = std::chrono::steady_clock::now();
-    if (exchange.head_.isComplete())
-        return length; // a trailer
     switch (exchange.head_.feed({data, length})) {
     case ResponseHead::Progress::more:
         return exchange.listener_.exchangeMayContinue() ? length : CURL_WRITEFUNC_ERROR;

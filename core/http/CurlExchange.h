@@ -50,7 +50,7 @@ public:
     bool flush();
 
     [[nodiscard]] CURL* handle() const { return easy_; }
-    /// When the last header line or chunk came, or the exchange began.
+    /// When the last line of the head or piece of the body came, or the exchange began.
     [[nodiscard]] TimePoint lastActivity() const { return lastActivity_; }
     /// Whether the exchange ran over a connection that an earlier one had left. For the end of the exchange.
     [[nodiscard]] bool usedKeptConnection() const;
@@ -75,6 +75,7 @@ private:
     curl_slist* headerList_ = nullptr;
     ResponseHead head_;
     bool headTooLarge_ = false;
+    size_t trailerBytes_ = 0;
     bool bodyBeforeHead_ = false;
     /// The number of the TLS connection whose end is the end of the body, 0 if the body does not end so.
     std::uintptr_t closingConnection_ = 0;

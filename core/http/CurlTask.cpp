@@ -15,8 +15,10 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr double longestConnect = 30;
-/// A redirect's body up to this size is read over, since that is cheaper than a new connection.
+/// A redirect's body up to this size is read over, and for so many seconds, since that is cheaper than a new
+/// connection.
 constexpr qint64 longestDrain = 64 * 1024;
+constexpr double longestDrainTime = 1;
 
 std::atomic<quint64> lastIdentifier{0};
 
@@ -102,6 +104,7 @@ bool CurlTask::exchangeHead(const ResponseHead& head) {
         const std::vector<QByteArray> locations = head.headers().values("Location");
         if (!locations.empty() && !locations.front().isEmpty()) {
             location_ = locations.front();
+            redirectedAt_ = std::chrono::steady_clock::now();
             const qint64 length = head.expectedLength();
             return length >= 0 && length <= longestDrain;
         }
@@ -186,6 +189,10 @@ void CurlTask::abort(const TransportError& error) {
 }
 
 void CurlTask::judge(TimePoint now) {
+    if (exchange_ && location_ && secondsBetween(redirectedAt_, now) > longestDrainTime) {
+        endExchange();
+        return followRedirect();
+    }
     const bool idle = exchange_ && secondsBetween(exchange_->lastActivity(), now) > request_.timeout;
     if (idle || secondsBetween(startedAt_, now) > session_->configuration().resourceTimeout)
         abort({TransportError::timedOut, u"The request timed out"_s});

@@ -78,6 +78,7 @@ private:
     std::set<QUrl> visited_;
     /// The "Location" of a redirect whose body is still being read over.
     std::optional<QByteArray> location_;
+    TimePoint redirectedAt_;
     qint64 drained_ = 0;
     bool responseGiven_ = false;
     std::optional<TransportError> problem_;

@@ -20,9 +20,11 @@ constexpr int noStatus = -1;
 constexpr qint64 bytesThatClearRetries = 262'144;
 constexpr double pauseAfterShedding = 1.0;
 
-/// Whether a "Content-Range" value says that the body begins at `start` of a file of `total` bytes.
-bool isRangeFrom(const std::optional<QString>& value, qint64 start, std::optional<qint64> total) {
-    if (!value || !value->trimmed().startsWith("bytes"_L1, Qt::CaseInsensitive))
+/// Whether the answer is one part of a file of `total` bytes and says that it begins at `start`.
+bool isRangeFrom(const HTTPResponse& response, qint64 start, std::optional<qint64> total) {
+    const std::optional<QString> value = response.headers.value("Content-Range");
+    if (!value || response.mimeType == "multipart/byteranges"_L1 ||
+        !value->trimmed().startsWith("bytes"_L1, Qt::CaseInsensitive))
         return false;
     if (HTTPProbe::contentRangeStart(*value) != start)
         return false;
@@ -58,7 +60,7 @@ HTTPDisposition SegmentedDownload::judgeRangedLocked(Segment& segment, const HTT
 }
 
 HTTPDisposition SegmentedDownload::judgePartialLocked(Segment& segment, const HTTPResponse& response) {
-    if (!isRangeFrom(response.headers.value("Content-Range"), segment.current, total_))
+    if (!isRangeFrom(response, segment.current, total_))
         return refuseLocked(segment, response);
     if (isSameVersionLocked(segment, response))
         return HTTPDisposition::allow;
@@ -70,6 +72,9 @@ HTTPDisposition SegmentedDownload::judgePartialLocked(Segment& segment, const HT
 }
 
 HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const HTTPResponse& response) {
+    // Only the primary decides that there are no ranges.
+    if (segment.source != 0)
+        return refuseLocked(segment, response);
     const qint64 length = response.expectedLength;
     const bool fits = segment.isOpen() || length == segment.end - segment.start + 1;
     const bool untold = length < 0 && !segment.isOpen();
@@ -90,14 +95,14 @@ HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const H
         return refuseLocked(segment, response);
     // What the primary serves now is the file, whatever it named before. A mirror has shown only one version
     // to be the same.
-    if (segment.source != 0 && !isSameVersionLocked(segment, response))
-        return refuseLocked(segment, response);
     const qint64 length = response.expectedLength;
+    const bool isOtherLength = length >= 0 && !segment.isOpen() && length != segment.end - segment.start + 1;
+    if (segment.source != 0 && (isOtherLength || !isSameVersionLocked(segment, response)))
+        return refuseLocked(segment, response);
     // A range that nobody asked for is taken only when it is the whole file.
     if (response.status == 206) {
-        const std::optional<QString> range = response.headers.value("Content-Range");
-        const bool whole =
-            length >= 0 && isRangeFrom(range, 0, total_) && HTTPProbe::contentRangeTotal(*range) == length;
+        const bool whole = length >= 0 && isRangeFrom(response, 0, total_) &&
+                           HTTPProbe::contentRangeTotal(*response.headers.value("Content-Range")) == length;
         if (!whole)
             return refuseLocked(segment, response);
     }
@@ -106,14 +111,19 @@ HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const H
     if (segment.isOpen()) {
         segment.end = segment.current + length - 1;
         total_ = segment.current + length;
-    } else if (length != segment.end - segment.start + 1) {
+    } else if (isOtherLength) {
         return endLocked(DownloadError::sizeMismatch(segment.end - segment.start + 1, length));
     }
     return HTTPDisposition::allow;
 }
 
 bool SegmentedDownload::isSameVersionLocked(const Segment& segment, const HTTPResponse& response) {
-    return validators_[segment.source].agree(Validators::of(response));
+    Validators& known = validators_[segment.source];
+    const Validators seen = Validators::of(response);
+    // A mirror is done without rather than believed without a word.
+    if (segment.source != 0 && known != Validators() && !known.canBeCompared(seen))
+        return false;
+    return known.agree(seen);
 }
 
 HTTPDisposition SegmentedDownload::refuseLocked(Segment& segment, const HTTPResponse& response) {

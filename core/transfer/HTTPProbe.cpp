@@ -35,9 +35,13 @@ std::optional<qint64> usableTotal(const HTTPResponse& response) {
 
 void readSize(const HTTPResponse& response, RemoteInfo& info) {
     const auto total = usableTotal(response);
-    if (response.status == 206 || (response.status == 416 && total)) {
+    if (response.status == 206) {
+        // A file of which there is a part is not empty.
+        info.totalSize = total == 0 ? std::nullopt : total;
+        info.acceptsRanges = info.totalSize.has_value();
+    } else if (response.status == 416 && total) {
         info.totalSize = total;
-        info.acceptsRanges = total.has_value();
+        info.acceptsRanges = true;
     } else if (response.status >= 200 && response.status <= 299) {
         if (response.expectedLength >= 0)
             info.totalSize = response.expectedLength;

@@ -64,6 +64,10 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
     };
 
     const auto primary = fingerprintOf(info.finalURL);
+    Validators known{.etag = info.etag, .lastModified = info.lastModified};
+    const bool isPrimarySteady = primary && std::ranges::all_of(primary->named, [&](const Validators& named) {
+                                     return known.agree(named);
+                                 });
     std::vector<std::future<Check>> checks;
     for (const QUrl& mirror : mirrors)
         checks.push_back(std::async(std::launch::async, check, mirror));
@@ -76,7 +80,7 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
             Log::warn([&] {
                 return u"mirror skipped, size or range support differs: "_s + presentableString(mirror);
             });
-        } else if (!primary || result.sampled != primary->bytes) {
+        } else if (!isPrimarySteady || result.sampled != primary->bytes) {
             Log::warn([&] {
                 return u"mirror skipped, sampled bytes differ from the primary: "_s +
                        presentableString(mirror);

@@ -7,16 +7,19 @@ Validators Validators::of(const HTTPResponse& response) {
 }
 
 bool Validators::agree(const Validators& seen) {
-    if (!etag && !lastModified) {
-        *this = seen;
-        return true;
-    }
     const bool bothTagged = etag && seen.etag;
-    if (bothTagged && *etag == *seen.etag)
-        return true;
-    if (lastModified && seen.lastModified)
-        return *lastModified == *seen.lastModified;
-    return !bothTagged;
+    const bool bothDated = lastModified && seen.lastModified;
+    const bool sameTag = bothTagged && *etag == *seen.etag;
+    const bool same = sameTag || (bothDated ? *lastModified == *seen.lastModified : !bothTagged);
+    if (same && !etag)
+        etag = seen.etag;
+    if (same && !lastModified)
+        lastModified = seen.lastModified;
+    return same;
+}
+
+bool Validators::canBeCompared(const Validators& seen) const {
+    return (etag && seen.etag) || (lastModified && seen.lastModified);
 }
 
 } // namespace fetra

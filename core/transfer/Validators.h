@@ -18,9 +18,11 @@ struct Validators {
     [[nodiscard]] static Validators of(const HTTPResponse& response);
 
     /// Whether `seen`, of a later answer, speaks of the same version. Equal tags settle it. Different ones
-    /// need an equal date to be believed, since the machines behind one name often disagree on tags. Where
-    /// nothing was named before, `seen` is believed and becomes what later answers are compared with.
+    /// need an equal date to be believed, since the machines behind one name often disagree on tags. What was
+    /// not named before is believed, and later answers are compared with it.
     [[nodiscard]] bool agree(const Validators& seen);
+    /// Whether both have a tag, or both a date.
+    [[nodiscard]] bool canBeCompared(const Validators& seen) const;
 
     bool operator==(const Validators&) const = default;
 };

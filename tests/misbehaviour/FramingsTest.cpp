@@ -37,6 +37,9 @@ TEST(Chunked, EndRight) {
         Row("ranges_with_trailers", {data({.framing = Framing::Chunked,
                                            .trailers = "X-Late: 1\r\nContent-Range: bytes 7-9/10\r\n"})}),
         whole("whole_with_trailers", {.framing = Framing::Chunked, .trailers = "Content-Length: 7\r\n"}),
+        whole("whole_with_trailers_beyond_sense",
+              {.framing = Framing::Chunked, .trailers = QByteArray("X-T: a\r\n").repeated(20'000)})
+            .givesUp("The head of the server's answer is too large", 1, Left::Part),
         chunks("with_an_extension", "SIZE;name=\"value\""),
         chunks("size_with_zeros", "000SIZE"),
         chunks("size_beyond_numbers", "FFFFFFFFFFFFFFFFF").givesUp(""),

@@ -27,6 +27,13 @@ Lies severalParts() {
                                   .body = "--b\r\nContent-Range: bytes 0-0/4194304\r\n\r\nx\r\n--b--\r\n"}};
 }
 
+/// The label is right, and the body would be parts with heads of their own.
+Lies labelledParts() {
+    ServerFile parts = Misbehaviour::defaultFile();
+    parts.contentType = "multipart/byteranges; boundary=b";
+    return {.file = parts};
+}
+
 Lies beyondTheEnd(const QByteArray& label) {
     return {.answer = FixedAnswer{.status = 416, .headers = {{"Content-Range", label}}}};
 }
@@ -43,6 +50,7 @@ TEST(Ranges, EndRight) {
         Row("data_as_200", {data({.partialStatus = 200})}),
         Row("probe_of_several_parts", {probe(severalParts())}),
         refused("data_of_several_parts", severalParts()),
+        refused("data_of_several_parts_with_a_label", labelledParts()),
         Row("probe_beyond_the_end_of_a_known_size", {probe(beyondTheEnd("bytes */4194304"))}),
         Row("probe_beyond_the_end_of_a_senseless_size", {probe(beyondTheEnd("bytes */-3"))})
             .ends("Server returned HTTP 416", Left::Nothing),
@@ -75,6 +83,7 @@ TEST(RangeLabels, EndRight) {
         refused("none_for_data", {.omitContentRange = true}),
         Row("without_a_total", {every({.contentRange = "bytes FIRST-LAST/*"})}),
         Row("without_a_total_for_data", {data({.contentRange = "bytes FIRST-LAST/*"})}),
+        Row("with_a_total_of_nothing_for_the_probe", {probe({.contentRange = "bytes 0-0/0"})}),
         Row("with_a_negative_total", {every({.contentRange = "bytes FIRST-LAST/-5"})}),
         Row("with_a_total_beyond_numbers", {every({.contentRange = "bytes FIRST-LAST/9223372036854775808"})}),
         Row("with_a_total_beyond_disks", {every({.contentRange = "bytes FIRST-LAST/9223372036854775807"})})

@@ -79,6 +79,15 @@ Handler withPassword(const ScriptedServer& server) {
     return map(redirect(target.toEncoded()));
 }
 
+/// Redirects whose bodies would take hours.
+Handler drippingBodies(const ScriptedServer&) {
+    return map([](ServerExchange& exchange) {
+        (void)exchange.sendHead(302, {{"Location", "/real/f.bin"}, {"Content-Length", "60000"}});
+        while (exchange.wait(300ms) && exchange.sendBody("x")) {
+        }
+    });
+}
+
 TEST(Redirects, EndRight) {
     const std::string badAddress = "transport -1000";
     const std::string tooMany = "transport -1007";
@@ -103,6 +112,7 @@ TEST(Redirects, EndRight) {
         refused("to_a_missing_page", "/none", "Server returned HTTP 404"),
         Row("to_another_port").by(toAnotherServer(true)),
         Row("out_of_tls").by(toAnotherServer(false)),
+        Row("with_a_body_that_drips").by(drippingBodies).takes(8s),
         Row("with_a_password").by(withPassword),
         Row("to_another_host_each_time").by(toAnotherHostEachTime),
         Row("to_addresses_that_expire").by(expiringAddresses).takes(20s),

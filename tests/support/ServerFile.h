@@ -25,11 +25,12 @@ struct ServerFile {
         copy.etag = std::move(value);
         return copy;
     }
-    [[nodiscard]] ServerFile withoutValidators() const {
-        ServerFile copy = withETag({});
+    [[nodiscard]] ServerFile withoutDate() const {
+        ServerFile copy = *this;
         copy.lastModified.clear();
         return copy;
     }
+    [[nodiscard]] ServerFile withoutValidators() const { return withETag({}).withoutDate(); }
 };
 
 } // namespace fetra::test

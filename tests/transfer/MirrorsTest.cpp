@@ -113,6 +113,32 @@ TEST_F(MirrorsTest, KeepsTheOrderGivenWhateverTheOrderOfTheAnswers) {
     EXPECT_EQ(admitted[2].original, mirrors[4]);
 }
 
+TEST_F(MirrorsTest, AreNotComparedWithAPrimaryThatChangesMeanwhile) {
+    const ServerFile other = ServerFile::ofSize(fileSize, 9).withETag("\"v2\"").withoutDate();
+    primary.setHandler(FileScript{.file = file, .rules = {data({.file = other}, 1, 3)}}.handler());
+    mirror.setHandler(serve(other));
+    EXPECT_EQ(run({mirror.url("/f.bin")}).words, u"complete"_s);
+    EXPECT_EQ(log, skipped(sampledBytesDiffer, mirror.url("/f.bin")));
+}
+
+TEST_F(MirrorsTest, AreDoneWithoutWhereTheyTurnOutOtherwise) {
+    ServerFile dated = ServerFile::ofSize(fileSize, 9).withETag({});
+    const std::tuple<const char*, ServerFile, Lies> rows[] = {
+        {"a page", file, {.answer = loginPage()}},
+        {"no ranges any more", file, {.ignoreRange = true}},
+        {"another version that names nothing in common", file.withoutDate(), {.file = dated}},
+    };
+    for (const auto& [name, shown, lies] : rows) {
+        SCOPED_TRACE(name);
+        mirror.setHandler(serve(shown, lies, {.what = What::Data, .first = 4}));
+        const Ending ending = run({mirror.url("/f.bin")});
+        ASSERT_EQ(ending.words, u"complete"_s);
+        EXPECT_EQ(ending.result->mirrorsUsed, 2);
+        EXPECT_EQ(log, QString()) << "nor is the primary asked for a single stream";
+        ASSERT_TRUE(QFile::remove(folder.path(u"f.bin"_s)));
+    }
+}
+
 TEST_F(MirrorsTest, GetNothingToDoBesideAPrimaryWithoutRangesBytesOrSamples) {
     mirror.setHandler(serve(file));
     primary.setHandler(serve(file, {.ignoreRange = true}));
