@@ -19,7 +19,7 @@ TEST(Versions, EndRight) {
     const LieRule some = data({.cut = Cut{.at = 30'000}}, 1, 1);
     const std::string refused = "HTTP 206";
     const auto changes = [&](std::string name, const ServerFile& before, const ServerFile& after) {
-        return Row(std::move(name), {some, data({.latency = 700ms, .file = after}, 2)})
+        return Row(std::move(name), {some, data({.latency = 1500ms, .file = after}, 2)})
             .of(before)
             .givesUp(refused)
             .keeps(30'000);
