@@ -75,6 +75,7 @@ struct Segment {
     [[nodiscard]] bool isOpen() const { return end == openEnd; }
     [[nodiscard]] bool isComplete() const { return current > end; }
     [[nodiscard]] bool isStreaming() const { return task && responseAt; }
+    [[nodiscard]] qint64 size() const { return end - start + 1; }
     [[nodiscard]] qint64 remaining() const { return end - current + 1; }
 };
 

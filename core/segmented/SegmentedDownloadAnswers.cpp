@@ -76,7 +76,7 @@ HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const H
     if (segment.source != 0)
         return refuseLocked(segment, response);
     const qint64 length = response.expectedLength;
-    const bool fits = segment.isOpen() || length == segment.end - segment.start + 1;
+    const bool fits = segment.isOpen() || length == segment.size();
     const bool untold = length < 0 && !segment.isOpen();
     // Held bytes are not given up for a body that may be anything: a record may still vouch for those that a
     // body of the right length has begun to replace.
@@ -93,10 +93,10 @@ HTTPDisposition SegmentedDownload::judgeFullBodyLocked(Segment& segment, const H
 HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const HTTPResponse& response) {
     if (response.status < 200 || response.status > 299)
         return refuseLocked(segment, response);
+    const qint64 length = response.expectedLength;
+    const bool isOtherLength = length >= 0 && !segment.isOpen() && length != segment.size();
     // What the primary serves now is the file, whatever it named before. A mirror has shown only one version
     // to be the same.
-    const qint64 length = response.expectedLength;
-    const bool isOtherLength = length >= 0 && !segment.isOpen() && length != segment.end - segment.start + 1;
     if (segment.source != 0 && (isOtherLength || !isSameVersionLocked(segment, response)))
         return refuseLocked(segment, response);
     // A range that nobody asked for is taken only when it is the whole file.
@@ -112,7 +112,7 @@ HTTPDisposition SegmentedDownload::judgeUnrangedLocked(Segment& segment, const H
         segment.end = segment.current + length - 1;
         total_ = segment.current + length;
     } else if (isOtherLength) {
-        return endLocked(DownloadError::sizeMismatch(segment.end - segment.start + 1, length));
+        return endLocked(DownloadError::sizeMismatch(segment.size(), length));
     }
     return HTTPDisposition::allow;
 }

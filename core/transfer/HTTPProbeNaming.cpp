@@ -2,6 +2,7 @@
 #include "system/TextTrim.h"
 #include "transfer/HTTPProbe.h"
 #include "transfer/NameParts.h"
+#include "transfer/Reservation.h"
 
 #include <QMimeDatabase>
 #include <QStringDecoder>
@@ -23,11 +24,11 @@ constexpr qsizetype maxInputUnits = 65'536;
 // What a file system takes, less the longest that is ever appended to a name: a number, the sidecar's suffix
 // and that of the sidecar's temporary file.
 constexpr std::string_view longestNumbering = " (10000)";
-constexpr std::string_view sidecarSuffix = ".fetra";
 constexpr qsizetype maxNameBytes = 255;
 constexpr qsizetype maxBytes =
-    maxNameBytes - static_cast<qsizetype>(longestNumbering.size() + sidecarSuffix.size() +
-                                          std::string_view(AtomicFile::temporarySuffix).size());
+    maxNameBytes -
+    static_cast<qsizetype>(longestNumbering.size() + std::string_view(Reservation::sidecarSuffix).size() +
+                           std::string_view(AtomicFile::temporarySuffix).size());
 static_assert(maxBytes == 237);
 
 bool isBlankOrLineBreak(QChar character) {
@@ -194,7 +195,9 @@ QString fitted(NameParts parts, qsizetype baseCharacters) {
 
 /// A download must not be taken for what Fetra keeps beside another one: its partial file and its record.
 QString unlikeFilesOfOurs(QString name) {
-    for (const QLatin1StringView ending : {".part"_L1, ".fetra"_L1, ".fetra.tmp"_L1}) {
+    const QString record = QLatin1StringView(Reservation::sidecarSuffix);
+    for (const QString& ending : {QString(QLatin1StringView(Reservation::partSuffix)), record,
+                                  record + QLatin1StringView(AtomicFile::temporarySuffix)}) {
         if (name.endsWith(ending, Qt::CaseInsensitive))
             name[name.size() - ending.size()] = u'_';
     }

@@ -38,6 +38,13 @@ auto answerOf(Question question) -> std::optional<decltype(question())> {
     return std::nullopt;
 }
 
+/// Whether none of the samples' answers spoke of another version than those before it, the first of which
+/// named `known`.
+bool isSteady(Validators& known, const HTTPProbe::Fingerprint& fingerprint) {
+    return std::ranges::all_of(fingerprint.named,
+                               [&](const Validators& named) { return known.agree(named); });
+}
+
 } // namespace
 
 QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSession& session,
@@ -55,9 +62,7 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
             result.validators = {.etag = answer->etag, .lastModified = answer->lastModified};
             if (const auto fingerprint = fingerprintOf(answer->finalURL)) {
                 result.sampled = fingerprint->bytes;
-                result.steady = std::ranges::all_of(fingerprint->named, [&](const Validators& named) {
-                    return result.validators.agree(named);
-                });
+                result.steady = isSteady(result.validators, *fingerprint);
             }
         }
         return result;
@@ -65,9 +70,7 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
 
     const auto primary = fingerprintOf(info.finalURL);
     Validators known{.etag = info.etag, .lastModified = info.lastModified};
-    const bool isPrimarySteady = primary && std::ranges::all_of(primary->named, [&](const Validators& named) {
-                                     return known.agree(named);
-                                 });
+    const bool isPrimarySteady = primary && isSteady(known, *primary);
     std::vector<std::future<Check>> checks;
     for (const QUrl& mirror : mirrors)
         checks.push_back(std::async(std::launch::async, check, mirror));
