@@ -82,7 +82,7 @@ DownloadResult Downloader::run(const DownloadRequest& request) {
     SegmentedConfig config;
     config.sources = {info.finalURL};
     config.originals = {request.url};
-    config.validators = {{.etag = info.etag, .lastModified = info.lastModified}};
+    config.validators = {Validators::of(info)};
     if (info.acceptsRanges && info.totalSize.value_or(0) >= 1 && !request.mirrors.isEmpty()) {
         for (const Mirrors::Admitted& mirror : Mirrors::admit(request.mirrors, info, *session, options_)) {
             config.sources.append(mirror.resolved);

@@ -59,7 +59,7 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
         Check result;
         if (answer && answer->acceptsRanges && answer->totalSize == info.totalSize) {
             result.resolved = answer->finalURL;
-            result.validators = {.etag = answer->etag, .lastModified = answer->lastModified};
+            result.validators = Validators::of(*answer);
             if (const auto fingerprint = fingerprintOf(answer->finalURL)) {
                 result.sampled = fingerprint->bytes;
                 result.steady = isSteady(result.validators, *fingerprint);
@@ -69,7 +69,7 @@ QList<Admitted> admit(const QList<QUrl>& mirrors, const RemoteInfo& info, HTTPSe
     };
 
     const auto primary = fingerprintOf(info.finalURL);
-    Validators known{.etag = info.etag, .lastModified = info.lastModified};
+    Validators known = Validators::of(info);
     const bool isPrimarySteady = primary && isSteady(known, *primary);
     std::vector<std::future<Check>> checks;
     for (const QUrl& mirror : mirrors)

@@ -6,6 +6,10 @@ Validators Validators::of(const HTTPResponse& response) {
     return {.etag = response.headers.value("ETag"), .lastModified = response.headers.value("Last-Modified")};
 }
 
+Validators Validators::of(const RemoteInfo& info) {
+    return {.etag = info.etag, .lastModified = info.lastModified};
+}
+
 bool Validators::agree(const Validators& seen) {
     const bool bothTagged = etag && seen.etag;
     const bool bothDated = lastModified && seen.lastModified;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "http/HTTPMessage.h"
+#include "transfer/RemoteInfo.h"
 
 #include <QString>
 
@@ -16,6 +17,7 @@ struct Validators {
     std::optional<QString> lastModified = {};
 
     [[nodiscard]] static Validators of(const HTTPResponse& response);
+    [[nodiscard]] static Validators of(const RemoteInfo& info);
 
     /// Whether `seen`, of a later answer, speaks of the same version. Equal tags settle it. Different ones
     /// need an equal date to be believed, since the machines behind one name often disagree on tags. What was
